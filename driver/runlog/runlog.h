@@ -1,0 +1,17 @@
+// The run log: the file that an administrator reads to learn what a migration did.
+//
+// Every line is opened by the local time, the process id and the thread id, and its message is
+// echoed to standard output. The file is opened and closed for each line, so a line that was logged
+// is in the file whatever happens next.
+//
+// Usable from a signal handler's jump: while a line is written the run's signals are held back, so
+// a jump never leaves one half written, and nothing here uses the heap or a stream.
+#pragma once
+
+// Sets the run log's path, cut at 1023 bytes. Until then it is "migration.log". A relative path is
+// taken relative to the working directory of each line.
+void SetDebugLogFileName(char const* path);
+
+// Appends one line, printf-style; the message is cut at 2047 bytes. When the log cannot be opened
+// the message is dropped, on standard output too.
+void LogDebugMessage(char const* format, ...) __attribute__((format(printf, 1, 2)));
