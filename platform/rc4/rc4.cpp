@@ -1,0 +1,192 @@
+// rc4: enciphers or deciphers a file in place.
+//
+// The file is replaced as a whole: the result is written beside it, synced and renamed over it, so
+// that whatever ends the command leaves either the old content or the new. Exit status: 0 done,
+// 1 the file or key cannot be used, 2 wrong command line.
+
+#include <errno.h>
+#include <fcntl.h>
+#include <limits.h>
+#include <nettle/arcfour.h>
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <string>
+#include <string_view>
+
+namespace {
+
+constexpr size_t kMinKey = 1;
+constexpr size_t kMaxKey = 256;  // ARCFOUR's own bounds, in bytes
+
+// The unfinished result's path while it exists, where a signal handler can reach it.
+char unfinished[PATH_MAX];
+
+class Fd {
+ public:
+  explicit Fd(int number) : number_(number) {}
+  ~Fd() {
+    if (number_ >= 0) close(number_);
+  }
+  Fd(Fd const&) = delete;
+  Fd& operator=(Fd const&) = delete;
+  operator int() const { return number_; }
+
+ private:
+  int number_;
+};
+
+void remove_unfinished() {
+  if (unfinished[0] != '\0') unlink(unfinished);
+}
+
+[[noreturn]] void fail(std::string_view path, std::string_view why) {
+  fprintf(stderr, "rc4: %.*s: %.*s\n", static_cast<int>(path.size()), path.data(),
+          static_cast<int>(why.size()), why.data());
+  remove_unfinished();
+  exit(1);
+}
+
+[[noreturn]] void fail_errno(std::string_view path, std::string_view what) {
+  fail(path, std::string(what) + ": " + strerror(errno));
+}
+
+void on_signal(int number) {
+  remove_unfinished();
+  signal(number, SIG_DFL);
+  raise(number);
+}
+
+// A signal that the caller had ignored stays ignored.
+void clean_up_on_signals() {
+  for (int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGXFSZ}) {
+    if (signal(number, on_signal) == SIG_IGN) signal(number, SIG_IGN);
+  }
+}
+
+struct CommandLine {
+  bool wanted = false;  // -enc or -dec was there; the cipher is its own inverse
+  char const* file = nullptr;
+  char const* key_file = nullptr;
+};
+
+bool parse(int argc, char** argv, CommandLine& line) {
+  for (int i = 1; i < argc; ++i) {
+    std::string_view const option = argv[i];
+    if (option == "-enc" || option == "-dec") {
+      if (line.wanted) return false;
+      line.wanted = true;
+      continue;
+    }
+    if (option != "-in" && option != "-key") return false;
+    char const*& target = option == "-in" ? line.file : line.key_file;
+    if (target != nullptr || ++i == argc) return false;
+    target = argv[i];
+  }
+  return line.wanted && line.file != nullptr && line.key_file != nullptr;
+}
+
+// Fills the buffer as far as the file goes.
+size_t read_full(int fd, char const* path, unsigned char* buffer, size_t size) {
+  size_t filled = 0;
+  while (filled < size) {
+    ssize_t const got = read(fd, buffer + filled, size - filled);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) fail_errno(path, "cannot be read");
+    if (got == 0) break;
+    filled += static_cast<size_t>(got);
+  }
+  return filled;
+}
+
+void write_full(int fd, char const* path, unsigned char const* data, size_t size) {
+  while (size > 0) {
+    ssize_t const written = write(fd, data, size);
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) fail_errno(path, "the new content cannot be written");
+    data += written;
+    size -= static_cast<size_t>(written);
+  }
+}
+
+void read_key(char const* path, arcfour_ctx& cipher) {
+  Fd const fd(open(path, O_RDONLY | O_CLOEXEC));
+  if (fd < 0) fail_errno(path, "the key cannot be read");
+  unsigned char key[kMaxKey + 1];
+  size_t const length = read_full(fd, path, key, sizeof key);
+  if (length < kMinKey) fail(path, "the key is empty; it takes 1 to 256 bytes");
+  if (length > kMaxKey) fail(path, "the key is longer than 256 bytes");
+  arcfour_set_key(&cipher, length, key);
+}
+
+// The descriptor is what is judged, so nothing can be put in the file's place in between. Without
+// O_NONBLOCK a FIFO would keep the command waiting for a writer.
+int open_regular(char const* path, struct stat& info) {
+  int const fd = open(path, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+  if (fd < 0 && errno == ELOOP) fail(path, "is a symbolic link; name the file itself");
+  if (fd < 0) fail_errno(path, "cannot be opened");
+  if (fstat(fd, &info) != 0) fail_errno(path, "cannot be examined");
+  if (!S_ISREG(info.st_mode)) fail(path, "is not a regular file");
+  return fd;
+}
+
+int make_unfinished(char const* path, struct stat const& like) {
+  std::string const name = std::string(path) + ".XXXXXX";
+  if (name.size() >= sizeof unfinished) fail(path, "the path is too long");
+  memcpy(unfinished, name.c_str(), name.size() + 1);
+  int const fd = mkostemp(unfinished, O_CLOEXEC);
+  if (fd < 0) {
+    unfinished[0] = '\0';
+    fail_errno(path, "cannot make the new file beside it");
+  }
+  // In this order: changing the owner would clear a set-user-id bit.
+  if (fchown(fd, like.st_uid, like.st_gid) != 0) fail_errno(path, "cannot keep its owner");
+  if (fchmod(fd, like.st_mode & 07777) != 0) fail_errno(path, "cannot keep its mode");
+  return fd;
+}
+
+void sync_folder_of(char const* path) {
+  std::string_view const text = path;
+  size_t const slash = text.rfind('/');
+  std::string const folder =
+      slash == std::string_view::npos ? "." : std::string(text.substr(0, slash + 1));
+  Fd const fd(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  // A folder that may not be read cannot be synced; the file itself is on the disk already.
+  if (fd >= 0) fsync(fd);
+}
+
+void convert(char const* path, arcfour_ctx& cipher) {
+  struct stat info;
+  Fd const source(open_regular(path, info));
+  Fd const target(make_unfinished(path, info));
+
+  static unsigned char buffer[64 * 1024];
+  while (size_t const length = read_full(source, path, buffer, sizeof buffer)) {
+    arcfour_crypt(&cipher, length, buffer, buffer);
+    write_full(target, path, buffer, length);
+  }
+
+  if (fsync(target) != 0) fail_errno(path, "the new content cannot be written");
+  if (rename(unfinished, path) != 0) fail_errno(path, "cannot be replaced");
+  unfinished[0] = '\0';
+  sync_folder_of(path);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CommandLine line;
+  if (!parse(argc, argv, line)) {
+    fputs("usage: rc4 -enc|-dec -in FILE -key KEYFILE\n", stderr);
+    return 2;
+  }
+  clean_up_on_signals();
+  arcfour_ctx cipher;
+  read_key(line.key_file, cipher);
+  convert(line.file, cipher);
+  return 0;
+}

@@ -1,0 +1,167 @@
+#include "command.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <string.h>
+#include <sys/signalfd.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace zeva {
+namespace {
+
+constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+constexpr int kTick = 1000;  // milliseconds
+
+int signal_fd = -1;
+sigset_t mask_before;
+int received = 0;
+
+sigset_t held_set() {
+  sigset_t held;
+  sigemptyset(&held);
+  for (int const number : kEndingSignals) {
+    struct sigaction current;
+    sigaction(number, nullptr, &current);
+    if (current.sa_handler != SIG_IGN) sigaddset(&held, number);
+  }
+  return held;
+}
+
+struct Pipe {
+  int from = -1;
+  int to = -1;
+  bool open() {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) return false;
+    from = ends[0];
+    to = ends[1];
+    return true;
+  }
+  void close_end(int& end) {
+    if (end >= 0) close(end);
+    end = -1;
+  }
+  ~Pipe() {
+    close_end(from);
+    close_end(to);
+  }
+};
+
+// Starts the command with its output going into the pipes; 0 or the error number.
+int start(Command const& command, Pipe const& output, Pipe const& error, pid_t& child) {
+  std::vector<char*> arguments;
+  for (std::string const& argument : command.arguments) {
+    arguments.push_back(const_cast<char*>(argument.c_str()));
+  }
+  arguments.push_back(nullptr);
+
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+  posix_spawn_file_actions_adddup2(&actions, output.to, STDOUT_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, error.to, STDERR_FILENO);
+  if (!command.folder.empty()) {
+    posix_spawn_file_actions_addchdir_np(&actions, command.folder.c_str());
+  }
+
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  if (signal_fd >= 0) {
+    posix_spawnattr_setsigmask(&attributes, &mask_before);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
+  }
+  int const failure =
+      posix_spawnp(&child, arguments[0], &actions, &attributes, arguments.data(), environ);
+  posix_spawnattr_destroy(&attributes);
+  posix_spawn_file_actions_destroy(&actions);
+  return failure;
+}
+
+// Reads what is there; closes the end when nothing more can come.
+void drain(Pipe& pipe, std::string& collected,
+           std::function<void(std::string const&)> const& seen) {
+  char buffer[16 * 1024];
+  ssize_t const got = read(pipe.from, buffer, sizeof buffer);
+  if (got < 0 && errno == EINTR) return;
+  if (got <= 0) {
+    pipe.close_end(pipe.from);
+    return;
+  }
+  std::string const piece(buffer, static_cast<size_t>(got));
+  collected += piece;
+  if (seen) seen(piece);
+}
+
+void collect(Command const& command, pid_t child, Pipe& output, Pipe& error,
+             CommandResult& result) {
+  while (output.from >= 0 || error.from >= 0) {
+    pollfd sources[] = {{output.from, POLLIN, 0}, {error.from, POLLIN, 0}, {signal_fd, POLLIN, 0}};
+    int const ready = poll(sources, 3, kTick);
+    if (ready < 0 && errno != EINTR) break;
+    if (ready <= 0) {
+      if (command.on_output) command.on_output("");
+      continue;
+    }
+    if (sources[2].revents != 0 && signal_received() != 0) {
+      result.stopped = true;
+      kill(child, SIGTERM);
+    }
+    if (sources[0].revents != 0) drain(output, result.output, command.on_output);
+    if (sources[1].revents != 0) drain(error, result.error, {});
+  }
+}
+
+}  // namespace
+
+void hold_signals() {
+  sigset_t const held = held_set();
+  sigprocmask(SIG_BLOCK, &held, &mask_before);
+  signal_fd = signalfd(-1, &held, SFD_CLOEXEC | SFD_NONBLOCK);
+  signal(SIGPIPE, SIG_IGN);
+}
+
+int signal_received() {
+  signalfd_siginfo info;
+  while (signal_fd >= 0 && read(signal_fd, &info, sizeof info) == sizeof info) {
+    received = static_cast<int>(info.ssi_signo);
+  }
+  return received;
+}
+
+std::string CommandResult::explanation() const {
+  if (!not_run.empty()) return not_run;
+  if (stopped) return "interrupted";
+  if (!error.empty()) return error.substr(0, error.find('\n'));
+  return "it ended with status " + std::to_string(exit_status);
+}
+
+CommandResult run_command(Command const& command) {
+  CommandResult result;
+  if (signal_received() != 0) {
+    result.stopped = true;
+    return result;
+  }
+  Pipe output;
+  Pipe error;
+  pid_t child = -1;
+  int const failure = output.open() && error.open() ? start(command, output, error, child) : errno;
+  if (failure != 0) {
+    result.not_run = command.arguments[0] + " cannot be run: " + strerror(failure);
+    return result;
+  }
+  output.close_end(output.to);
+  error.close_end(error.to);
+  collect(command, child, output, error, result);
+
+  int status = 0;
+  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  }
+  result.exit_status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  return result;
+}
+
+}  // namespace zeva
