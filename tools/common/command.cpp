@@ -70,10 +70,12 @@ int start(Command const& command, Pipe const& output, Pipe const& error, pid_t& 
 
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
+  short flags = POSIX_SPAWN_SETPGROUP;  // its own group, so that its children can be ended too
   if (signal_fd >= 0) {
     posix_spawnattr_setsigmask(&attributes, &mask_before);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
+    flags |= POSIX_SPAWN_SETSIGMASK;
   }
+  posix_spawnattr_setflags(&attributes, flags);
   int const failure =
       posix_spawnp(&child, arguments[0], &actions, &attributes, arguments.data(), environ);
   posix_spawnattr_destroy(&attributes);
@@ -108,7 +110,7 @@ void collect(Command const& command, pid_t child, Pipe& output, Pipe& error,
     }
     if (sources[2].revents != 0 && signal_received() != 0) {
       result.stopped = true;
-      kill(child, SIGTERM);
+      kill(-child, SIGTERM);
     }
     if (sources[0].revents != 0) drain(output, result.output, command.on_output);
     if (sources[1].revents != 0) drain(error, result.error, {});
@@ -136,11 +138,12 @@ std::string CommandResult::explanation() const {
   if (!not_run.empty()) return not_run;
   if (stopped) return "interrupted";
   if (!error.empty()) return error.substr(0, error.find('\n'));
-  return "it ended with status " + std::to_string(exit_status);
+  return program + " ended with status " + std::to_string(exit_status);
 }
 
 CommandResult run_command(Command const& command) {
   CommandResult result;
+  result.program = command.arguments[0];
   if (signal_received() != 0) {
     result.stopped = true;
     return result;

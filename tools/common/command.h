@@ -25,6 +25,7 @@ struct Command {
 };
 
 struct CommandResult {
+  std::string program;
   int exit_status = -1;  // 0 to 255; 128 and the signal's number when a signal ended it
   std::string output;
   std::string error;     // its standard error

@@ -1,0 +1,29 @@
+// A folder that only this user can enter, removed with all that is in it.
+#pragma once
+
+#include <string>
+
+namespace zeva {
+
+class PrivateFolder {
+ public:
+  // Makes it under a name of its own below parent.
+  explicit PrivateFolder(std::string const& parent);
+  ~PrivateFolder();
+  PrivateFolder(PrivateFolder const&) = delete;
+  PrivateFolder& operator=(PrivateFolder const&) = delete;
+
+  // Why it could not be made; empty when it was.
+  [[nodiscard]] std::string const& error() const { return error_; }
+  [[nodiscard]] std::string const& path() const { return path_; }
+  [[nodiscard]] std::string operator/(std::string const& name) const { return path_ + "/" + name; }
+
+ private:
+  std::string path_;
+  std::string error_;
+};
+
+// Makes or replaces a file, mode 0600; false with errno set when it cannot be written.
+[[nodiscard]] bool write_file(std::string const& path, std::string_view content);
+
+}  // namespace zeva

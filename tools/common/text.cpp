@@ -1,0 +1,65 @@
+#include "text.h"
+
+#include <unicode/uchar.h>
+#include <unicode/utf8.h>
+
+namespace zeva {
+namespace {
+
+// Takes the next character off the text; negative when its bytes are not UTF-8.
+UChar32 next_character(std::string_view text, int32_t& position) {
+  auto const* bytes = reinterpret_cast<unsigned char const*>(text.data());
+  auto const length = static_cast<int32_t>(text.size());
+  UChar32 character;
+  U8_NEXT(bytes, position, length, character);
+  return character;
+}
+
+std::string escaped(std::string_view bytes) {
+  if (bytes == "\n") return "\\n";
+  if (bytes == "\r") return "\\r";
+  if (bytes == "\t") return "\\t";
+  std::string out;
+  for (char const byte : bytes) out += "\\x" + hex({&byte, 1});
+  return out;
+}
+
+}  // namespace
+
+bool is_utf8(std::string_view text) {
+  int32_t position = 0;
+  while (position < static_cast<int32_t>(text.size())) {
+    if (next_character(text, position) < 0) return false;
+  }
+  return true;
+}
+
+std::string printable(std::string_view text) {
+  std::string out;
+  int32_t position = 0;
+  while (position < static_cast<int32_t>(text.size())) {
+    auto const start = static_cast<size_t>(position);
+    UChar32 const character = next_character(text, position);
+    auto const bytes = text.substr(start, static_cast<size_t>(position) - start);
+    if (character >= 0 && u_isprint(character)) {
+      out += bytes;
+    } else {
+      out += escaped(bytes);
+    }
+  }
+  return out;
+}
+
+std::string hex(std::string_view bytes) {
+  static char const digits[] = "0123456789abcdef";
+  std::string out;
+  out.reserve(bytes.size() * 2);
+  for (char const byte : bytes) {
+    auto const number = static_cast<unsigned char>(byte);
+    out += digits[number >> 4];
+    out += digits[number & 15];
+  }
+  return out;
+}
+
+}  // namespace zeva

@@ -1,0 +1,45 @@
+#include "tool.h"
+
+#include <errno.h>
+#include <stdio.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <string>
+
+#include "text.h"
+
+namespace zeva {
+
+std::optional<int> parse_command_line(CLI::App& app, int argc, char** argv) {
+  app.set_version_flag("--version", ZEVA_VERSION);
+  try {
+    app.parse(argc, argv);
+  } catch (CLI::ParseError const& stop) {
+    if (stop.get_exit_code() == 0) return app.exit(stop);  // --help, --version
+    complain(stop.what(), "see --help");
+    return kWrongUsage;
+  }
+  return std::nullopt;
+}
+
+int complain(std::string_view subject, std::string_view why) {
+  std::string const line = std::string(program_invocation_short_name) + ": " + printable(subject) +
+                           ": " + printable(why) + "\n";
+  fputs(line.c_str(), stderr);
+  return kFailed;
+}
+
+std::string own_folder() {
+  std::error_code failure;
+  return std::filesystem::read_symlink("/proc/self/exe", failure).parent_path();
+}
+
+void prefer_own_commands() {
+  char const* path = getenv("PATH");
+  std::string const own = own_folder();
+  if (own.empty()) return;
+  setenv("PATH", (own + ":" + (path != nullptr ? path : "/usr/bin:/bin")).c_str(), 1);
+}
+
+}  // namespace zeva
