@@ -41,10 +41,11 @@ typedef struct _NvPolComHandle _NvPolComHandle;
 
 /* Value types; the numbers are stored and exchanged. */
 typedef enum _NvRegDataType {
-  NVREG_DWORD = 0,      /* unsigned 32-bit number in host order, exactly 4 bytes */
-  NVREG_STRING = 1,     /* text */
-  NVREG_BINARY = 2,     /* bytes */
-  NVREG_MULTISTRING = 3 /* NUL-terminated texts one after the other, an empty one ends the list */
+  NVREG_DWORD = 0,       /* unsigned 32-bit number in host order, exactly 4 bytes */
+  NVREG_STRING = 1,      /* text */
+  NVREG_BINARY = 2,      /* bytes */
+  NVREG_MULTISTRING = 3, /* NUL-terminated texts one after the other, an empty one ends the list */
+  NVREG_ANY_TYPE = 0x7FFFFFFF /* not a type: gives the enumeration room for numbers not known here */
 } _NvRegDataType;
 
 /* Ceilings, in bytes without terminator. Beyond them a call fails with the status beside them. */

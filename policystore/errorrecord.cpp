@@ -1,0 +1,71 @@
+#include "errorrecord.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+
+#include <utility>
+#include <vector>
+
+#include "console.h"
+
+namespace {
+
+std::string status_text(long status) {
+  char text[512];
+  snprintf(text, sizeof text, "%#010x", static_cast<unsigned>(status));
+  return text;
+}
+
+}  // namespace
+
+void ErrorRecord::record(std::string const& name, std::initializer_list<std::string> args) {
+  std::vector<icu::Formattable> filled;
+  for (std::string const& arg : args) filled.emplace_back(icu::UnicodeString::fromUTF8(arg));
+  filled.emplace_back(0);
+  error_text_ += catalogue_.getmessage(name, filled.data());
+}
+
+void ErrorRecord::seterror(std::string const& name) {
+  record(name, {});
+}
+
+void ErrorRecord::seterrorname(std::string const& name, std::string const& a) {
+  record(name, {a});
+}
+
+void ErrorRecord::seterrorname(std::string const& name, std::string const& a,
+                               std::string const& b) {
+  record(name, {a, b});
+}
+
+void ErrorRecord::seterrorname(std::string const& name, std::string const& a, long status) {
+  record(name, {a, status_text(status)});
+}
+
+void ErrorRecord::seterrorname(std::string const& name, std::string const& a, std::string const& b,
+                               long status) {
+  record(name, {a, b, status_text(status)});
+}
+
+void ErrorRecord::seterrorname(std::string const& name, std::string const& a, std::string const& b,
+                               std::string const& c, long status) {
+  record(name, {a, b, c, status_text(status)});
+}
+
+std::string ErrorRecord::geterror() {
+  return std::exchange(error_text_, {});
+}
+
+void ErrorRecord::initResBundle() {
+  std::string home = "/opt/norva/zeva";
+  if (char const* set = getenv("ZEVA_HOME")) {
+    home = set;
+  } else {
+    zeva::print_line("Unable to get ZEVA_HOME, initResBundle failed.");
+  }
+  catalogue_.setfile(home + "/config/zevautilerr", "IDG_ZEVA_UTIL", nullptr);
+}
+
+std::string getnvpolerrcode(long code) {
+  return "error code is: " + status_text(code) + " \n";
+}

@@ -1,0 +1,53 @@
+// The error record that every wrapper of the gateway's libraries carries: the texts of its last
+// failures, made from the message catalogue and fetched by the caller for the run log.
+//
+// A failure has a name, the catalogue's key ("REG_FAIL" and its like; catalogue/root.txt lists them
+// with their arguments), and up to four arguments. Texts of failures not yet fetched join in order.
+#pragma once
+
+#include <initializer_list>
+#include <string>
+
+#include "nvresbundle.h"
+
+class ErrorRecord {
+ public:
+  ErrorRecord(ErrorRecord const&) = delete;
+  ErrorRecord& operator=(ErrorRecord const&) = delete;
+
+  // Records a failure by its name and the arguments of its message, in order. A status is shown as
+  // ten characters of hexadecimal, "0x8102000c".
+  void seterror(std::string const& name);
+  void seterrorname(std::string const& name, std::string const& a);
+  void seterrorname(std::string const& name, std::string const& a, std::string const& b);
+  void seterrorname(std::string const& name, std::string const& a, long status);
+  void seterrorname(std::string const& name, std::string const& a, std::string const& b,
+                    long status);
+  void seterrorname(std::string const& name, std::string const& a, std::string const& b,
+                    std::string const& c, long status);
+
+  // Returns the texts recorded since the last call and forgets them. It may be empty after a
+  // failure: when the catalogue is missing there is no text.
+  std::string geterror();
+
+  // Opens the catalogue of the gateway's home; wrappers call it once, in their constructor. Without
+  // ZEVA_HOME it says so on standard output and takes the default home.
+  void initResBundle();
+
+ protected:
+  ErrorRecord() = default;
+  ~ErrorRecord() = default;
+
+  // Takes over texts that another wrapper has recorded.
+  void appenderror(std::string const& text) { error_text_ += text; }
+
+ private:
+  void record(std::string const& name, std::initializer_list<std::string> args);
+
+  Nvresbundle catalogue_;
+  std::string error_text_;
+};
+
+// The text under which a status of the policy library is logged:
+// "error code is: 0x8102000c \n".
+std::string getnvpolerrcode(long code);

@@ -1,0 +1,467 @@
+#include "nvporegistry.h"
+
+#include <string.h>
+
+#include <algorithm>
+#include <charconv>
+
+#include "console.h"
+#include "openkey.h"
+
+namespace {
+
+constexpr size_t kWriteBuffer = 2048;
+constexpr uint32_t kReadBuffer = 2049;
+
+// A value as the library delivers it. The bytes behind it are zero, so that a list without its
+// closing empty text ends all the same.
+struct RawValue {
+  _NvRegDataType type = NVREG_DWORD;
+  unsigned char data[kReadBuffer + 2] = {};
+  uint32_t length = kReadBuffer;
+};
+
+void query(_NvPolComHandle* key, std::string const& name, RawValue& value, int32_t& status) {
+  status = 0;
+  nvreg_queryValue(key, name.c_str(), &value.type, value.data, &value.length, &status);
+}
+
+uint32_t query_dword(_NvPolComHandle* key, std::string const& name, int32_t& status) {
+  uint32_t number = 0;
+  uint32_t length = sizeof number;
+  _NvRegDataType type;
+  status = 0;
+  nvreg_queryValue(key, name.c_str(), &type, reinterpret_cast<unsigned char*>(&number), &length,
+                   &status);
+  return number;
+}
+
+// Appends the names of a key's subkeys; returns the status that ended the list and whether it was
+// the first call's.
+int32_t list_subkeys(_NvPolComHandle* key, std::vector<std::string>& names, bool& at_first) {
+  for (uint32_t index = 0;; ++index) {
+    char name[NVREG_MAX_NAME + 1] = {};
+    uint32_t length = sizeof name;
+    int32_t status = 0;
+    nvreg_enumSubkey(key, index, name, &length, &status);
+    at_first = index == 0;
+    if (status < 0) return status;
+    names.emplace_back(name);
+  }
+}
+
+}  // namespace
+
+NvPoRegistry::NvPoRegistry() {
+  initResBundle();
+}
+
+NvPoRegistry::NvPoRegistry(std::string const& file) : file_(file) {
+  bool opened = nvregopen();
+  initResBundle();
+  // Recorded once more: before the catalogue was open there was no text for it.
+  if (!opened) record_failed_open();
+}
+
+NvPoRegistry::~NvPoRegistry() {
+  closeregfile();
+}
+
+void NvPoRegistry::record_failed_open() {
+  seterrorname("REG_FAIL", "nvreg_open", file_, open_status_);
+}
+
+bool NvPoRegistry::nvregopen() {
+  closeregfile();
+  memset(file_buffer_, 0, sizeof file_buffer_);
+  file_.copy(file_buffer_, sizeof file_buffer_ - 1);
+  open_status_ = 0;
+  registry_ = nvreg_open(1, file_buffer_, &root_, &open_status_);
+  if (open_status_ >= 0) return true;
+  record_failed_open();
+  return false;
+}
+
+int NvPoRegistry::nvregrefresh() {
+  if (registry_ == nullptr) {
+    seterrorname("REG_EMPTY", "polreg.registry");
+    return -1;
+  }
+  int32_t status = 0;
+  nvreg_refresh(registry_, &status);
+  if (status >= 0) return 0;
+  seterrorname("REG_FAIL2", "nvreg_refresh", status);
+  return -1;
+}
+
+int NvPoRegistry::closeregfile() {
+  int result = 0;
+  if (root_ != nullptr) {
+    int32_t status = 0;
+    nvreg_closeKey(root_, &status);
+    root_ = nullptr;
+    if (status < 0) {
+      seterrorname("REG_FAIL2", "nvreg_closeKey", status);
+      result = -1;
+    }
+  }
+  if (registry_ != nullptr) {
+    int32_t status = 0;
+    nvreg_close(registry_, &status);
+    registry_ = nullptr;
+    if (status < 0) {
+      seterrorname("REG_FAIL2", "nvreg_close", status);
+      result = -1;
+    }
+  }
+  return result;
+}
+
+_NvPolComHandle* NvPoRegistry::open_or_create(_NvPolComHandle* parent, std::string const& path) {
+  int32_t status = 0;
+  _NvPolComHandle* key = nvreg_openKey(parent, path.c_str(), &status);
+  if (status >= 0) return key;
+  status = 0;
+  key = nvreg_createKey(parent, path.c_str(), &status);
+  if (status >= 0) return key;
+  seterrorname("REG_FAIL", "nvreg_createKey", path, status);
+  return nullptr;
+}
+
+int NvPoRegistry::nvregopenkey(std::string const& path, _NvPolComHandle*& key) {
+  if (root_ == nullptr) {
+    seterrorname("REG_EMPTY", "polreg.root");
+    return -1;
+  }
+  _NvPolComHandle* opened = path.empty() ? root_ : open_or_create(root_, path);
+  if (opened == nullptr) return -1;
+  key = opened;
+  return 0;
+}
+
+int NvPoRegistry::nvregopenkey(_NvPolComHandle*& key, std::string const& path) {
+  if (key == nullptr) {
+    seterrorname("REG_EMPTY", "nvregopenkey hdl");
+    return -1;
+  }
+  _NvPolComHandle* opened = path.empty() ? key : open_or_create(key, path);
+  if (opened == nullptr) return -1;
+  key = opened;
+  return 0;
+}
+
+int NvPoRegistry::nvregclosekey(_NvPolComHandle* key) {
+  if (key != nullptr && key == root_) return 0;
+  int32_t status = 0;
+  nvreg_closeKey(key, &status);
+  if (status >= 0) return 0;
+  seterrorname("REG_FAIL2", "nvreg_closeKey", status);
+  return -1;
+}
+
+template <typename Work>
+int NvPoRegistry::with_key(std::string const& path, Work work) {
+  OpenKey key(*this, path);
+  return key ? work(key.get()) : -1;
+}
+
+int NvPoRegistry::nvregdeletevalue(std::string const& path, std::string const& name) {
+  if (root_ == nullptr) {
+    seterrorname("REG_EMPTY", "polreg.root");
+    return -1;
+  }
+  int32_t status = 0;
+  _NvPolComHandle* key = nvreg_openKey(root_, path.c_str(), &status);
+  if (status < 0) {
+    seterrorname("REG_FAIL", "nvreg_openkey", path, status);
+    return -1;
+  }
+  int result = nvregdeletevalue(key, name);
+  nvregclosekey(key);
+  return result;
+}
+
+int NvPoRegistry::nvregdeletevalue(_NvPolComHandle* key, std::string const& name) {
+  if (key == nullptr) {
+    seterrorname("REG_EMPTY", "nvregdeletevalue: hdl");
+    return -1;
+  }
+  int32_t status = 0;
+  nvreg_deleteValue(key, name.c_str(), &status);
+  if (status >= 0) return 0;
+  seterrorname("REG_FAIL", "nvreg_deleteValue", name, status);
+  return -1;
+}
+
+int NvPoRegistry::nvregdeletekey(_NvPolComHandle* key, std::string const& subkey) {
+  if (key == nullptr) {
+    seterrorname("REG_EMPTY", "nvregdeletekey: hdl");
+    return -1;
+  }
+  int32_t status = 0;
+  nvreg_deleteKey(key, subkey.c_str(), &status);
+  if (status >= 0) return 0;
+  seterrorname("REG_FAIL", "nvreg_deleteKey", subkey, status);
+  return -1;
+}
+
+int NvPoRegistry::nvsetvalue(_NvPolComHandle* key, Nvregentry& entry) {
+  if (key == nullptr) {
+    seterrorname("REG_EMPTY", "nvsetvalue: hdl");
+    return -1;
+  }
+  std::vector<unsigned char> buffer(kWriteBuffer);
+  int length = static_cast<int>(buffer.size());
+  uint32_t number = 0;
+  switch (entry.gettype()) {
+    case NVREG_DWORD: {
+      unsigned long value = 0;
+      entry.getvalue(value);
+      number = static_cast<uint32_t>(value);
+      length = sizeof number;
+      memcpy(buffer.data(), &number, sizeof number);
+      break;
+    }
+    case NVREG_BINARY: {
+      std::vector<std::string> bytes;
+      entry.getvalue(bytes);
+      buffer.resize(std::max(buffer.size(), bytes.size()));  // binary values have no cut
+      [[fallthrough]];
+    }
+    case NVREG_STRING:
+    case NVREG_MULTISTRING:
+      entry.getvalue(buffer.data(), length);
+      break;
+    default:
+      seterrorname("REG_FAIL1", "nvsetvalue type error at ", entry.getname());
+      return -1;
+  }
+  int32_t status = 0;
+  nvreg_setValue(key, entry.getname().c_str(), entry.gettype(), buffer.data(),
+                 static_cast<uint32_t>(length), &status);
+  if (status >= 0) return 0;
+  seterrorname("REG_FAIL", "nvreg_setValue", entry.getname(), status);
+  return -1;
+}
+
+int NvPoRegistry::nvsetvalue(char const* path, char const* name, _NvRegDataType type,
+                             unsigned char const* data, int length) {
+  return with_key(path, [&](_NvPolComHandle* key) {
+    int32_t status = 0;
+    nvreg_setValue(key, name, type, data, static_cast<uint32_t>(std::max(length, 0)), &status);
+    if (status >= 0) return 0;
+    seterrorname("REG_FAIL", "nvreg_setValue", name, status);
+    return -1;
+  });
+}
+
+int NvPoRegistry::nvsetentry(std::string const& path, Nvregentry& entry) {
+  return with_key(path, [&](_NvPolComHandle* key) { return nvsetvalue(key, entry); });
+}
+
+int NvPoRegistry::nvsetallentry(_NvPolComHandle* key, std::vector<Nvregentry>& entries) {
+  for (Nvregentry& entry : entries)
+    if (nvsetvalue(key, entry) != 0) return -1;
+  return 0;
+}
+
+int NvPoRegistry::nvsetallentry(std::string const& path, std::vector<Nvregentry>& entries) {
+  return with_key(path, [&](_NvPolComHandle* key) { return nvsetallentry(key, entries); });
+}
+
+int NvPoRegistry::get_entry(_NvPolComHandle* key, std::string const& label, std::string const& name,
+                            Nvregentry& entry) {
+  if (key == nullptr) {
+    seterrorname("REG_EMPTY", "getentry: hdl");
+    return -1;
+  }
+  int32_t status;
+  RawValue value;
+  query(key, name, value, status);
+  uint32_t number = 0;
+  if (status >= 0 && value.type == NVREG_DWORD) number = query_dword(key, name, status);
+  if (status < 0) {
+    seterrorname("REG_FAIL4", "nvreg_queryValue", label, name, status);
+    return -1;
+  }
+  if (value.type == NVREG_DWORD)
+    entry.setattributes(name, value.type, number);
+  else
+    entry.setattributes(name, value.type, value.data, value.length);
+  return 0;
+}
+
+int NvPoRegistry::getentry(_NvPolComHandle* key, std::string const& name, Nvregentry& entry) {
+  return get_entry(key, "hdl", name, entry);
+}
+
+int NvPoRegistry::nvgetentry(std::string const& path, std::string const& name, Nvregentry& entry) {
+  return with_key(path, [&](_NvPolComHandle* key) { return get_entry(key, path, name, entry); });
+}
+
+int NvPoRegistry::nvgetvalue(char const* path, char const* name, _NvRegDataType& type,
+                             unsigned char* data, int& length) {
+  return with_key(path, [&](_NvPolComHandle* key) {
+    int32_t status = 0;
+    auto size = static_cast<uint32_t>(std::max(length, 0));
+    nvreg_queryValue(key, name, &type, data, &size, &status);
+    length = static_cast<int>(size);
+    if (status >= 0) return 0;
+    seterrorname("REG_FAIL4", "nvreg_queryValue", path, name, status);
+    return -1;
+  });
+}
+
+int NvPoRegistry::nvgetallentryname(_NvPolComHandle* key, std::vector<std::string>& names) {
+  if (key == nullptr) {
+    seterrorname("REG_EMPTY", "nvgetallentryname hdl");
+    return -1;
+  }
+  bool at_first;
+  int32_t status = list_subkeys(key, names, at_first);
+  if (!at_first) return 0;
+  if (status == NVREG_END_OF_LIST)
+    seterrorname("REG_EMPTY", "The task name");
+  else
+    seterrorname("REG_FAIL2", "nvreg_enumSubkey", status);
+  return -1;
+}
+
+int NvPoRegistry::nvgetallentryname(std::string const& path, std::vector<std::string>& names) {
+  return with_key(path, [&](_NvPolComHandle* key) { return nvgetallentryname(key, names); });
+}
+
+int NvPoRegistry::nvgetallentry(_NvPolComHandle* key, std::vector<Nvregentry>& entries) {
+  if (key == nullptr) {
+    seterrorname("REG_EMPTY", "nvgetallentry hdl");
+    return -1;
+  }
+  for (uint32_t index = 0;; ++index) {
+    char name[NVREG_MAX_NAME + 1] = {};
+    uint32_t name_length = sizeof name;
+    RawValue value;
+    int32_t status = 0;
+    nvreg_enumValue(key, index, name, &name_length, &value.type, value.data, &value.length,
+                    &status);
+    if (status == NVREG_END_OF_LIST) return 0;
+    uint32_t number = 0;
+    if (status >= 0 && value.type == NVREG_DWORD) number = query_dword(key, name, status);
+    if (status < 0) {
+      seterrorname("REG_FAIL2", "nvreg_enumAddress", status);
+      return -1;
+    }
+    Nvregentry entry(name, value.type, number);
+    if (value.type > NVREG_MULTISTRING)
+      seterrorname("REG_FAIL1", "nvreg_enumValue get type error at ", name);
+    else if (value.type != NVREG_DWORD)
+      entry.setvalue(value.type, value.data, value.length);
+    entries.push_back(entry);
+  }
+}
+
+int NvPoRegistry::nvgetallentry(std::string const& path, std::vector<Nvregentry>& entries) {
+  return with_key(path, [&](_NvPolComHandle* key) { return nvgetallentry(key, entries); });
+}
+
+int NvPoRegistry::enumAttr(_NvPolComHandle* key, std::string const& label) {
+  Nvregentry entry;
+  if (getentry(key, label, entry) != 0) return -1;
+  entry.print("");
+  return 0;
+}
+
+int NvPoRegistry::enumAttrs(_NvPolComHandle* key, std::string const& label) {
+  std::vector<Nvregentry> entries;
+  int result = nvgetallentry(key, entries);
+  for (Nvregentry const& entry : entries) entry.print(label);
+  return result;
+}
+
+int NvPoRegistry::enumKey(_NvPolComHandle* key, std::string const& label) {
+  zeva::print_line(label);
+  return enumAttrs(key, "");
+}
+
+int NvPoRegistry::enumKeys(_NvPolComHandle* key, std::string const& label) {
+  if (enumKey(key, label) != 0) return -1;
+  // Paths below key still to be shown, the next one last: one key is open at a time, whatever the
+  // depth of the tree.
+  std::vector<std::string> pending{""};
+  while (!pending.empty()) {
+    std::string path = pending.back();
+    pending.pop_back();
+    OpenKey below(*this, key, path);
+    if (!below || (!path.empty() && enumKey(below.get(), label + "\\" + path) != 0)) return -1;
+    std::vector<std::string> names;
+    bool at_first;
+    int32_t status = list_subkeys(below.get(), names, at_first);
+    if (status != NVREG_END_OF_LIST) {
+      seterrorname("REG_FAIL2", "nvreg_enumSubkey", status);
+      return -1;
+    }
+    for (auto name = names.rbegin(); name != names.rend(); ++name)
+      pending.push_back(path.empty() ? *name : path + "\\" + *name);
+  }
+  return 0;
+}
+
+int NvPoRegistry::get_simple(_NvPolComHandle* key, std::string const& label,
+                             std::string const& name, _NvRegDataType type, std::string& value) {
+  Nvregentry entry;
+  if (get_entry(key, label, name, entry) != 0) return -1;
+  unsigned long number = 0;
+  if (type == entry.gettype()) {
+    if (type == NVREG_STRING) return entry.getvalue(value);
+    if (entry.getvalue(number) == 0) {
+      value = std::to_string(number);
+      return 0;
+    }
+  }
+  seterrorname("REG_FAIL1", "getsimpleattr type error at ", name);
+  return -1;
+}
+
+int NvPoRegistry::set_simple(_NvPolComHandle* key, std::string const& name, _NvRegDataType type,
+                             std::string const& value) {
+  Nvregentry entry(name, type, value);
+  bool fits = type == NVREG_STRING;
+  if (type == NVREG_DWORD) {
+    uint32_t number = 0;
+    char const* end = value.data() + value.size();
+    auto read = std::from_chars(value.data(), end, number);
+    fits = read.ec == std::errc() && read.ptr == end;
+    entry.setvalue(type, number);
+  }
+  if (fits) return nvsetvalue(key, entry);
+  seterrorname("REG_FAIL1", "setsimpleattr type error at ", name);
+  return -1;
+}
+
+int NvPoRegistry::getsimpleattr(std::string const& path, std::string const& name,
+                                _NvRegDataType type, std::string& value) {
+  return with_key(path,
+                  [&](_NvPolComHandle* key) { return get_simple(key, path, name, type, value); });
+}
+
+int NvPoRegistry::setsimpleattr(std::string const& path, std::string const& name,
+                                _NvRegDataType type, std::string const& value) {
+  return with_key(path, [&](_NvPolComHandle* key) { return set_simple(key, name, type, value); });
+}
+
+int NvPoRegistry::getsimpleattrs(std::string const& path, _NvRegDataType type,
+                                 std::map<std::string, std::string>& values) {
+  return with_key(path, [&](_NvPolComHandle* key) {
+    for (auto& [name, value] : values)
+      if (get_simple(key, path, name, type, value) != 0) return -1;
+    return 0;
+  });
+}
+
+int NvPoRegistry::setsimpleattrs(std::string const& path, _NvRegDataType type,
+                                 std::map<std::string, std::string> const& values) {
+  return with_key(path, [&](_NvPolComHandle* key) {
+    for (auto const& [name, value] : values)
+      if (set_simple(key, name, type, value) != 0) return -1;
+    return 0;
+  });
+}

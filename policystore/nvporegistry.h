@@ -1,0 +1,124 @@
+// The door to the registry part of the policy store: opens a registry through the gateway's
+// library, opens keys by path, reads, writes, enumerates and deletes values and keys.
+//
+// Results are 0 for success and -1 for failure unless a call says otherwise. A failure leaves its
+// text in the error record, from where geterror() fetches it for the run log.
+//
+// Paths are relative to the registry's root, components joined by backslashes
+// ("registry\config\FilterManager"); the empty path is the root itself. Opening a missing key
+// creates it. Key handles belong to the caller, who closes them (see openkey.h) before the registry
+// is destroyed. Calls that take a path open the key themselves, as nvregopenkey does, and close it.
+#pragma once
+
+#include <stdint.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "errorrecord.h"
+#include "nvreg.h"
+#include "nvregentry.h"
+
+class NvPoRegistry : public ErrorRecord {
+ public:
+  // Nothing opened: setfilename, then nvregopen.
+  NvPoRegistry();
+  // Opens the registry at an address ("ZEVA:5069"). After a failure every key operation fails, and
+  // the error record says why.
+  explicit NvPoRegistry(std::string const& file);
+  ~NvPoRegistry();
+
+  // Stores the address; opens nothing.
+  void setfilename(std::string const& file) { file_ = file; }
+
+  // Opens the registry at the stored address, in place of one that was open.
+  bool nvregopen();
+  // Makes the changes so far visible to other processes and durable.
+  int nvregrefresh();
+  int closeregfile();
+
+  // A missing key is created. With the empty path, the root's own handle.
+  int nvregopenkey(std::string const& path, _NvPolComHandle*& key);
+  // Opens a path below key and replaces key by the new handle; the old one stays open and the
+  // caller's. With the empty path, and on failure, key stays as it is.
+  int nvregopenkey(_NvPolComHandle*& key, std::string const& path);
+  // The root's own handle stays open.
+  int nvregclosekey(_NvPolComHandle* key);
+
+  int nvregdeletevalue(std::string const& path, std::string const& name);  // creates no key
+  int nvregdeletevalue(_NvPolComHandle* key, std::string const& name);
+  // Deletes the key at a path below key with all that is below it.
+  int nvregdeletekey(_NvPolComHandle* key, std::string const& subkey);
+
+  // Stores an entry. Texts are cut at 2048 bytes, and so are lists, before the first text that does
+  // not fit; a binary entry is stored as Nvregentry::getvalue converts it.
+  int nvsetvalue(_NvPolComHandle* key, Nvregentry& entry);
+  // Stores length bytes as they are.
+  int nvsetvalue(char const* path, char const* name, _NvRegDataType type, unsigned char const* data,
+                 int length);
+  int nvsetentry(std::string const& path, Nvregentry& entry);
+  // Store the entries in order, up to the first that fails.
+  int nvsetallentry(_NvPolComHandle* key, std::vector<Nvregentry>& entries);
+  int nvsetallentry(std::string const& path, std::vector<Nvregentry>& entries);
+
+  // Reads a value of at most 2049 bytes.
+  int getentry(_NvPolComHandle* key, std::string const& name, Nvregentry& entry);
+  int nvgetentry(std::string const& path, std::string const& name, Nvregentry& entry);
+  // Reads a value's bytes as they are. length: the capacity of data on entry, the length of the
+  // value afterwards.
+  int nvgetvalue(char const* path, char const* name, _NvRegDataType& type, unsigned char* data,
+                 int& length);
+
+  // Append the names of all subkeys. A key without subkeys is a failure.
+  int nvgetallentryname(_NvPolComHandle* key, std::vector<std::string>& names);
+  int nvgetallentryname(std::string const& path, std::vector<std::string>& names);
+  // Append all values. A value of unknown type is appended without its data and leaves a text in
+  // the error record, but is no failure.
+  int nvgetallentry(_NvPolComHandle* key, std::vector<Nvregentry>& entries);
+  int nvgetallentry(std::string const& path, std::vector<Nvregentry>& entries);
+
+  // Debugging dumps on standard output. The label is what the key is called there: a line of its
+  // own, its values below it as Nvregentry::print shows them.
+  int enumKey(_NvPolComHandle* key, std::string const& label);    // the key with its values
+  int enumKeys(_NvPolComHandle* key, std::string const& label);   // ... and all keys below it
+  int enumAttrs(_NvPolComHandle* key, std::string const& label);  // values alone, label as indent
+  int enumAttr(_NvPolComHandle* key, std::string const& label);   // the value that label names
+
+  // Numbers and texts (types 0 and 1) as text, a number in decimal. Another type, a value stored
+  // with another type and a text that is no number are failures.
+  int getsimpleattr(std::string const& path, std::string const& name, _NvRegDataType type,
+                    std::string& value);
+  int setsimpleattr(std::string const& path, std::string const& name, _NvRegDataType type,
+                    std::string const& value);
+  // The same for each name of a map, in the map's order up to the first failure: reads replace the
+  // value beside the name.
+  int getsimpleattrs(std::string const& path, _NvRegDataType type,
+                     std::map<std::string, std::string>& values);
+  int setsimpleattrs(std::string const& path, _NvRegDataType type,
+                     std::map<std::string, std::string> const& values);
+
+  // A scratch text that callers may borrow.
+  std::string* gettemporaryvar() { return &temporary_; }
+  void cleartemporaryvar() { temporary_.clear(); }
+
+ private:
+  // Runs work(key) on the key at a path and closes the key; -1 when it cannot be opened.
+  template <typename Work>
+  int with_key(std::string const& path, Work work);
+  void record_failed_open();
+  _NvPolComHandle* open_or_create(_NvPolComHandle* parent, std::string const& path);
+  int get_entry(_NvPolComHandle* key, std::string const& label, std::string const& name,
+                Nvregentry& entry);
+  int get_simple(_NvPolComHandle* key, std::string const& label, std::string const& name,
+                 _NvRegDataType type, std::string& value);
+  int set_simple(_NvPolComHandle* key, std::string const& name, _NvRegDataType type,
+                 std::string const& value);
+
+  std::string file_;
+  std::string temporary_;
+  char file_buffer_[264] = {};
+  _NvPolComHandle* registry_ = nullptr;
+  _NvPolComHandle* root_ = nullptr;
+  int32_t open_status_ = 0;
+};
