@@ -1,0 +1,112 @@
+#include "inireader.h"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+#include "trimname.h"
+
+namespace {
+
+bool is_blank(char character) {
+  return character == ' ' || character == '\t';
+}
+
+class IniReader {
+ public:
+  IniReader(std::string_view text, NvConfigFile& file)
+      : text_(text), file_(file), line_end_(std::min(text.find('\n'), text.size())) {}
+
+  void read() {
+    // A NUL ends the file only in a line's first place, not behind blanks.
+    while (at_ < text_.size() && text_[at_] != '\0') {
+      skip_blanks();
+      if (at_ < text_.size()) read_line();
+    }
+    file_.setelements(std::move(current_));
+  }
+
+ private:
+  void read_line() {
+    switch (text_[at_]) {
+      case '[':
+        read_header();
+        break;
+      case '#':
+      case ';':
+        read_comment();
+        break;
+      case '\n':
+        pending_ += '\n';
+        ++at_;
+        break;
+      default:
+        read_key();
+    }
+  }
+
+  // Keys and comment lines from before the first header, or below a header without a name, stay in
+  // the current section and so become part of the one that begins here.
+  void read_header() {
+    if (!current_.getname().empty()) file_.setelements(std::exchange(current_, {}));
+    ++at_;
+    skip_blanks();
+    std::string_view name = rest_of_line();
+    size_t const length = std::min(name.find_first_of(std::string_view("]\0", 2)), name.size());
+    // Only a "]" takes the rest of its line with it: what follows a NUL is read as a line.
+    bool const closed = length < name.size() && name[length] == ']';
+    at_ += (closed ? name.size() : length) + 1;
+
+    name = name.substr(0, length);
+    current_.setname(name.substr(0, name.find_last_not_of(" \t") + 1));
+    current_.addheadercomment(pending_);
+    pending_.clear();
+  }
+
+  void read_comment() {
+    std::string_view const line = rest_of_line();
+    at_ += line.size() + 1;
+    pending_.append("#").append(line.substr(1)).append("\n");
+  }
+
+  void read_key() {
+    std::string_view line = rest_of_line();
+    line = line.substr(0, line.find('\0'));
+    at_ += line.size() + 1;
+
+    size_t const equals = std::min(line.find('='), line.size());
+    key_ = line.substr(0, equals);
+    std::erase_if(key_, is_blank);
+    line.remove_prefix(std::min(equals + 1, line.size()));
+    current_.setattribute(key_, zeva::trimmed(line));
+    if (!pending_.empty()) {
+      current_.addkeycomment(key_, pending_);
+      pending_.clear();
+    }
+  }
+
+  void skip_blanks() {
+    while (at_ < text_.size() && is_blank(text_[at_])) ++at_;
+  }
+
+  // Up to its newline, which is looked for once: a line that NULs cut into many would otherwise be
+  // searched again and again.
+  std::string_view rest_of_line() {
+    if (at_ > line_end_) line_end_ = std::min(text_.find('\n', at_), text_.size());
+    return text_.substr(at_, line_end_ - at_);
+  }
+
+  std::string_view const text_;
+  NvConfigFile& file_;
+  size_t at_ = 0;
+  size_t line_end_;  // the newline that ends a line begun before or at at_, or the end of the text
+  Nvinielement current_;
+  std::string pending_;  // the comment lines read since the last item, each with its newline
+  std::string key_;      // kept for its memory only
+};
+
+}  // namespace
+
+void zeva::read_ini(std::string_view text, NvConfigFile& file) {
+  IniReader(text, file).read();
+}

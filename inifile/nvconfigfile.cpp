@@ -1,0 +1,69 @@
+#include "nvconfigfile.h"
+
+#include <exception>
+
+#include "inireader.h"
+#include "regularfile.h"
+
+int NvConfigFile::readfile() {
+  std::string text;
+  return zeva::read_regular(path_, text) ? take_text(text) : unreadable();
+}
+
+int NvConfigFile::readfile(int fd) {
+  std::string text;
+  return zeva::read_regular(fd, text) ? take_text(text) : unreadable();
+}
+
+int NvConfigFile::take_text(std::string_view text) try {
+  NvConfigFile read;
+  zeva::read_ini(text, read);
+  sections_ = std::move(read.sections_);
+  return 0;
+} catch (std::exception const&) {
+  return unreadable();
+}
+
+int NvConfigFile::unreadable() {
+  error_ = "Unable to open input file:" + path_ + "\n";
+  return -1;
+}
+
+int NvConfigFile::getelements(std::string_view section, Nvinielement& element) const {
+  Nvsectionpair const* pair = sections_.find(section);
+  if (pair == nullptr) return -1;
+  element = pair->getvalue();
+  return 0;
+}
+
+int NvConfigFile::getattribute(std::string_view section, std::string_view key,
+                               std::string& value) const {
+  Nvsectionpair const* pair = sections_.find(section);
+  return pair == nullptr ? -1 : pair->getvalue().getattribute(key, value);
+}
+
+int NvConfigFile::getattribute(std::string_view key, std::string& value) const {
+  if (sections_.items().size() != 1) return -1;
+  return sections_.items().front().getvalue().getattribute(key, value);
+}
+
+int NvConfigFile::getsection(std::string_view section, std::vector<Nvkeypair>& attributes) const {
+  Nvsectionpair const* pair = sections_.find(section);
+  if (pair == nullptr) return -1;
+  attributes = pair->getvalue().getattributes();
+  return 0;
+}
+
+int NvConfigFile::getsecnames(std::vector<std::string>& names) {
+  if (sections_.items().empty()) {
+    error_ += "getsection names is empty.\n";
+    return -1;
+  }
+  for (Nvsectionpair const& section : sections_.items()) names.push_back(section.getname());
+  return 0;
+}
+
+void NvConfigFile::setelements(Nvinielement element) {
+  Nvsectionpair& section = sections_.obtain(element.getname());
+  section.setvalue(std::move(element));
+}

@@ -1,0 +1,66 @@
+// One INI file in memory: its sections and keys in file order, with the comment lines that stand
+// above them. Settings exports and the registry server's own settings are such files;
+// docs/export-files.md describes their grammar.
+//
+// Lookups are exact, case-sensitive and find the first match in file order, in constant time. A
+// lookup that fails leaves its output as it was. Copying copies the whole model.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "namedsequence.h"
+#include "nvsectionpair.h"
+
+class NvConfigFile {
+ public:
+  NvConfigFile() = default;
+  explicit NvConfigFile(std::string path) : path_(std::move(path)) {}
+
+  // The path: no access to the file.
+  void setname(std::string path) { path_ = std::move(path); }
+  std::string const& getname() const { return path_; }
+  std::string const& getinifile() const { return path_; }
+
+  // Reads the whole file in place of the sections held so far. 0, or -1 with the error text set
+  // and the sections left as they were: the file cannot be opened or read, does not fit into
+  // memory, or is a folder, a device or a pipe. Whatever a regular file contains can be read.
+  [[nodiscard]] int readfile();
+
+  // The same from a descriptor open on a regular file, which stays the caller's; the path serves
+  // the error text only.
+  [[nodiscard]] int readfile(int fd);
+
+  // Copies the first section of that name. 0, or -1 when there is none.
+  int getelements(std::string_view section, Nvinielement& element) const;
+
+  // The value of the first key of that name in the first section of that name. 0, or -1.
+  int getattribute(std::string_view section, std::string_view key, std::string& value) const;
+
+  // The same for a file that holds exactly one section, whatever its name; -1 for any other.
+  int getattribute(std::string_view key, std::string& value) const;
+
+  // Copies the keys of the first section of that name. 0, or -1 when there is none.
+  int getsection(std::string_view section, std::vector<Nvkeypair>& attributes) const;
+
+  // Appends the name of every section. 0, or -1 with a line added to the error text when the file
+  // holds no section.
+  int getsecnames(std::vector<std::string>& names);
+
+  // Stores a section: in the place of the one of its name, of which nothing is left, otherwise at
+  // the end.
+  void setelements(Nvinielement element);
+
+  // What went wrong, and what the writer did: lines with their newlines. Empty at first.
+  std::string geterror() const { return error_; }
+
+ private:
+  int take_text(std::string_view text);
+  int unreadable();
+
+  std::string path_;
+  zeva::NamedSequence<Nvsectionpair, &Nvsectionpair::getname> sections_;
+  std::string error_;
+};

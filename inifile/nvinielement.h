@@ -1,0 +1,50 @@
+// One section of an INI file: its name, its keys in file order and the comment lines that stand
+// above its header and its keys. Copying copies all of it.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "namedsequence.h"
+#include "nvcomment.h"
+#include "nvkeypair.h"
+
+class Nvinielement {
+ public:
+  void setname(std::string_view name) { name_ = name; }
+  std::string const& getname() const { return name_; }
+
+  // The value of the first key of exactly that name, in constant time. 0, or -1 when there is none;
+  // VALUE is then left as it was.
+  int getattribute(std::string_view key, std::string& value) const;
+
+  // Replaces the value of the first key of that name, in its place; appends the pair when there is
+  // none.
+  void setattribute(std::string_view key, std::string_view value);
+
+  std::vector<Nvkeypair> const& getattributes() const { return attributes_.items(); }
+  void setattributes(std::vector<Nvkeypair> attributes);
+
+  // Adds comment lines below those that the named item already has: the section's header when NAME
+  // is the section's name, otherwise the key of that name, whether it exists yet or not. A line is
+  // a whole line without its newline: "#" and a text, or empty.
+  void setcomment(std::string_view name, std::string_view line);
+  void setcomments(std::string_view name, std::vector<std::string> const& lines);
+
+  // The comment lines above the header and above one key, told apart even when a key is named like
+  // its section: whole lines, each with its newline; empty when there are none.
+  std::string const& getheadercomment() const { return header_comment_; }
+  void addheadercomment(std::string_view lines) { header_comment_ += lines; }
+  std::string_view getkeycomment(std::string_view key) const;
+  void addkeycomment(std::string_view key, std::string_view lines);
+
+  // Empties the element for another section.
+  void initialize();
+
+ private:
+  std::string name_;
+  zeva::NamedSequence<Nvkeypair, &Nvkeypair::name> attributes_;
+  zeva::NamedSequence<Nvcomment, &Nvcomment::name> comments_;
+  std::string header_comment_;
+};

@@ -1,0 +1,29 @@
+// One section entry of a file: the name it is looked up by, and the section.
+#pragma once
+
+#include <string>
+#include <utility>
+
+#include "nvinielement.h"
+
+class Nvsectionpair {
+ public:
+  Nvsectionpair() = default;
+  explicit Nvsectionpair(std::string name) : name_(std::move(name)) {}
+
+  std::string const& getname() const { return name_; }
+  void setname(std::string name) { name_ = std::move(name); }
+
+  Nvinielement const& getvalue() const { return value_; }
+  Nvinielement& getvalue() { return value_; }
+  void setvalue(Nvinielement value) { value_ = std::move(value); }
+
+  void setpair(std::string name, Nvinielement value) {
+    setname(std::move(name));
+    setvalue(std::move(value));
+  }
+
+ private:
+  std::string name_;
+  Nvinielement value_;
+};
