@@ -1,0 +1,79 @@
+#include "commands.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+// A relative path that begins with a dash would be taken for an option.
+char const* option_guard(char const* path) {
+  return path[0] == '-' ? "./" : "";
+}
+
+int remove_tree(char const* path) {
+  FixedText command;
+  command.add("rm -rf '").add_quoted(path).add("' > /dev/null 2>&1");
+  return run_command(command);
+}
+
+// A name whose escaped form outgrows the command is given a short one first.
+void remove_entry(int folder, char const* folder_path, char const* name) {
+  FixedText path;
+  path.add(folder_path).add("/").add(name);
+  if (path.fits() && remove_tree(path.c_str()) != -1) return;
+
+  FixedText<32> short_name;
+  for (int number = 0; number < 1000; ++number) {
+    short_name = FixedText<32>();
+    short_name.add("long-name-").add(number);
+    if (renameat2(folder, name, folder, short_name.c_str(), RENAME_NOREPLACE) == 0) break;
+  }
+  FixedText short_path;
+  short_path.add(folder_path).add("/").add(short_name.c_str());
+  remove_tree(short_path.c_str());
+}
+
+bool is_own(int fd) {
+  struct stat status;
+  return fstat(fd, &status) == 0 && status.st_uid == geteuid();
+}
+
+}  // namespace
+
+bool copyfile(char const* source, char const* target) {
+  if (source == nullptr || target == nullptr) return false;
+  FixedText command;
+  command.add("cp -pf '").add(option_guard(source)).add_quoted(source);
+  command.add("' '").add(option_guard(target)).add_quoted(target).add("'");
+  return run_command(command) == 0;
+}
+
+void delete_all_files_in_folder(char const* folder) {
+  int fd = open(folder, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  if (fd < 0) return;
+
+  // opendir would use the heap.
+  alignas(dirent64) char entries[4096];
+  ssize_t length;
+  while (is_own(fd) && (length = getdents64(fd, entries, sizeof entries)) > 0) {
+    for (ssize_t at = 0; at < length;) {
+      auto entry = reinterpret_cast<dirent64*>(entries + at);
+      at += entry->d_reclen;
+      if (strcmp(entry->d_name, ".") != 0 && strcmp(entry->d_name, "..") != 0) {
+        remove_entry(fd, folder, entry->d_name);
+      }
+    }
+  }
+  close(fd);
+}
+
+bool _find_process(char const* name) {
+  if (name == nullptr) return false;
+  FixedText<79> command;
+  command.add("ps -ef | grep ").add_word(name).add(" | grep -v grep > /dev/null 2>&1");
+  return run_command(command) == 0;
+}

@@ -1,0 +1,27 @@
+// The outside work of the run, done by shell commands of which only the status is read. Everything
+// here works after the watchdog's jump: fixed buffers, system calls and system(), no heap.
+//
+// Names are escaped for the shell; an ordinary name stands in the command as it is. A command that
+// does not fit its buffer is not run and counts as failed.
+#pragma once
+
+#include <stdlib.h>
+
+#include "fixed_text.h"
+
+// Runs a command: its raw status (0 is success), or -1 when it was not run.
+template <size_t Size>
+int run_command(FixedText<Size> const& command) {
+  return command.fits() ? system(command.c_str()) : -1;
+}
+
+// Copies a file with its mode, owner and times, over the target if there is one ("cp -pf"). False
+// when it failed or a path is null.
+bool copyfile(char const* source, char const* target);
+
+// Removes every entry of a folder and leaves the folder. One that cannot be read, that is reached
+// through a link or that belongs to somebody else is silently left alone.
+void delete_all_files_in_folder(char const* folder);
+
+// True when the process list has a line that contains the name.
+bool _find_process(char const* name);

@@ -1,0 +1,84 @@
+// zeva-migrate: imports an exported-settings package into the policy store of this installation.
+//
+//   zeva-migrate PACKAGE [LOG]
+
+#include <fcntl.h>
+#include <signal.h>
+#include <stdio.h>
+#include <time.h>
+#include <unistd.h>
+
+#include "migrate.h"
+#include "result.h"
+#include "runlog.h"
+#include "signals.h"
+
+namespace {
+
+constexpr char kSeparator[] = "==================================================";
+
+int usage(char* program) {
+  return dprintf(STDOUT_FILENO, "usage: %s pkg_filea_name [log_file_name]\n", program);
+}
+
+// With a standard descriptor closed, the next file or connection would take its number, and the
+// log's echo would go into it.
+void fill_standard_descriptors() {
+  int fd;
+  do {
+    fd = open("/dev/null", O_RDWR);
+  } while (fd >= 0 && fd <= STDERR_FILENO);
+  if (fd >= 0) close(fd);
+}
+
+void ignore_signal(int) {}
+
+void choose_log(int argc, char** argv) {
+  if (argc == 3) {
+    SetDebugLogFileName(argv[2]);
+    return;
+  }
+  char folder[1024];
+  char path[1024 + sizeof "/migration.log"];
+  if (getcwd(folder, sizeof folder) == nullptr) return;
+  snprintf(path, sizeof path, "%s/migration.log", folder);
+  SetDebugLogFileName(path);
+}
+
+void install_signal_handlers() {
+  my_signal(SIGTERM, end_migrate);
+  my_signal(SIGINT, end_migrate);
+  my_signal(SIGQUIT, end_migrate);
+  my_signal(SIGHUP, SIG_IGN);
+}
+
+void log_start() {
+  time_t now = time(nullptr);
+  tm local;
+  localtime_r(&now, &local);
+  char when[32];
+  strftime(when, sizeof when, "%Y/%m/%d %H:%M:%S", &local);
+  LogDebugMessage("Start migration [%s] ...", when);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  fill_standard_descriptors();
+  // Nobody reading the echo is no reason to stop. A handler and not SIG_IGN, so that the commands
+  // of the run start with the default.
+  my_signal(SIGPIPE, ignore_signal);
+
+  if (argc != 2 && argc != 3) {
+    usage(argv[0]);
+    my_exit(-100);
+  }
+  choose_log(argc, argv);
+  LogDebugMessage("%s", kSeparator);
+  install_signal_handlers();
+  log_start();
+  int code = migrate(argv[1]);
+  LogDebugMessage("End migration(%d).", code);
+  LogDebugMessage("%s\n", kSeparator);
+  my_exit(code);
+}

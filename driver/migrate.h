@@ -1,0 +1,25 @@
+// The migration run: from a package to the policy store, or back to where it started.
+//
+// The package is copied, decrypted, unpacked and verified under /tmp; the policy database files are
+// backed up; the importers run under a watchdog of 300 s; when one fails, or the watchdog fires,
+// what was backed up is put back. The registry server is always stopped at the end.
+//
+// After the watchdog's jump nothing that the jump may have interrupted is needed: restore, server
+// stop and clean-up use fixed buffers, system calls and system(), and no heap.
+#pragma once
+
+// Runs the whole migration of the package at the path. Returns 0, or a negative code:
+//   -1 no such package      -2 no unpack folder       -3 no key file, or not decrypted
+//   -4 no working copy      -5 not unpacked           -6 checksums do not hold
+//   -7 no registry server   -16 no backup folder      -17 the importers took more than 300 s
+// or the code of the importer that failed.
+int migrate(char const* package);
+
+// Handler of SIGALRM, the watchdog: jumps to the run's restore point.
+[[noreturn]] void timeout(int number);
+
+// Removes the package key's file if this run has made it. Usable in a signal handler.
+void remove_key_file();
+
+// True when the web console is not switched off (HOME/config/disable.webui does not exist).
+bool is_web_enable();

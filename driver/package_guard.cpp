@@ -1,0 +1,95 @@
+#include "package_guard.h"
+
+#include <limits.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <fstream>
+#include <string>
+
+#include "export_file.h"
+
+namespace {
+
+// The path with every link followed; with `keep_last`, the last component is not followed.
+std::string real_path(std::string path, bool keep_last) {
+  std::string last;
+  if (keep_last) {
+    size_t slash = path.rfind('/');
+    last = "/" + (slash == std::string::npos ? path : path.substr(slash + 1));
+    path = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+  }
+  char resolved[PATH_MAX];
+  if (realpath(path.c_str(), resolved) == nullptr) return "";
+  std::string folder = resolved;
+  return folder == "/" ? last : folder + last;
+}
+
+bool is_listed_file(std::string const& folder, std::string const& name) {
+  bool absolute = !name.empty() && name[0] == '/';
+  int fd = absolute ? -1 : zeva::open_export_file(folder, folder + "/" + name);
+  if (fd >= 0) close(fd);
+  return fd >= 0;
+}
+
+// A name with a line break or a backslash is escaped, and its line then opens with a backslash.
+std::string unescape(std::string const& name) {
+  std::string plain;
+  for (size_t i = 0; i < name.size(); ++i) {
+    if (name[i] != '\\' || i + 1 == name.size()) {
+      plain += name[i];
+      continue;
+    }
+    char code = name[++i];
+    plain += code == 'n' ? '\n' : code == 'r' ? '\r' : code;
+  }
+  return plain;
+}
+
+// The file that a line of a checksum list names: "SUM  NAME", "SUM *NAME" or "MD5 (NAME) = SUM".
+// Empty when md5sum would not take the line.
+std::string listed_name(std::string const& line) {
+  size_t at = line.find_first_not_of(" \t");
+  if (at == std::string::npos) return "";
+  bool escaped = line[at] == '\\';
+  if (escaped) ++at;
+
+  std::string name;
+  if (line.compare(at, 3, "MD5") == 0) {
+    size_t open = line.find('(', at);
+    size_t close = line.rfind(')');
+    if (open == std::string::npos || close == std::string::npos || close < open) return "";
+    name = line.substr(open + 1, close - open - 1);
+  } else {
+    at = line.find_first_not_of("0123456789abcdefABCDEF", at);
+    if (at == std::string::npos || (line[at] != ' ' && line[at] != '\t')) return "";
+    ++at;
+    if (at < line.size() && (line[at] == ' ' || line[at] == '*')) ++at;
+    name = line.substr(at);
+  }
+  return escaped ? unescape(name) : name;
+}
+
+}  // namespace
+
+bool run_would_delete(char const* package, char const* working_copy, char const* unpack_folder) {
+  std::string below = real_path(unpack_folder, true) + "/";
+  for (bool keep_last : {false, true}) {
+    std::string path = real_path(package, keep_last);
+    if (path == real_path(working_copy, true) || path.compare(0, below.size(), below) == 0) {
+      return true;
+    }
+  }
+  return false;
+}
+
+bool checksum_list_is_safe(char const* folder) {
+  if (!is_listed_file(folder, "md5.sum")) return false;
+  std::ifstream list(std::string(folder) + "/md5.sum");
+  for (std::string line; std::getline(list, line);) {
+    std::string name = listed_name(line);
+    if (!name.empty() && !is_listed_file(folder, name)) return false;
+  }
+  return true;
+}
