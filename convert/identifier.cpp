@@ -1,0 +1,40 @@
+#include "identifier.h"
+
+#include <stdio.h>
+#include <time.h>
+
+namespace {
+
+constexpr int kIdentifierSize = 16;
+constexpr size_t kLongestText = 39;
+
+}  // namespace
+
+void str_to_guid(std::string const* text, char* bytes) {
+  char const* at = text->c_str();
+  for (int i = 0; i < kIdentifierSize; ++i) {
+    unsigned field;
+    int used;
+    if (sscanf(at, "%2x%n", &field, &used) != 1) return;
+    bytes[i] = static_cast<char>(field);
+    at += used;
+  }
+}
+
+void guid_to_str(char const* bytes, std::string* text) {
+  text->clear();
+  for (int i = 0; i < kIdentifierSize; ++i) {
+    char digits[9];
+    snprintf(digits, sizeof digits, "%2x",
+             static_cast<unsigned>(static_cast<signed char>(bytes[i])));
+    *text += digits;
+  }
+  if (text->size() > kLongestText) text->resize(kLongestText);
+}
+
+void gen_iname(std::string& out) {
+  static time_t last = 0;
+  time_t now = time(nullptr);
+  last = now == last ? now + 1 : now;
+  out = std::to_string(static_cast<unsigned long>(last));
+}

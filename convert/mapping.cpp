@@ -1,0 +1,91 @@
+#include "mapping.h"
+
+#include <stdlib.h>
+
+#include "identifier.h"
+#include "runlog.h"
+
+namespace {
+
+void log_unreadable(int code, NvConfigFile const& file, std::string const& section,
+                    std::string const& key) {
+  LogDebugMessage("Error [%d]: read value [%s.%s] from %s failed.", code, section.c_str(),
+                  key.c_str(), file.getname().c_str());
+}
+
+bool write_identifier(_NvPolComHandle* key, std::string const& name, std::string const& text) {
+  char bytes[16] = {};
+  str_to_guid(&text, bytes);
+  int32_t status = 0;
+  nvreg_setValue(key, name.c_str(), NVREG_BINARY, reinterpret_cast<unsigned char const*>(bytes),
+                 sizeof bytes, &status);
+  if (status >= 0) return true;
+  LogDebugMessage("Error [%d]: set value failed.", 246);
+  return false;
+}
+
+}  // namespace
+
+bool read_data(NvConfigFile const& file, std::string const& section, std::string const& key,
+               tag_VALUE_TYPE type, void* data, bool quiet) {
+  std::string stored;
+  file.getattribute(section, key, stored);
+  RegValue value;
+  if (!parse_str(trans_str(stored).c_str(), value, type)) {
+    if (!quiet) log_unreadable(148, file, section, key);
+    return false;
+  }
+  if (data != nullptr) {
+    if (value.type == VALUE_NUMBER)
+      *static_cast<long*>(data) = static_cast<long>(strtoll(value.text, nullptr, 10));
+    else
+      *static_cast<std::string*>(data) = value.text;
+  }
+  free(value.text);
+  return true;
+}
+
+bool read_data(NvConfigFile const& file, _tag_MAP_ITEM const* rows, int count, bool quiet) {
+  for (int i = 0; i < count; ++i)
+    if (!read_data(file, rows[i].section, rows[i].key, rows[i].type, rows[i].data, quiet))
+      return false;
+  return true;
+}
+
+tag_VALUE_TYPE get_data_type(NvConfigFile const& file, std::string const& section,
+                             std::string const& key) {
+  std::string stored;
+  file.getattribute(section, key, stored);
+  RegValue value;
+  if (!parse_str(stored.c_str(), value, VALUE_ANY)) log_unreadable(130, file, section, key);
+  free(value.text);
+  return static_cast<tag_VALUE_TYPE>(value.type);
+}
+
+bool write_data(NvPoRegistry& reg, _NvPolComHandle* key, std::string const& name,
+                tag_VALUE_TYPE type, void* data) {
+  _NvRegDataType stored_as = getRegType(type);
+  if (stored_as == NVREG_BINARY)
+    return write_identifier(key, name, *static_cast<std::string*>(data));
+
+  Nvregentry entry;
+  entry.setname(name);
+  if (stored_as == NVREG_DWORD) {
+    entry.setvalue(stored_as, static_cast<unsigned long>(*static_cast<long*>(data)));
+  } else if (stored_as == NVREG_STRING) {
+    entry.setvalue(stored_as, *static_cast<std::string*>(data));
+  } else {
+    std::vector<std::string> list;
+    parse_multi_str(static_cast<std::string*>(data)->c_str(), list);
+    entry.setvalue(stored_as, list);
+  }
+  if (reg.nvsetvalue(key, entry) == 0) return true;
+  LogDebugMessage("Error [%d]: %s", 258, reg.geterror().c_str());
+  return false;
+}
+
+bool write_data(NvPoRegistry& reg, _NvPolComHandle* key, _tag_MAP_ITEM const* rows, int count) {
+  for (int i = 0; i < count; ++i)
+    if (!write_data(reg, key, rows[i].key, rows[i].type, rows[i].data)) return false;
+  return true;
+}

@@ -1,0 +1,44 @@
+#include "buffers.h"
+
+#include <stdlib.h>
+
+namespace {
+
+constexpr size_t kConditionSize = 1024;
+static_assert(sizeof(_NvPolAddrPairCond) <= kConditionSize);
+
+template <typename T>
+void clear(T** slots) {
+  for (; *slots != nullptr; ++slots) free(*slots);
+}
+
+template <typename T>
+int create(T** slots, int count, size_t size) {
+  for (int i = 0; i < count; ++i) {
+    slots[i] = static_cast<T*>(calloc(1, size));
+    if (slots[i] != nullptr) continue;
+    clear(slots);
+    slots[0] = nullptr;
+    return -1;
+  }
+  slots[count] = nullptr;
+  return 0;
+}
+
+}  // namespace
+
+int createBuffers(char** buffers, int count, size_t size) {
+  return create(buffers, count, size);
+}
+
+void clearBuffers(char** buffers) {
+  clear(buffers);
+}
+
+int createConds(_NvPolAddrPairCond** conditions, int count) {
+  return create(conditions, count, kConditionSize);
+}
+
+void clearConds(_NvPolAddrPairCond** conditions) {
+  clear(conditions);
+}
