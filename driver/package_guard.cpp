@@ -26,6 +26,8 @@ std::string real_path(std::string path, bool keep_last) {
   return folder == "/" ? last : folder + last;
 }
 
+constexpr size_t kSumDigits = 32;
+
 bool is_listed_file(std::string const& folder, std::string const& name) {
   bool absolute = !name.empty() && name[0] == '/';
   int fd = absolute ? -1 : zeva::open_export_file(folder, folder + "/" + name);
@@ -62,9 +64,9 @@ std::string listed_name(std::string const& line) {
     if (open == std::string::npos || close == std::string::npos || close < open) return "";
     name = line.substr(open + 1, close - open - 1);
   } else {
-    at = line.find_first_not_of("0123456789abcdefABCDEF", at);
-    if (at == std::string::npos || (line[at] != ' ' && line[at] != '\t')) return "";
-    ++at;
+    size_t end = line.find_first_not_of("0123456789abcdefABCDEF", at);
+    if (end != at + kSumDigits || (line[end] != ' ' && line[end] != '\t')) return "";
+    at = end + 1;
     if (at < line.size() && (line[at] == ' ' || line[at] == '*')) ++at;
     name = line.substr(at);
   }
