@@ -1,5 +1,7 @@
 #include "export_file.h"
 
+#include "runlog.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -51,6 +53,22 @@ int open_export_file(std::string const& folder, std::string const& path) {
   int const file = open_regular(at, path.substr(from));
   close(at);
   return file;
+}
+
+bool read_export_file(NvConfigFile& file, std::string const& folder, std::string const& path,
+                      int code, FileIdentity* identity) {
+  file.setname(path);
+  int const opened = open_export_file(folder, path);
+  struct stat found = {};
+  bool const done = opened >= 0 && fstat(opened, &found) == 0 && file.readfile(opened) == 0;
+  if (opened >= 0) close(opened);
+  if (!done) log_unreadable(code, path);
+  if (identity) *identity = {found.st_dev, found.st_ino};
+  return done;
+}
+
+void log_unreadable(int code, std::string const& path) {
+  LogDebugMessage("Error [%d]: read %s failed.", code, path.c_str());
 }
 
 }  // namespace zeva

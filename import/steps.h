@@ -1,0 +1,54 @@
+// The steps that all importers are made of, so that an importer reads like the description of its
+// file: open a key, read rows, write rows, and say under which code it went wrong.
+#pragma once
+
+#include "mapping.h"
+#include "nvconfigfile.h"
+#include "nvporegistry.h"
+#include "openkey.h"
+
+#include <string>
+#include <vector>
+
+namespace zeva {
+
+// Logs "Error [code]: text". The code tells the place that failed.
+void log_error(int code, std::string const& text);
+
+// An open key of the registry that is closed when it goes out of scope. A failure to open it is
+// logged under `code`; the object is then false.
+class RegistryKey : public OpenKey {
+ public:
+  // The key at `path`, relative to the root or to an open key that outlives this one; made when it
+  // is missing.
+  RegistryKey(NvPoRegistry& registry, std::string const& path, int code);
+  RegistryKey(NvPoRegistry& registry, _NvPolComHandle* parent, std::string const& path, int code);
+};
+
+// Deletes the named keys below `key`. The first that cannot be deleted is logged as "WHAT [code]: "
+// with the reason, and ends it.
+[[nodiscard]] bool delete_keys(NvPoRegistry& registry, _NvPolComHandle* key,
+                               std::vector<std::string> const& names, char const* what, int code);
+
+// The name of an item of a list: the stem and the item's number.
+std::string numbered(char const* stem, int number);
+
+// Reads a number, of which the low 32 bits count as in the store. An unreadable one is logged and
+// leaves `number` as it was.
+[[nodiscard]] bool read_number(NvConfigFile const& file, std::string const& section,
+                               std::string const& key, int& number);
+
+// Reads all rows, logging the first that is unreadable, which ends it.
+template <int N>
+[[nodiscard]] bool read_rows(NvConfigFile const& file, _tag_MAP_ITEM const (&rows)[N]) {
+  return read_data(file, rows, N, false);
+}
+
+// Writes all rows; the first failure is logged and ends it.
+template <int N>
+[[nodiscard]] bool write_rows(NvPoRegistry& registry, _NvPolComHandle* key,
+                              _tag_MAP_ITEM const (&rows)[N]) {
+  return write_data(registry, key, rows, N);
+}
+
+}  // namespace zeva
