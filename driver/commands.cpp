@@ -2,10 +2,15 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
+
+#include <initializer_list>
 
 namespace {
 
@@ -43,6 +48,15 @@ bool is_own(int fd) {
 }
 
 }  // namespace
+
+int run_shell(char const* command) {
+  int status = system(command);
+  // While it waits, system() ignores the signals of the keyboard; the command has received them.
+  for (int number : {SIGINT, SIGQUIT}) {
+    if (status != -1 && WIFSIGNALED(status) && WTERMSIG(status) == number) raise(number);
+  }
+  return status;
+}
 
 bool copyfile(char const* source, char const* target) {
   if (source == nullptr || target == nullptr) return false;

@@ -5,14 +5,15 @@
 // does not fit its buffer is not run and counts as failed.
 #pragma once
 
-#include <stdlib.h>
-
 #include "fixed_text.h"
 
-// Runs a command: its raw status (0 is success), or -1 when it was not run.
+// Runs a shell command: its raw status, 0 for success, or -1 when it could not be run. A command
+// that the keyboard has interrupted ends the run as well.
+int run_shell(char const* command);
+
 template <size_t Size>
 int run_command(FixedText<Size> const& command) {
-  return command.fits() ? system(command.c_str()) : -1;
+  return command.fits() ? run_shell(command.c_str()) : -1;
 }
 
 // Copies a file with its mode, owner and times, over the target if there is one ("cp -pf"). False

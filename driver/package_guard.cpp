@@ -90,6 +90,7 @@ bool checksum_list_is_safe(char const* folder) {
   if (!is_listed_file(folder, "md5.sum")) return false;
   std::ifstream list(std::string(folder) + "/md5.sum");
   for (std::string line; std::getline(list, line);) {
+    if (!line.empty() && line.back() == '\r') line.pop_back();  // as md5sum does
     std::string name = listed_name(line);
     if (!name.empty() && !is_listed_file(folder, name)) return false;
   }

@@ -60,7 +60,7 @@ TEST_F(PackageGuard, RefusesListsThatLeaveTheFolder) {
     bool safe;
   } const cases[] = {
       {sum + "  file", true},         {sum + " *./file", true},
-      {sum + "  a b", true},          {"\\" + sum + "  a\\\\b", true},
+      {sum + "  a b\r", true},        {"\\" + sum + "  a\\\\b", true},
       {"MD5 (file) = " + sum, true},  {"a note", true},
       {sum + "  fifo", false},        {sum + "  link", false},
       {sum + "  /dev/zero", false},   {sum + "  ../pkg", false},
