@@ -6,6 +6,7 @@
 // lookup that fails leaves its output as it was. Copying copies the whole model.
 #pragma once
 
+#include <cstdio>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -53,12 +54,43 @@ class NvConfigFile {
   // the end.
   void setelements(Nvinielement element);
 
+  // Replaces the value of the first key of that name in the first section of that name, or adds the
+  // key at the section's end. 0, or -1 when there is no such section. Names and values are written
+  // as they are: what the grammar cannot express, a line break for one, does not read back the
+  // same.
+  int setattribute(std::string_view section, std::string_view key, std::string_view value);
+
+  // The same for a file that holds exactly one section, whatever its name; -1 for any other.
+  int setattribute(std::string_view key, std::string_view value);
+
+  // Replaces all keys of the first section of that name, or adds a section at the end. Comment
+  // lines stay with the names they belong to. Always 0.
+  int setsection(std::string_view section, std::vector<Nvkeypair> attributes);
+
+  // Writes the model to the path with ".gen" behind it, after copying the file at the path to the
+  // path with ".bak" behind it. Both stay; to put the new file in place is the caller's to do. The
+  // error text gets a line for each step. 0, or -1: the file could not be written, or it was but
+  // the one at the path could not be copied. That there is no file at the path is no failure.
+  [[nodiscard]] int writefile();
+
+  // Copies a regular file byte by byte over the target. 0, or -1 with the reason added to the error
+  // text.
+  int copyfile(std::string const& source, std::string const& target);
+
+  // Writes the comment lines of an element's item to an open file: those above its header when NAME
+  // is the element's own name, otherwise those above the key of that name.
+  static void printcomment(FILE* file, std::string_view name, Nvinielement const& element);
+
+  // Dumps the path, the sections with their keys and the error text to standard output.
+  void print() const;
+
   // What went wrong, and what the writer did: lines with their newlines. Empty at first.
-  std::string geterror() const { return error_; }
+  std::string const& geterror() const { return error_; }
 
  private:
   int take_text(std::string_view text);
   int unreadable();
+  int finish(FILE* file, std::string const& path);
 
   std::string path_;
   zeva::NamedSequence<Nvsectionpair, &Nvsectionpair::getname> sections_;

@@ -11,6 +11,10 @@
 
 namespace {
 
+bool is_regular(int fd, struct stat& status) {
+  return fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
+}
+
 // Reads until the end whatever size was announced: the file may have grown since.
 bool read_to_end(int fd, size_t expected, std::string& content) {
   size_t length = 0;
@@ -31,19 +35,11 @@ bool read_to_end(int fd, size_t expected, std::string& content) {
 
 bool zeva::read_regular(int fd, std::string& content) {
   struct stat status;
-  if (fstat(fd, &status) != 0) return false;
-  if (!S_ISREG(status.st_mode)) {
-    errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
-    return false;
-  }
-  if (static_cast<uintmax_t>(status.st_size) >= content.max_size()) {
-    errno = EFBIG;
-    return false;
-  }
+  if (!is_regular(fd, status)) return false;
+  if (static_cast<uintmax_t>(status.st_size) >= content.max_size()) return false;
   try {
     return read_to_end(fd, static_cast<size_t>(status.st_size), content);
   } catch (std::exception const&) {
-    errno = ENOMEM;
     return false;
   }
 }
@@ -52,8 +48,16 @@ bool zeva::read_regular(std::string const& path, std::string& content) {
   int const fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
   if (fd < 0) return false;
   bool const done = read_regular(fd, content);
-  int const reason = errno;
   close(fd);
-  errno = reason;
   return done;
+}
+
+FILE* zeva::create_regular(std::string const& path) {
+  // Truncated only once it is known to be a file.
+  int const fd = open(path.c_str(), O_WRONLY | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666);
+  if (fd < 0) return nullptr;
+  struct stat status;
+  FILE* file = is_regular(fd, status) && ftruncate(fd, 0) == 0 ? fdopen(fd, "w") : nullptr;
+  if (file == nullptr) close(fd);
+  return file;
 }

@@ -1,16 +1,21 @@
-// Reading files that may turn out to be something else: a folder, a device or a pipe in a file's
-// place is refused, never waited for.
+// Whole files by name, where the name may turn out to be something else: a folder, a device or a
+// pipe in a file's place is refused, never waited for.
 #pragma once
 
+#include <cstdio>
 #include <string>
 
 namespace zeva {
 
-// The whole of an open regular file, from where the descriptor stands. False, with errno set, when
-// it is not a regular file, cannot be read to its end or does not fit into memory.
+// The whole of an open regular file, from where the descriptor stands. False when it is not
+// a regular file, cannot be read to its end or does not fit into memory.
 [[nodiscard]] bool read_regular(int fd, std::string& content);
 
 // The same by name. Follows links.
 [[nodiscard]] bool read_regular(std::string const& path, std::string& content);
+
+// An empty regular file open for writing, new or truncated, which the caller closes; null when
+// there can be none of that name.
+[[nodiscard]] FILE* create_regular(std::string const& path);
 
 }  // namespace zeva

@@ -1,0 +1,47 @@
+// What the INI tests share: a folder for files and a text that shows all of a model.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "nvconfigfile.h"
+
+class IniFiles : public testing::Test {
+ protected:
+  IniFiles() {
+    if (mkdtemp(folder_.data()) == nullptr) abort();
+  }
+  ~IniFiles() override { std::filesystem::remove_all(folder_); }
+
+  std::string path(std::string const& name) const { return folder_ + "/" + name; }
+  std::string make(std::string const& name, std::string const& content) const {
+    std::ofstream(path(name), std::ios::binary) << content;
+    return path(name);
+  }
+  static std::string content(std::string const& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+
+  std::string folder_ = testing::TempDir() + "/inifileXXXXXX";
+};
+
+// Every section and key with the comment lines above it.
+inline std::string shown(NvConfigFile const& file) {
+  std::string text;
+  std::vector<std::string> names;
+  NvConfigFile(file).getsecnames(names);
+  for (std::string const& name : names) {
+    Nvinielement section;
+    EXPECT_EQ(file.getelements(name, section), 0);
+    text += section.getheadercomment() + "[" + section.getname() + "]\n";
+    for (Nvkeypair const& pair : section.getattributes())
+      text.append(section.getkeycomment(pair.name)) += pair.name + "=" + pair.value + "|\n";
+  }
+  return text;
+}

@@ -1,0 +1,143 @@
+#include "inireader.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <random>
+
+#include "inifiles.h"
+#include "trimname.h"
+
+using namespace std::string_literals;
+
+namespace {
+
+std::string read(std::string_view text) {
+  NvConfigFile file;
+  zeva::read_ini(text, file);
+  return shown(file);
+}
+
+TEST(TrimName, KeepsWhatATrailingTabProtects) {
+  std::pair<std::string, std::string> const cases[] = {
+      {" \t a b\tc", "a b\tc"}, {"a  ", "a"},   {"a \t", "a \t"}, {"a \t  ", "a \t"},
+      {" \t \t ", ""},          {"a\r", "a\r"}, {"a \r", "a \r"}};
+  for (auto [text, expected] : cases) {
+    std::string const before = text;
+    trimname(text);
+    EXPECT_EQ(text, expected) << '"' << before << '"';
+  }
+}
+
+TEST(IniReader, Grammar) {
+  std::pair<std::string, std::string> const cases[] = {
+      // Headers.
+      {"", "[]\n"},
+      {"[ Main Section ]\n", "[Main Section]\n"},
+      {" \t[\ta \t b\t ]rest = 1\nk=v\n", "[a \t b]\nk=v|\n"},
+      {"[a  \nk=v\n", "[a]\nk=v|\n"},
+      {"[", "[]\n"},
+      {"[a\0k=v\n"s, "[a]\nk=v|\n"},
+      {"[a]\0k=v\nl=w"s, "[a]\nl=w|\n"},
+      // Keys and values.
+      {"[s]\nmy\tkey = b = #c\n", "[s]\nmykey=b = #c|\n"},
+      {"a=1  \nb=2 \t\nc=\t 3\r\n", "[]\na=1|\nb=2 \t|\nc=3\r|\n"},
+      {"no equals  \nnext=1\n", "[]\nnoequals=|\nnext=1|\n"},
+      {"=v\n = w\n", "[]\n=w|\n"},
+      {"Enable=1\nenable=2\n", "[]\nEnable=1|\nenable=2|\n"},
+      {"a=1\nb=2\na=3\n", "[]\na=3|\nb=2|\n"},
+      {"\xe9\xff=\xff\xfe\n", "[]\n\xe9\xff=\xff\xfe|\n"},
+      {"\r\n", "[]\n\r=|\n"},
+      // A NUL ends a key line, and the file when it stands first in a line.
+      {"a=1\0b=2\n\0c=3\n"s, "[]\na=1|\nb=2|\n"},
+      {"a=1\0\nb=2\n"s, "[]\na=1|\n\nb=2|\n"},
+      {" \0b=2\n"s, "[]\n=|\nb=2|\n"},
+      {"\0a=1\n"s, "[]\n"},
+      // Sections of one name, or of none.
+      {"[a]\nx=1\n[b]\n[a]\ny=2\n", "[a]\ny=2|\n[b]\n"},
+      {"x=1\n[a]\ny=2\n[b]\n", "[a]\nx=1|\ny=2|\n[b]\n"},
+      {"[a]\n[]\nx=1\n[b]\ny=2\n", "[a]\n[b]\nx=1|\ny=2|\n"},
+      {"[a]\n[]\nx=1\n", "[a]\n[]\nx=1|\n"},
+      // Comment lines belong to what follows; those at the end to nothing.
+      {";note\nk=v\n", "[]\n#note\nk=v|\n"},
+      {"#top\n\n \t\n[a]\n  ; two  \n#\nk=v\n#end\n", "#top\n\n\n[a]\n# two  \n#\nk=v|\n"},
+      {"#x\0y\nk=v\n"s, "[]\n#x\0y\nk=v|\n"s},
+      {"[a]\n#1\nk=v\n[b]\n#2\nk=v\n#lost", "[a]\n#1\nk=v|\n[b]\n#2\nk=v|\n"},
+      {"#1\na=1\n#2\nb=2\n#3\na=3\n", "[]\n#1\n#3\na=3|\n#2\nb=2|\n"},
+      {"#1\n[]\n#2\n[a]\n", "#1\n#2\n[a]\n"},
+      {"#1\n[a]\nx=1\n#2\n[a]\n#3\nx=2\n", "#2\n[a]\n#3\nx=2|\n"},
+  };
+  for (auto const& [text, expected] : cases) EXPECT_EQ(read(text), expected) << text;
+}
+
+// Each would take hours if some character cost more than a constant.
+TEST(IniReader, OddTextsOfManyMegabytes) {
+  size_t const size = 16 << 20;
+  std::string nuls;
+  for (size_t i = 0; i < size / 2; ++i) nuls += "a\0"s;
+  EXPECT_EQ(read(nuls), "[]\na=|\n");
+  std::string const line(size, 'x');
+  EXPECT_EQ(read("k=" + line), "[]\nk=" + line + "|\n");
+  EXPECT_EQ(read(std::string(size, '[')).size(), size + 2);
+  EXPECT_EQ(read(std::string(size, ' ')), "[]\n");
+  EXPECT_EQ(read(std::string(size, '\n') + "k=v").size(), size + 8);
+}
+
+class ReadFile : public IniFiles {};
+
+TEST_F(ReadFile, WhatIsNotARegularFileIsRefusedWithoutWaiting) {
+  ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
+  ASSERT_EQ(symlink("loop", path("loop").c_str()), 0);
+  for (std::string const& name : {path("missing"), path("pipe"), path("loop"), folder_,
+                                  "/dev/zero"s, path("missing/below"), ""s}) {
+    NvConfigFile file(name);
+    file.setelements({});
+    EXPECT_EQ(file.readfile(), -1);
+    EXPECT_EQ(file.geterror(), "Unable to open input file:" + name + "\n");
+    EXPECT_EQ(shown(file), "[]\n");
+  }
+}
+
+TEST_F(ReadFile, ReadsByNameAndByDescriptorAndAgain) {
+  NvConfigFile file(make("a", "[a]\nk=1\n"));
+  ASSERT_EQ(file.readfile(), 0);
+  file.setname(make("b", "[b]\nk=2\n"));
+  ASSERT_EQ(file.readfile(), 0);
+  EXPECT_EQ(shown(file), "[b]\nk=2|\n");
+
+  int const fd = open(path("a").c_str(), O_RDONLY);
+  EXPECT_EQ(file.readfile(fd), 0);
+  EXPECT_EQ(close(fd), 0);
+  EXPECT_EQ(shown(file), "[a]\nk=1|\n");
+  EXPECT_EQ(file.readfile(-1), -1);
+  EXPECT_EQ(file.geterror(), "Unable to open input file:" + path("b") + "\n");
+
+  EXPECT_EQ(NvConfigFile("/proc/self/status").readfile(), 0) << "its size is announced as 0";
+}
+
+// Whatever was read is written as a text that reads the same.
+TEST_F(ReadFile, DamagedTextsReadTheSameOnceWritten) {
+  unsigned const seed = 20240607;
+  SCOPED_TRACE(seed);
+  std::mt19937 random(seed);
+  auto below = [&](size_t bound) { return random() % bound; };
+  std::string const pieces[] = {"[a]\n", "[ b c ]", "[]", "#n\n", ";n", "k = v\n", "a=1",  "a=",
+                                "\n",    " ",       "\t", "\0"s,  "]",  "=",       "\r\n", "\xff"};
+  for (int run = 0; run < 3000; ++run) {
+    std::string text;
+    for (size_t count = below(30); count > 0; --count) text += pieces[below(std::size(pieces))];
+    for (size_t count = below(4); count > 0 && !text.empty(); --count)
+      text[below(text.size())] = static_cast<char>(below(256));
+
+    NvConfigFile first(make("seed", text));
+    ASSERT_EQ(first.readfile(), 0);
+    ASSERT_EQ(first.writefile(), 0);
+    NvConfigFile second(path("seed.gen"));
+    ASSERT_EQ(second.readfile(), 0);
+    ASSERT_EQ(shown(second), shown(first)) << "run " << run << ": " << testing::PrintToString(text);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,130 @@
+#include "nvconfigfile.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "inifiles.h"
+
+namespace {
+
+TEST(NvConfigFile, MissesLeaveTheOutputAlone) {
+  NvConfigFile file;
+  std::vector<std::string> names{"kept"};
+  EXPECT_EQ(file.getsecnames(names), -1);
+  EXPECT_EQ(file.getsecnames(names), -1);
+  EXPECT_EQ(file.geterror(), "getsection names is empty.\ngetsection names is empty.\n");
+
+  std::string value = "kept";
+  EXPECT_EQ(file.getattribute("k", value), -1) << "no section";
+  EXPECT_EQ(file.setattribute("k", "v"), -1);
+  file.setsection("s", {{"k", "1"}});
+  EXPECT_EQ(file.getattribute("K", value), -1);
+  EXPECT_EQ(value, "kept");
+  EXPECT_EQ(file.setattribute("k", "2"), 0);
+  EXPECT_EQ(file.getattribute("k", value), 0);
+  EXPECT_EQ(value, "2");
+  file.setsection("t", {});
+  EXPECT_EQ(file.getattribute("k", value), -1) << "two sections";
+  EXPECT_EQ(file.setattribute("k", "v"), -1);
+
+  std::vector<Nvkeypair> attributes{{"kept", ""}};
+  EXPECT_EQ(file.getsection("S", attributes), -1);
+  EXPECT_EQ(attributes.size(), 1u);
+  EXPECT_EQ(file.getsection("t", attributes), 0);
+  EXPECT_TRUE(attributes.empty());
+  EXPECT_EQ(file.getsecnames(names), 0);
+  EXPECT_EQ(names, (std::vector<std::string>{"kept", "s", "t"}));
+}
+
+TEST(Nvinielement, CommentLinesAreAddedToTheirItemUntilInitialize) {
+  Nvinielement element;
+  element.setname("s");
+  element.setcomment("s", "#1");
+  element.setcomments("k", {"#2", ""});
+  element.setcomment("k", "#3");
+  element.setattribute("k", "v");
+  NvConfigFile file;
+  file.setelements(element);
+  EXPECT_EQ(shown(file), "#1\n[s]\n#2\n\n#3\nk=v|\n");
+
+  element.initialize();
+  element.setattribute("k", "w");
+  file.setelements(element);
+  EXPECT_EQ(shown(file), "#1\n[s]\n#2\n\n#3\nk=v|\n[]\nk=w|\n");
+  element.setname("s");
+  file.setelements(element);
+  EXPECT_EQ(shown(file), "[s]\nk=w|\n[]\nk=w|\n");
+}
+
+// The content of the first item of that name, of sections as of keys.
+template <typename List>
+auto first(List* list, std::string const& name) -> decltype(&list->front().value) {
+  for (auto& [known, value] : *list)
+    if (known == name) return &value;
+  return nullptr;
+}
+
+struct PlainSection {
+  std::string name;
+  std::vector<Nvkeypair> value{};
+};
+
+TEST(NvConfigFile, AgreesWithPlainListsOnARandomWalk) {
+  unsigned const seed = 20240608;
+  SCOPED_TRACE(seed);
+  std::mt19937 random(seed);
+  auto below = [&](size_t bound) { return random() % bound; };
+  // Names enough for sections and files on both sides of the length where an index begins.
+  auto name = [&](char kind) { return kind + std::to_string(below(below(2) == 0 ? 4 : 60)); };
+  NvConfigFile file;
+  std::vector<PlainSection> model;
+  auto put = [&](std::string const& section, std::vector<Nvkeypair> keys) {
+    if (first(&model, section) == nullptr) model.push_back({section});
+    *first(&model, section) = std::move(keys);
+  };
+  for (int step = 0; step < 20000; ++step) {
+    std::string const section = name('s'), key = name('k'), value = std::to_string(step);
+    auto* keys = first(&model, section);
+    std::vector<Nvkeypair> list;
+    for (size_t count = below(40); count > 0; --count) list.push_back({name('k'), value});
+    Nvinielement element;
+    switch (below(24)) {
+      case 0:  // a list with names twice
+        file.setsection(section, list);
+        put(section, list);
+        break;
+      case 1:
+        element.setname(section);
+        element.setattributes(std::move(list));
+        put(section, element.getattributes());
+        file.setelements(element);
+        break;
+      case 2:  // a copy, independent of its origin
+        file = NvConfigFile(std::exchange(file, {}));
+        NvConfigFile(file).setattribute(section, key, "elsewhere");
+        break;
+      case 3:
+        ASSERT_EQ(file.getelements(section, element), keys == nullptr ? -1 : 0);
+        ASSERT_TRUE(keys == nullptr || element.getattributes() == *keys);
+        break;
+      default:
+        ASSERT_EQ(file.setattribute(section, key, value), keys == nullptr ? -1 : 0);
+        if (keys == nullptr) break;
+        if (first(keys, key) == nullptr) keys->push_back({key});
+        *first(keys, key) = value;
+    }
+    std::string const asked = name('s'), wanted = name('k');
+    keys = first(&model, asked);
+    std::string* known = keys == nullptr ? nullptr : first(keys, wanted);
+    std::string got = "untouched";
+    ASSERT_EQ(file.getattribute(asked, wanted, got), known == nullptr ? -1 : 0) << "step " << step;
+    ASSERT_EQ(got, known == nullptr ? "untouched" : *known) << "step " << step;
+  }
+  std::vector<std::string> names, expected;
+  for (PlainSection const& section : model) expected.push_back(section.name);
+  ASSERT_EQ(file.getsecnames(names), 0);
+  EXPECT_EQ(names, expected);
+}
+
+}  // namespace
