@@ -38,6 +38,11 @@ void ErrorRecord::seterrorname(std::string const& name, std::string const& a,
   record(name, {a, b});
 }
 
+void ErrorRecord::seterrorname(std::string const& name, std::string const& a, std::string const& b,
+                               std::string const& c) {
+  record(name, {a, b, c});
+}
+
 void ErrorRecord::seterrorname(std::string const& name, std::string const& a, long status) {
   record(name, {a, status_text(status)});
 }

@@ -20,6 +20,8 @@ class ErrorRecord {
   void seterror(std::string const& name);
   void seterrorname(std::string const& name, std::string const& a);
   void seterrorname(std::string const& name, std::string const& a, std::string const& b);
+  void seterrorname(std::string const& name, std::string const& a, std::string const& b,
+                    std::string const& c);
   void seterrorname(std::string const& name, std::string const& a, long status);
   void seterrorname(std::string const& name, std::string const& a, std::string const& b,
                     long status);

@@ -42,10 +42,8 @@ extern "C" {
 #define NVPOL_COMMENT_SIZE 512u      /* bytes of a record's comment */
 #define NVPOL_ADDRESS_SIZE 512u      /* bytes of one side of a condition */
 
-/* Status codes beside those of nvreg.h. */
-#define NVPOL_BAD_FORMAT NVREG_STATUS_CODE(0x10u) /* nvpol_importAddress: not a list of addresses \
-                                                   */
-#define NVPOL_NO_MEMORY NVREG_STATUS_CODE(0x11u)
+/* A status beside those of nvreg.h. nvpol_importAddress: the file is no list of addresses. */
+#define NVPOL_BAD_FORMAT NVREG_STATUS_CODE(0x11u)
 
 /* Attributes of a classification. */
 typedef struct _NvPolCommAttrib {

@@ -1,0 +1,70 @@
+#include "numberedtexts.h"
+
+#include "objects.h"
+
+namespace zeva {
+
+int32_t NumberedTexts::get(uint32_t index, std::string& text) const {
+  int32_t status = get_text(key_, name(index).c_str(), text);
+  return status == NVREG_NOT_FOUND ? end_of_list_or_gone(key_) : status;
+}
+
+int32_t NumberedTexts::count(uint32_t& number) const {
+  // By doubling and halving: addresses come in thousands, and every look is a call to the server.
+  // The text before `held` is there, the one at `missing` is not.
+  uint32_t held = 0;
+  uint32_t missing = 1;
+  std::string ignored;
+  int32_t status;
+  while ((status = get(missing - 1, ignored)) == NVREG_OK) {
+    held = missing;
+    missing *= 2;
+  }
+  while (status == NVREG_END_OF_LIST && missing - held > 1) {
+    uint32_t const middle = held + (missing - held) / 2;
+    status = get(middle - 1, ignored);
+    if (status == NVREG_OK) {
+      held = middle;
+      status = NVREG_END_OF_LIST;
+    } else {
+      missing = middle;
+    }
+  }
+  if (status != NVREG_END_OF_LIST) return status;
+  number = held;
+  return NVREG_OK;
+}
+
+int32_t NumberedTexts::append(std::vector<std::string> const& texts) {
+  uint32_t number = 0;
+  int32_t status = count(number);
+  for (size_t i = 0; i < texts.size() && status == NVREG_OK; ++i)
+    status = set_text(key_, name(number++).c_str(), texts[i]);
+  return status;
+}
+
+int32_t NumberedTexts::find(Predicate const& wanted, uint32_t& index) const {
+  std::string text;
+  for (uint32_t i = 0;; ++i) {
+    int32_t status = get(i, text);
+    if (status == NVREG_END_OF_LIST) return NVREG_NOT_FOUND;
+    if (status != NVREG_OK) return status;
+    if (wanted(text)) {
+      index = i;
+      return NVREG_OK;
+    }
+  }
+}
+
+int32_t NumberedTexts::remove(Predicate const& wanted) {
+  uint32_t index = 0;
+  int32_t status = find(wanted, index);
+  std::string text;
+  while (status == NVREG_OK) {
+    status = get(index + 1, text);
+    if (status == NVREG_OK) status = set_text(key_, name(index++).c_str(), text);
+  }
+  return status == NVREG_END_OF_LIST ? delete_value(key_, name(index).c_str()) : status;
+}
+
+}  // namespace zeva

@@ -1,0 +1,65 @@
+// The address lists (address groups) of the policy store, as objects of the policy library. A list
+// has an internal name, attributes and addresses; conditions of rules refer to it by that name.
+//
+// Results are 0 for success and -1 for failure; a failure leaves its text in the error record.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "policyhive.h"
+
+struct Nvnamestringpair {
+  std::string iname;
+  std::string displayname;
+};
+
+class NvAddresslist : public PolicyHive {
+ public:
+  // Opens the hive on a registry key ("registry\policy") of the registry at an address
+  // ("ZEVA:5069"). After a failure every call that needs the hive fails.
+  NvAddresslist(std::string const& key, std::string const& file);
+  // Makes the changes visible to other processes.
+  ~NvAddresslist();
+
+  // Append each list's internal name, or its internal and display name, in the store's order. A
+  // list whose attributes cannot be read is left out, and the result is -1.
+  int getaddrlistsname(std::vector<std::string>& inames);
+  int getaddrlistsnamepair(std::vector<Nvnamestringpair>& pairs);
+
+  int createaddrlist(std::string const& iname, _NvPolAddrListAttr const& attr);
+  // Refused while a rule refers to the list.
+  int deleteaddrlist(std::string const& iname);
+  int getattr(std::string const& iname, _NvPolAddrListAttr& attr);
+  int setattr(std::string const& iname, _NvPolAddrListAttr const& attr);
+
+  // Append a list's addresses, in their order. An empty list is a failure.
+  int getaddress(std::string const& iname, std::vector<std::string>& addresses);
+
+  // Adds addresses behind those that the list holds, up to the first that fails. No address is a
+  // failure.
+  int setaddress(std::string const& iname, std::vector<std::string> const& addresses);
+  int setaddress(_NvPolComHandle* list, std::string const& address);
+
+  // Adds one address, or removes it.
+  int addressfrominame(std::string const& iname, std::string const& address, bool add);
+
+  // Adds the addresses of a file, as nvpol_importAddress reads it: all of them or none.
+  int importcsvfile(std::string const& iname, std::string const& file);
+
+  // Appends the internal names of the lists that hold an address equal to the one given, as
+  // comparestring compares them. None is a failure.
+  int getgroupsfromaddress(std::string const& address, std::string const& match,
+                           std::string const& sensitivity, std::vector<std::string>& inames);
+
+  // match "exact": the texts are equal; any other: the first begins the second. sensitivity
+  // "sensitive": bytes as they are; any other: regardless of the case of ASCII letters. An empty
+  // text matches nothing.
+  static bool comparestring(std::string const& first, std::string const& second,
+                            std::string const& match, std::string const& sensitivity);
+
+ private:
+  template <typename Work>
+  int with_list(std::string const& iname, Work work);
+  int append_addresses(_NvPolComHandle* list, std::vector<std::string>& addresses);
+};
