@@ -1,17 +1,31 @@
 #include "identifier.h"
 
+#include <ctype.h>
 #include <stdio.h>
 #include <time.h>
+
+#include <algorithm>
 
 namespace {
 
 constexpr int kIdentifierSize = 16;
 constexpr size_t kLongestText = 39;
 
+// Two columns a byte, the first of which may be blank.
+bool is_blank_padded(std::string const& text) {
+  if (text.size() != 2 * kIdentifierSize) return false;
+  for (size_t i = 0; i < text.size(); ++i)
+    if (!isxdigit(static_cast<unsigned char>(text[i])) && (i % 2 != 0 || text[i] != ' '))
+      return false;
+  return true;
+}
+
 }  // namespace
 
 void str_to_guid(std::string const* text, char* bytes) {
-  char const* at = text->c_str();
+  std::string digits = *text;
+  if (is_blank_padded(digits)) std::replace(digits.begin(), digits.end(), ' ', '0');
+  char const* at = digits.c_str();
   for (int i = 0; i < kIdentifierSize; ++i) {
     unsigned field;
     int used;

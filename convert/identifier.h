@@ -3,9 +3,9 @@
 
 #include <string>
 
-// Reads sixteen fields of at most two hexadecimal digits, blanks before a field skipped, into the
-// sixteen bytes. Reading stops at the first field that is none; the bytes from there on keep what
-// they held.
+// Reads an identifier into sixteen bytes: 32 digits, or as guid_to_str writes it with blanks for
+// leading zeros. Any other text is read as sixteen fields of at most two hexadecimal digits, blanks
+// before a field skipped, up to the first that is none; the bytes from there on keep what they held.
 void str_to_guid(std::string const* text, char* bytes);
 
 // Formats sixteen bytes, as the consoles do: a byte below 0x10 has a blank for its first digit, one

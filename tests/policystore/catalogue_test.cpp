@@ -1,0 +1,158 @@
+// The error record and the messages it is made of, from the catalogue as it is installed.
+
+#include <gmock/gmock.h>
+#include <stdlib.h>
+#include <unicode/uloc.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <regex>
+
+#include "errorrecord.h"
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+
+namespace {
+
+std::map<std::string, int> const kArguments = {
+    {"REG_EMPTY", 1},       {"REG_FAIL", 3},      {"REG_FAIL1", 2},      {"REG_FAIL2", 2},
+    {"REG_FAIL3", 2},       {"REG_FAIL4", 4},     {"REG_FAILE2", 2},     {"REG_FILE", 3},
+    {"REG_FILE2", 2},       {"REG_SIZE1", 1},     {"REG_SIZE2", 1},      {"REG_POSITIVE", 1},
+    {"REG_NOSUBPOLICY", 0}, {"REG_REFERENCE", 3}, {"REG_ADDREMPTY1", 1}, {"REG_IMPORTFORMATERR", 3},
+    {"REG_NOEXIST", 1},
+};
+
+struct Wrapper : ErrorRecord {};  // without a library behind it
+
+// A home of the test's own with the catalogue in it, named by ZEVA_HOME.
+class Home {
+ public:
+  explicit Home(std::string const& name = "zeva-catalogue-") {
+    path_ = (fs::temp_directory_path() / (name + "XXXXXX")).string();
+    mkdtemp(path_.data());
+    fs::create_directories(path_ + "/config");
+    fs::create_directory_symlink(CATALOGUE_DIR, path_ + "/config/zevautilerr");
+    setenv("ZEVA_HOME", path_.c_str(), 1);
+  }
+  ~Home() {
+    unsetenv("ZEVA_HOME");
+    fs::remove_all(path_);
+  }
+
+ private:
+  std::string path_;
+};
+
+void speak(char const* locale) {
+  UErrorCode status = U_ZERO_ERROR;
+  uloc_setDefault(locale, &status);
+  ASSERT_TRUE(U_SUCCESS(status));
+}
+
+// The text of a sub-policy failure, and what the wrapper said on standard output.
+std::pair<std::string, std::string> fail_once() {
+  testing::internal::CaptureStdout();
+  Wrapper wrapper;
+  wrapper.initResBundle();
+  wrapper.seterror("REG_NOSUBPOLICY");
+  std::string text = wrapper.geterror();
+  return {text, testing::internal::GetCapturedStdout()};
+}
+
+}  // namespace
+
+TEST(Catalogue, HoldsEveryMessageInEveryLanguage) {
+  // Braces and apostrophes of an argument are text, not pattern.
+  std::string const arguments[] = {"<{0}'s>", "<b>", "<c>", "<d>"};
+  for (char const* language : {"root", "de"}) {
+    ASSERT_TRUE(fs::exists(CATALOGUE_DIR + std::string("/") + language + ".res"));
+    Nvresbundle bundle(CATALOGUE_DIR, "IDG_ZEVA_UTIL", language);
+    for (auto const& [key, count] : kArguments) {
+      icu::Formattable given[5];
+      for (int i = 0; i < count; ++i) given[i] = arguments[i].c_str();
+      given[count] = icu::Formattable(0);
+      std::string text = bundle.getmessage(key, given);
+      for (int i = 0; i < count; ++i) EXPECT_THAT(text, HasSubstr(arguments[i])) << language << key;
+      EXPECT_TRUE(std::regex_search(text, std::regex("[^ ]\\. $"))) << language << key << text;
+      EXPECT_FALSE(std::regex_search(text, std::regex("[{][1-9]"))) << language << key << text;
+    }
+  }
+}
+
+TEST(Catalogue, HoldsEveryNameThatIsRecorded) {
+  std::regex const name("\"(REG_\\w+)\"");
+  int found = 0;
+  for (auto const& file : fs::directory_iterator(POLICYSTORE_DIR)) {
+    std::ifstream source(file.path());
+    std::string const text{std::istreambuf_iterator<char>(source), {}};
+    for (std::sregex_iterator at(text.begin(), text.end(), name), end; at != end; ++at, ++found)
+      EXPECT_EQ(kArguments.count((*at)[1]), 1u) << file.path() << " " << (*at)[1];
+  }
+  EXPECT_GT(found, 0);
+}
+
+TEST(Catalogue, LooksUpOtherTablesAndMissesQuietly) {
+  Nvresbundle bundle(CATALOGUE_DIR, "root");
+  icu::UnicodeString text("kept");
+  EXPECT_EQ(bundle.getstring("IDG_ZEVA_UTIL", "REG_NO_SUCH_NAME", text), -1);
+  EXPECT_EQ(text, icu::UnicodeString("kept"));
+  EXPECT_EQ(bundle.getstring("IDG_ZEVA_UTIL", "REG_NOSUBPOLICY", text), 0);
+  EXPECT_GT(text.length(), 10);
+  EXPECT_EQ(bundle.opentable("NO_SUCH_TABLE"), nullptr);
+  EXPECT_EQ(bundle.setfile(CATALOGUE_DIR, "NO_SUCH_TABLE", "root"), -1);
+  EXPECT_EQ(bundle.setfile("/nonexistent/zevautilerr", "root"), -1);
+}
+
+TEST(ErrorRecord, JoinsFailuresInOrderAndForgetsThemWhenFetched) {
+  speak("en_US");
+  Home home;
+  Wrapper wrapper;
+  wrapper.initResBundle();
+  wrapper.seterrorname("REG_FAIL", "call", "key\\{0}", -2130575348);
+  wrapper.seterrorname("REG_FAIL2", "other", 5);
+  wrapper.seterrorname("REG_NO_SUCH_NAME", "nothing");
+  wrapper.seterrorname("REG_FAIL1", "place at ", "value");
+  wrapper.seterrorname("REG_FAIL4", "query", "key", "value", -1);
+  EXPECT_EQ(wrapper.geterror(),
+            "The call call failed on \"key\\{0}\" with status 0x8102000c. "
+            "The call other failed with status 0x00000005. "
+            "Unknown or unfitting value type: place at \"value\". "
+            "The call query failed on the value \"value\" of the key \"key\" with status "
+            "0xffffffff. ");
+  EXPECT_EQ(wrapper.geterror(), "");
+}
+
+TEST(ErrorRecord, SpeaksTheLanguageOfTheProcess) {
+  Home home;
+  speak("en_US");
+  std::string const english = fail_once().first;
+  speak("fr_FR");
+  EXPECT_EQ(fail_once().first, english);
+  speak("de_AT");
+  EXPECT_THAT(fail_once().first, HasSubstr("Unterrichtlinien"));
+}
+
+TEST(ErrorRecord, FindsTheCatalogueOfAnOddHome) {
+  speak("en_US");
+  for (char const* name : {"zeva home-", "zeva'$(x)\"-", "zeva.dat-", "zeva:a-", "zevä-"}) {
+    Home home(name);
+    EXPECT_NE(fail_once().first, "") << name;
+  }
+}
+
+TEST(ErrorRecord, SaysWhatIsMissing) {
+  unsetenv("ZEVA_HOME");
+  auto [text, said] = fail_once();
+  EXPECT_EQ(text, "");
+  EXPECT_EQ(said, "Unable to get ZEVA_HOME, initResBundle failed.\nrb is NULL\n");
+  setenv("ZEVA_HOME", "", 1);  // set, and so the home is the root folder
+  EXPECT_EQ(fail_once().second, "rb is NULL\n");
+  unsetenv("ZEVA_HOME");
+}
+
+TEST(ErrorRecord, ShowsStatusesOfThePolicyLibrary) {
+  EXPECT_EQ(getnvpolerrcode(0), "error code is: 0000000000 \n");
+  EXPECT_EQ(getnvpolerrcode(-2130575348), "error code is: 0x8102000c \n");
+}
