@@ -1,0 +1,110 @@
+#include "loader.h"
+
+#include <errno.h>
+#include <string.h>
+
+#include <algorithm>
+
+#include "files.h"
+#include "redolog.h"
+#include "snapshot.h"
+
+namespace zeva {
+
+namespace {
+
+struct File {
+  std::string path;
+  std::string bytes;
+  int error = 0;  // errno of reading it
+
+  explicit File(std::string name) : path(std::move(name)), error(read_file(path, bytes)) {}
+  [[nodiscard]] bool missing() const { return error == ENOENT; }
+};
+
+struct Snapshot {
+  std::unique_ptr<Key> root;  // null when it cannot be read
+  uint64_t generation = 0;
+  std::string why;
+};
+
+Snapshot read(File const& file) {
+  Snapshot snapshot;
+  auto root = std::make_unique<Key>();
+  if (file.error != 0) {
+    snapshot.why = file.missing() ? "it is missing" : strerror(file.error);
+  } else if (read_snapshot(file.bytes, *root, snapshot.generation, snapshot.why)) {
+    snapshot.root = std::move(root);
+  }
+  return snapshot;
+}
+
+void note_damage(LoadedStore& store, File const& file, std::string const& what) {
+  store.notes.push_back(file.path + ": " + what);
+  if (!file.missing()) store.damaged.push_back(file.path);
+}
+
+void replay(LoadedStore& store, File const& log, uint64_t generation) {
+  uint64_t of_log;
+  if (log.error != 0) {
+    std::string why = log.missing() ? "it is missing" : strerror(log.error);
+    note_damage(store, log, why + "; changes since the snapshot, if any, are lost");
+    return;
+  }
+  if (!read_log_header(log.bytes, of_log)) {
+    note_damage(store, log, "it does not begin like a log; the changes in it do not count");
+    return;
+  }
+  store.generation = std::max(store.generation, of_log);
+  if (of_log < generation) return;  // the snapshot holds all of its changes
+  if (of_log > generation) {
+    note_damage(store, log, "it continues a newer snapshot; the changes in it do not count");
+    return;
+  }
+  size_t good = replay_log(log.bytes, *store.root);
+  if (good < log.bytes.size())
+    note_damage(store, log,
+                "torn or damaged at byte " + std::to_string(good) + "; the " +
+                    std::to_string(log.bytes.size() - good) + " bytes from there do not count");
+}
+
+// Neither snapshot serves: no store at all, or one that must not be replaced by a guess.
+void fail(LoadedStore& store, File const& file, Snapshot const& snapshot, File const& backup,
+          Snapshot const& before, File const& log) {
+  store.absent = file.missing() && backup.missing() && log.missing();
+  if (store.absent)
+    store.failure = "no store: " + file.path + " is missing";
+  else
+    store.failure = "the store cannot be read: " + file.path + ": " + snapshot.why + "; " +
+                    backup.path + ": " + before.why +
+                    "; put one of them back, or remove these two and " + log.path +
+                    " to begin with a new store";
+}
+
+}  // namespace
+
+LoadedStore load_store(std::string const& config) {
+  LoadedStore store;
+  // The log first: should the server put a new snapshot in place meanwhile, that snapshot holds all
+  // that the log read here has.
+  File log(config + kLogFile);
+  File file(config + kSnapshotFile);
+  Snapshot snapshot = read(file);
+  File backup(config + kBackupFile);
+  Snapshot before = read(backup);
+
+  store.snapshot_is_whole = snapshot.root != nullptr;
+  store.generation = std::max(snapshot.generation, before.generation);
+  if (!snapshot.root && !before.root) {
+    fail(store, file, snapshot, backup, before, log);
+    return store;
+  }
+  if (!snapshot.root) note_damage(store, file, snapshot.why + "; the snapshot before it is used");
+  if (snapshot.root && backup.error == 0 && !before.root) note_damage(store, backup, before.why);
+  Snapshot& used = snapshot.root ? snapshot : before;
+  store.root = std::move(used.root);
+  replay(store, log, used.generation);
+  return store;
+}
+
+}  // namespace zeva

@@ -1,0 +1,78 @@
+// A sequence of named items that keeps the order of their creation and finds them by name or by
+// place. Names are unique.
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+namespace zeva {
+
+// Item has a member name, a std::string that does not change. Finding is constant in time; erasing
+// moves one pointer for each item that follows.
+template <class Item>
+class Ordered {
+ public:
+  [[nodiscard]] size_t size() const { return slots_.size(); }
+
+  // The item at a place below size().
+  [[nodiscard]] Item const& operator[](size_t place) const { return *slots_[place].item; }
+
+  // Null when there is none of that name.
+  [[nodiscard]] Item const* find(std::string_view name) const {
+    auto found = by_name_.find(name);
+    return found == by_name_.end() ? nullptr : found->second.item;
+  }
+  [[nodiscard]] Item* find(std::string_view name) {
+    return const_cast<Item*>(std::as_const(*this).find(name));
+  }
+
+  // The item of that name, made at the end when there is none.
+  Item& at(std::string_view name) {
+    if (Item* item = find(name)) return *item;
+    auto& slot = slots_.emplace_back(Slot{next_, std::make_unique<Item>()});
+    slot.item->name = name;
+    by_name_.emplace(slot.item->name, Entry{next_++, slot.item.get()});
+    return *slot.item;
+  }
+
+  // Does nothing when there is none of that name.
+  void erase(std::string_view name) {
+    auto found = by_name_.find(name);
+    if (found == by_name_.end()) return;
+    auto slot = std::lower_bound(slots_.begin(), slots_.end(), found->second.ordinal,
+                                 [](Slot const& a, uint64_t b) { return a.ordinal < b; });
+    by_name_.erase(found);
+    slots_.erase(slot);
+  }
+
+  // Moves all items to the end of a list and is empty afterwards.
+  void move_to(std::vector<std::unique_ptr<Item>>& list) {
+    by_name_.clear();
+    for (Slot& slot : slots_) list.push_back(std::move(slot.item));
+    slots_.clear();
+  }
+
+ private:
+  struct Slot {
+    uint64_t ordinal;  // rises along slots_
+    std::unique_ptr<Item> item;
+  };
+  struct Entry {
+    uint64_t ordinal;
+    Item* item;
+  };
+
+  std::vector<Slot> slots_;
+  std::unordered_map<std::string_view, Entry> by_name_;  // the names are the items' own
+  uint64_t next_ = 0;
+};
+
+}  // namespace zeva

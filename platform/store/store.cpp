@@ -1,0 +1,151 @@
+#include "store.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <string.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "loader.h"
+#include "nvreg.h"
+#include "snapshot.h"
+
+namespace zeva {
+
+namespace {
+
+// A log is worth a new snapshot once it is this long and longer than the snapshot.
+constexpr uint64_t kLogBound = uint64_t{4} << 20;
+
+bool failed(int error, std::string const& path, std::string& why) {
+  if (error != 0) why = path + ": " + strerror(error);
+  return error != 0;
+}
+
+// Only one server may write a store. The lock goes with the process.
+Descriptor lock_folder(std::string const& path, std::string& why) {
+  Descriptor folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (folder.get() < 0 || flock(folder.get(), LOCK_EX | LOCK_NB) != 0) {
+    int error = errno;
+    why = path + ": " + (error == EWOULDBLOCK ? "another server has it open" : strerror(error));
+    return Descriptor();
+  }
+  return folder;
+}
+
+}  // namespace
+
+Store::Store(std::string const& config)
+    : folder_(config),
+      snapshot_(config + kSnapshotFile),
+      log_path_(config + kLogFile),
+      backup_(config + kBackupFile) {}
+
+std::unique_ptr<Store> Store::open(std::string const& config, std::vector<std::string>& notes,
+                                   std::string& why) {
+  std::unique_ptr<Store> store(new Store(config));
+  store->lock_ = lock_folder(config, why);
+  if (store->lock_.get() < 0 || !store->load(notes, why)) return nullptr;
+  return store;
+}
+
+bool Store::load(std::vector<std::string>& notes, std::string& why) {
+  LoadedStore loaded = load_store(folder_);
+  if (loaded.absent) return load_factory(why) && write_snapshot_and_log(false, why);
+  if (!loaded.root) {
+    why = loaded.failure;
+    return false;
+  }
+  notes.insert(notes.end(), loaded.notes.begin(), loaded.notes.end());
+  for (std::string const& path : loaded.damaged) {
+    std::string aside = keep_aside(path, path + ".damaged");
+    if (aside.empty()) {
+      why = path + " is damaged and cannot be kept aside: " + strerror(errno);
+      return false;
+    }
+    notes.push_back(path + ": kept as " + aside);
+  }
+  root_ = std::move(loaded.root);
+  generation_ = loaded.generation;
+  return write_snapshot_and_log(loaded.snapshot_is_whole, why);
+}
+
+bool Store::load_factory(std::string& why) {
+  std::string const path = folder_ + "/factory.xml";
+  std::string bytes;
+  if (failed(read_file(path, bytes), path, why)) return false;
+  root_ = std::make_unique<Key>();
+  if (read_snapshot(bytes, *root_, generation_, why)) return true;
+  why = path + ": " + why;
+  return false;
+}
+
+// Both files are whole and on the disk before the first is put in place. A crash between the two
+// renames leaves a log that is older than the snapshot and counts for nothing.
+bool Store::write_snapshot_and_log(bool keep_current, std::string& why) {
+  std::string const text = write_snapshot(*root_, generation_ + 1);
+  if (failed(write_new_file(snapshot_ + ".new", text), snapshot_ + ".new", why)) return false;
+  if (failed(write_new_file(log_path_ + ".new", empty_log(generation_ + 1)), log_path_ + ".new",
+             why))
+    return false;
+  if (access(backup_.c_str(), F_OK) != 0 && !keep_current) {
+    if (failed(write_new_file(backup_, text), backup_, why)) return false;
+  }
+  if (!put_in_place(keep_current, why)) return false;
+  log_bound_ = std::max<uint64_t>(kLogBound, text.size());
+  return true;
+}
+
+bool Store::put_in_place(bool keep_current, std::string& why) {
+  std::string const backup_new = backup_ + ".new";
+  if (keep_current) {
+    unlink(backup_new.c_str());
+    int error = link(snapshot_.c_str(), backup_new.c_str()) == 0 ? 0 : errno;
+    if (failed(error, backup_new, why)) return false;
+    if (failed(rename_file(backup_new, backup_), backup_, why)) return false;
+  }
+  if (failed(rename_file(snapshot_ + ".new", snapshot_), snapshot_, why)) return false;
+  // From here on only a log of the new generation may be written.
+  log_ = RedoLog();
+  ++generation_;
+  if (failed(sync_folder(folder_), folder_, why)) return false;
+  if (failed(rename_file(log_path_ + ".new", log_path_), log_path_, why)) return false;
+  if (failed(sync_folder(folder_), folder_, why)) return false;
+  if (failed(log_.open(log_path_, generation_), log_path_, why)) return false;
+  if (lstat(snapshot_.c_str(), &snapshot_stat_) == 0) return true;
+  return !failed(errno, snapshot_, why);
+}
+
+int32_t Store::change(wire::Call const& call) {
+  bool changes_nothing;
+  int32_t status = check(*root_, call, changes_nothing);
+  if (status < 0 || changes_nothing) return status;
+  if (!log_.healthy()) return NVREG_STORE_WRITE;
+  if (!log_.is_untouched()) return NVREG_STORE_DAMAGED;
+  if (log_.append(call) != 0) return NVREG_STORE_WRITE;
+  apply(*root_, call);
+  return NVREG_OK;
+}
+
+int32_t Store::refresh(std::string& note) {
+  if (!log_.healthy()) return NVREG_STORE_WRITE;
+  if (!log_.is_untouched()) return NVREG_STORE_DAMAGED;
+  if (log_.sync() != 0) return NVREG_STORE_WRITE;
+  if (log_.size() <= log_bound_ || !snapshot_is_untouched()) return NVREG_OK;
+  if (write_snapshot_and_log(true, note)) return NVREG_OK;
+  // What was written counts as long as the old log goes on; not to try again at once.
+  log_bound_ = 2 * log_.size();
+  return log_.healthy() ? NVREG_OK : NVREG_STORE_WRITE;
+}
+
+bool Store::snapshot_is_untouched() const {
+  struct stat now;
+  return lstat(snapshot_.c_str(), &now) == 0 && now.st_ino == snapshot_stat_.st_ino &&
+         now.st_size == snapshot_stat_.st_size &&
+         now.st_ctim.tv_sec == snapshot_stat_.st_ctim.tv_sec &&
+         now.st_ctim.tv_nsec == snapshot_stat_.st_ctim.tv_nsec;
+}
+
+}  // namespace zeva

@@ -1,0 +1,60 @@
+// The registry server's store: the tree in memory and the three files that keep it.
+//
+// A change is in the log before it counts. A snapshot is written when the store is opened and, once
+// the log has outgrown it, on a refresh; never when the store is closed, since the files may have
+// been restored by then. For the same reason a store whose files were touched by someone else takes
+// no more changes.
+#pragma once
+
+#include <stdint.h>
+#include <sys/stat.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "files.h"
+#include "redolog.h"
+#include "tree.h"
+
+namespace zeva {
+
+class Store {
+ public:
+  // Opens the store in a folder, or makes it from the file factory.xml there. Null on failure, and
+  // why says the reason; notes receives what a person should know either way. Only one process
+  // can have a store open. What does not count in a damaged file is kept under another name.
+  [[nodiscard]] static std::unique_ptr<Store> open(std::string const& config,
+                                                   std::vector<std::string>& notes,
+                                                   std::string& why);
+
+  [[nodiscard]] Key const& root() const { return *root_; }
+
+  // Makes a change; a status of nvreg.h. When it is back, the change is in the log.
+  [[nodiscard]] int32_t change(wire::Call const& call);
+
+  // Answers once all changes are on the disk. note receives a warning, or stays as it is.
+  [[nodiscard]] int32_t refresh(std::string& note);
+
+ private:
+  explicit Store(std::string const& config);
+
+  [[nodiscard]] bool load(std::vector<std::string>& notes, std::string& why);
+  [[nodiscard]] bool load_factory(std::string& why);
+  [[nodiscard]] bool write_snapshot_and_log(bool keep_current, std::string& why);
+  [[nodiscard]] bool put_in_place(bool keep_current, std::string& why);
+  [[nodiscard]] bool snapshot_is_untouched() const;
+
+  std::string const folder_;
+  std::string const snapshot_;
+  std::string const log_path_;
+  std::string const backup_;
+  Descriptor lock_;
+  std::unique_ptr<Key> root_;
+  uint64_t generation_ = 0;
+  RedoLog log_;
+  struct stat snapshot_stat_ = {};
+  uint64_t log_bound_ = 0;  // bytes of log at which a refresh writes a snapshot
+};
+
+}  // namespace zeva
