@@ -1,0 +1,116 @@
+#include "server.h"
+
+#include <signal.h>
+#include <string.h>
+
+#include <chrono>
+#include <utility>
+
+#include "cookie.h"
+#include "report.h"
+#include "settings.h"
+
+namespace zeva {
+
+namespace {
+
+using asio::ip::tcp;
+using std::chrono::steady_clock;
+
+// Who has not shown the cookie yet: how many at once, and how long each may take. One more makes
+// the oldest lose its connection.
+constexpr size_t kMaxNewcomers = 64;
+constexpr std::chrono::seconds kGreetingTime{10};
+
+// How long to wait when no connection can be accepted (no descriptor left).
+constexpr std::chrono::milliseconds kAcceptPause{200};
+
+}  // namespace
+
+bool Server::start(std::string const& home, std::string& why) {
+  std::string const config = home + "/config";
+  Settings settings;
+  return read_settings(home, settings, why) && bind(settings.port, why) &&
+         open_store(config, why) && listen(config, why);
+}
+
+bool Server::bind(uint16_t port, std::string& why) {
+  asio::error_code error;
+  acceptor_.open(tcp::v4(), error);
+  if (!error) acceptor_.set_option(tcp::acceptor::reuse_address(true), error);
+  if (!error) acceptor_.bind({asio::ip::address_v4::loopback(), port}, error);
+  if (error) why = "127.0.0.1 port " + std::to_string(port) + ": " + error.message();
+  return !error;
+}
+
+bool Server::open_store(std::string const& config, std::string& why) {
+  std::vector<std::string> notes;
+  store_ = Store::open(config, notes, why);
+  for (std::string const& note : notes) report(note);
+  return store_ != nullptr;
+}
+
+// The cookie is there before the first client can be, the number of the process after that.
+bool Server::listen(std::string const& config, std::string& why) {
+  cookie_ = make_cookie(config + "/regserver.cookie", why);
+  if (cookie_.empty()) return false;
+  asio::error_code error;
+  acceptor_.listen(asio::socket_base::max_listen_connections, error);
+  if (error) {
+    why = "cannot listen on the port: " + error.message();
+    return false;
+  }
+  int written = pid_file_.write(config + "/regserver.pid");
+  if (written != 0) why = config + "/regserver.pid: " + strerror(written);
+  return written == 0;
+}
+
+void Server::run() {
+  signals_.add(SIGTERM);
+  signals_.add(SIGINT);
+  signals_.async_wait([this](asio::error_code, int) { io_.stop(); });
+  accept();
+  io_.run();
+}
+
+void Server::accept() {
+  acceptor_.async_accept([this](asio::error_code error, tcp::socket socket) {
+    if (!error) {
+      add_newcomer(std::move(socket));
+      accept();
+      return;
+    }
+    timer_.expires_after(kAcceptPause);
+    timer_.async_wait([this](asio::error_code) { accept(); });
+  });
+}
+
+void Server::add_newcomer(tcp::socket socket) {
+  drop_late_newcomers();
+  if (newcomers_.size() >= kMaxNewcomers) {
+    if (auto oldest = newcomers_.front().session.lock()) oldest->close();
+    newcomers_.pop_front();
+  }
+  auto session =
+      std::make_shared<Session>(std::move(socket), *store_, cookie_, [this](Session* greeted) {
+        newcomers_.remove_if([&](Newcomer const& newcomer) {
+          auto waiting = newcomer.session.lock();
+          return !waiting || waiting.get() == greeted;
+        });
+      });
+  newcomers_.push_back({session, steady_clock::now() + kGreetingTime});
+  session->start();
+}
+
+// Runs when somebody else comes: until then the few who wait hold next to nothing.
+void Server::drop_late_newcomers() {
+  auto const now = steady_clock::now();
+  newcomers_.remove_if([&](Newcomer const& newcomer) {
+    auto session = newcomer.session.lock();
+    if (session && newcomer.deadline > now) return false;
+    if (session) session->close();
+    return true;
+  });
+}
+
+}  // namespace zeva
