@@ -45,7 +45,8 @@ typedef enum _NvRegDataType {
   NVREG_STRING = 1,      /* text */
   NVREG_BINARY = 2,      /* bytes */
   NVREG_MULTISTRING = 3, /* NUL-terminated texts one after the other, an empty one ends the list */
-  NVREG_ANY_TYPE = 0x7FFFFFFF /* not a type: gives the enumeration room for numbers not known here */
+  NVREG_ANY_TYPE =
+      0x7FFFFFFF /* not a type: gives the enumeration room for numbers not known here */
 } _NvRegDataType;
 
 /* Ceilings, in bytes without terminator. Beyond them a call fails with the status beside them. */
@@ -71,6 +72,7 @@ typedef enum _NvRegDataType {
 #define NVREG_BAD_ARGUMENT NVREG_STATUS_CODE(0x0Du) /* null handle, bad type or length */
 #define NVREG_BAD_NAME NVREG_STATUS_CODE(0x0Eu)     /* refused as a name */
 #define NVREG_EXISTS NVREG_STATUS_CODE(0x0Fu)       /* nvpol: an object of that name exists */
+#define NVREG_NO_MEMORY NVREG_STATUS_CODE(0x10u)    /* this process is out of memory */
 
 /*
  * Opens the registry at an address.
