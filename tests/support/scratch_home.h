@@ -1,0 +1,56 @@
+// A gateway's home for one test: a folder under /tmp laid out like an installed home, with a free
+// port in its RegSvrCfg.ini, and the built registry server over it. Other homes and servers are
+// never met, so tests run side by side.
+//
+//   ScratchHome home;
+//   home.start();
+//   NvPoRegistry registry(home.address());
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+
+class ScratchHome {
+ public:
+  // Makes the home and points this process's ZEVA_HOME to it; no server runs yet. Throws
+  // std::runtime_error when the machine does not let it.
+  ScratchHome();
+
+  // Ends the server and removes the folder.
+  ~ScratchHome();
+  ScratchHome(ScratchHome const&) = delete;
+  ScratchHome& operator=(ScratchHome const&) = delete;
+
+  // Starts the server and waits until it answers. Throws what it reported when it ends instead.
+  void start();
+
+  // The same for a start that may fail: false when the server ended.
+  [[nodiscard]] bool try_start();
+
+  // Ends the server by SIGTERM or SIGKILL and waits until it is gone; nothing when none runs.
+  void stop();
+  void kill();
+
+  [[nodiscard]] std::string const& path() const { return path_; }
+  // The path of a file in the home's folder config.
+  [[nodiscard]] std::string config(std::string const& name) const {
+    return path_ + "/config/" + name;
+  }
+  [[nodiscard]] int port() const { return port_; }
+  // What nvreg_open and the importers take.
+  [[nodiscard]] std::string address() const { return "ZEVA:" + std::to_string(port_); }
+  // 0 when no server was started by this object.
+  [[nodiscard]] pid_t server() const { return server_; }
+  // What the servers of this home have reported, as text.
+  [[nodiscard]] std::string reports() const;
+
+ private:
+  void take_port();
+  [[nodiscard]] bool wait_until_ready();
+  void end(int signal);
+
+  std::string path_;
+  int port_ = 0;
+  pid_t server_ = 0;
+};
