@@ -15,10 +15,12 @@ std::string field_text(char const (&field)[size]) {
   return std::string(field, strnlen(field, size));
 }
 
-// Fills a field with a text, cut at the field's size.
+// Fills a field with a text, cut at the field's size, and with NULs after it.
 template <size_t size>
 void set_field(char (&field)[size], std::string const& text) {
-  strncpy(field, text.c_str(), size);
+  size_t const length = strnlen(text.c_str(), size);
+  memcpy(field, text.c_str(), length);
+  memset(field + length, 0, size - length);
 }
 
 // Stores a record's attributes under key. For every attribute record of nvpol.h.
