@@ -57,6 +57,31 @@ void ErrorRecord::seterrorname(std::string const& name, std::string const& a, st
   record(name, {a, b, c, status_text(status)});
 }
 
+bool ErrorRecord::missing(_NvPolComHandle const* handle, char const* what) {
+  if (handle != nullptr) return false;
+  seterrorname("REG_EMPTY", what);
+  return true;
+}
+
+bool ErrorRecord::missing(std::string const& name, char const* what) {
+  if (!name.empty()) return false;
+  seterrorname("REG_EMPTY", what);
+  return true;
+}
+
+int ErrorRecord::check(int32_t status, char const* call, char const* code) {
+  if (status >= 0) return 0;
+  seterrorname(code, call, status);
+  return -1;
+}
+
+int ErrorRecord::check_named(int32_t status, char const* call, std::string const& name,
+                             char const* code) {
+  if (status >= 0) return 0;
+  seterrorname(code, call, name, status);
+  return -1;
+}
+
 std::string ErrorRecord::geterror() {
   return std::exchange(error_text_, {});
 }

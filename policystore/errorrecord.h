@@ -8,6 +8,7 @@
 #include <initializer_list>
 #include <string>
 
+#include "nvreg.h"
 #include "nvresbundle.h"
 
 class ErrorRecord {
@@ -39,6 +40,16 @@ class ErrorRecord {
  protected:
   ErrorRecord() = default;
   ~ErrorRecord() = default;
+
+  // true, with "REG_EMPTY" recorded, when a handle is null or a name is empty.
+  bool missing(_NvPolComHandle const* handle, char const* what);
+  bool missing(std::string const& name, char const* what);
+
+  // 0, or -1 with the failed library call recorded: by its name alone, or with the key, value or
+  // object it was made for.
+  int check(int32_t status, char const* call, char const* code = "REG_FAIL2");
+  int check_named(int32_t status, char const* call, std::string const& name,
+                  char const* code = "REG_FAIL");
 
   // Takes over texts that another wrapper has recorded.
   void appenderror(std::string const& text) { error_text_ += text; }

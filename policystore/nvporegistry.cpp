@@ -6,6 +6,7 @@
 #include <charconv>
 
 #include "console.h"
+#include "enumeration.h"
 #include "openkey.h"
 
 namespace {
@@ -21,33 +22,17 @@ struct RawValue {
   uint32_t length = kReadBuffer;
 };
 
-void query(_NvPolComHandle* key, std::string const& name, RawValue& value, int32_t& status) {
-  status = 0;
-  nvreg_queryValue(key, name.c_str(), &value.type, value.data, &value.length, &status);
-}
-
 uint32_t query_dword(_NvPolComHandle* key, std::string const& name, int32_t& status) {
   uint32_t number = 0;
   uint32_t length = sizeof number;
   _NvRegDataType type;
-  status = 0;
   nvreg_queryValue(key, name.c_str(), &type, reinterpret_cast<unsigned char*>(&number), &length,
                    &status);
   return number;
 }
 
-// Appends the names of a key's subkeys; returns the status that ended the list and whether it was
-// the first call's.
 int32_t list_subkeys(_NvPolComHandle* key, std::vector<std::string>& names, bool& at_first) {
-  for (uint32_t index = 0;; ++index) {
-    char name[NVREG_MAX_NAME + 1] = {};
-    uint32_t length = sizeof name;
-    int32_t status = 0;
-    nvreg_enumSubkey(key, index, name, &length, &status);
-    at_first = index == 0;
-    if (status < 0) return status;
-    names.emplace_back(name);
-  }
+  return zeva::append_names(nvreg_enumSubkey, key, NVREG_MAX_NAME + 1, names, at_first);
 }
 
 }  // namespace
@@ -57,18 +42,14 @@ NvPoRegistry::NvPoRegistry() {
 }
 
 NvPoRegistry::NvPoRegistry(std::string const& file) : file_(file) {
-  bool opened = nvregopen();
+  nvregopen();
   initResBundle();
-  // Recorded once more: before the catalogue was open there was no text for it.
-  if (!opened) record_failed_open();
+  // A failure is recorded once more: before the catalogue was open there was no text for it.
+  check_named(open_status_, "nvreg_open", file_);
 }
 
 NvPoRegistry::~NvPoRegistry() {
   closeregfile();
-}
-
-void NvPoRegistry::record_failed_open() {
-  seterrorname("REG_FAIL", "nvreg_open", file_, open_status_);
 }
 
 bool NvPoRegistry::nvregopen() {
@@ -77,21 +58,14 @@ bool NvPoRegistry::nvregopen() {
   file_.copy(file_buffer_, sizeof file_buffer_ - 1);
   open_status_ = 0;
   registry_ = nvreg_open(1, file_buffer_, &root_, &open_status_);
-  if (open_status_ >= 0) return true;
-  record_failed_open();
-  return false;
+  return check_named(open_status_, "nvreg_open", file_) == 0;
 }
 
 int NvPoRegistry::nvregrefresh() {
-  if (registry_ == nullptr) {
-    seterrorname("REG_EMPTY", "polreg.registry");
-    return -1;
-  }
+  if (missing(registry_, "polreg.registry")) return -1;
   int32_t status = 0;
   nvreg_refresh(registry_, &status);
-  if (status >= 0) return 0;
-  seterrorname("REG_FAIL2", "nvreg_refresh", status);
-  return -1;
+  return check(status, "nvreg_refresh");
 }
 
 int NvPoRegistry::closeregfile() {
@@ -100,19 +74,13 @@ int NvPoRegistry::closeregfile() {
     int32_t status = 0;
     nvreg_closeKey(root_, &status);
     root_ = nullptr;
-    if (status < 0) {
-      seterrorname("REG_FAIL2", "nvreg_closeKey", status);
-      result = -1;
-    }
+    result = check(status, "nvreg_closeKey");
   }
   if (registry_ != nullptr) {
     int32_t status = 0;
     nvreg_close(registry_, &status);
     registry_ = nullptr;
-    if (status < 0) {
-      seterrorname("REG_FAIL2", "nvreg_close", status);
-      result = -1;
-    }
+    result = std::min(result, check(status, "nvreg_close"));
   }
   return result;
 }
@@ -123,16 +91,11 @@ _NvPolComHandle* NvPoRegistry::open_or_create(_NvPolComHandle* parent, std::stri
   if (status >= 0) return key;
   status = 0;
   key = nvreg_createKey(parent, path.c_str(), &status);
-  if (status >= 0) return key;
-  seterrorname("REG_FAIL", "nvreg_createKey", path, status);
-  return nullptr;
+  return check_named(status, "nvreg_createKey", path) == 0 ? key : nullptr;
 }
 
 int NvPoRegistry::nvregopenkey(std::string const& path, _NvPolComHandle*& key) {
-  if (root_ == nullptr) {
-    seterrorname("REG_EMPTY", "polreg.root");
-    return -1;
-  }
+  if (missing(root_, "polreg.root")) return -1;
   _NvPolComHandle* opened = path.empty() ? root_ : open_or_create(root_, path);
   if (opened == nullptr) return -1;
   key = opened;
@@ -140,10 +103,7 @@ int NvPoRegistry::nvregopenkey(std::string const& path, _NvPolComHandle*& key) {
 }
 
 int NvPoRegistry::nvregopenkey(_NvPolComHandle*& key, std::string const& path) {
-  if (key == nullptr) {
-    seterrorname("REG_EMPTY", "nvregopenkey hdl");
-    return -1;
-  }
+  if (missing(key, "nvregopenkey hdl")) return -1;
   _NvPolComHandle* opened = path.empty() ? key : open_or_create(key, path);
   if (opened == nullptr) return -1;
   key = opened;
@@ -154,9 +114,7 @@ int NvPoRegistry::nvregclosekey(_NvPolComHandle* key) {
   if (key != nullptr && key == root_) return 0;
   int32_t status = 0;
   nvreg_closeKey(key, &status);
-  if (status >= 0) return 0;
-  seterrorname("REG_FAIL2", "nvreg_closeKey", status);
-  return -1;
+  return check(status, "nvreg_closeKey");
 }
 
 template <typename Work>
@@ -166,50 +124,31 @@ int NvPoRegistry::with_key(std::string const& path, Work work) {
 }
 
 int NvPoRegistry::nvregdeletevalue(std::string const& path, std::string const& name) {
-  if (root_ == nullptr) {
-    seterrorname("REG_EMPTY", "polreg.root");
-    return -1;
-  }
+  if (missing(root_, "polreg.root")) return -1;
   int32_t status = 0;
   _NvPolComHandle* key = nvreg_openKey(root_, path.c_str(), &status);
-  if (status < 0) {
-    seterrorname("REG_FAIL", "nvreg_openkey", path, status);
-    return -1;
-  }
+  if (check_named(status, "nvreg_openkey", path) != 0) return -1;
   int result = nvregdeletevalue(key, name);
   nvregclosekey(key);
   return result;
 }
 
 int NvPoRegistry::nvregdeletevalue(_NvPolComHandle* key, std::string const& name) {
-  if (key == nullptr) {
-    seterrorname("REG_EMPTY", "nvregdeletevalue: hdl");
-    return -1;
-  }
+  if (missing(key, "nvregdeletevalue: hdl")) return -1;
   int32_t status = 0;
   nvreg_deleteValue(key, name.c_str(), &status);
-  if (status >= 0) return 0;
-  seterrorname("REG_FAIL", "nvreg_deleteValue", name, status);
-  return -1;
+  return check_named(status, "nvreg_deleteValue", name);
 }
 
 int NvPoRegistry::nvregdeletekey(_NvPolComHandle* key, std::string const& subkey) {
-  if (key == nullptr) {
-    seterrorname("REG_EMPTY", "nvregdeletekey: hdl");
-    return -1;
-  }
+  if (missing(key, "nvregdeletekey: hdl")) return -1;
   int32_t status = 0;
   nvreg_deleteKey(key, subkey.c_str(), &status);
-  if (status >= 0) return 0;
-  seterrorname("REG_FAIL", "nvreg_deleteKey", subkey, status);
-  return -1;
+  return check_named(status, "nvreg_deleteKey", subkey);
 }
 
 int NvPoRegistry::nvsetvalue(_NvPolComHandle* key, Nvregentry& entry) {
-  if (key == nullptr) {
-    seterrorname("REG_EMPTY", "nvsetvalue: hdl");
-    return -1;
-  }
+  if (missing(key, "nvsetvalue: hdl")) return -1;
   std::vector<unsigned char> buffer(kWriteBuffer);
   int length = static_cast<int>(buffer.size());
   uint32_t number = 0;
@@ -239,9 +178,7 @@ int NvPoRegistry::nvsetvalue(_NvPolComHandle* key, Nvregentry& entry) {
   int32_t status = 0;
   nvreg_setValue(key, entry.getname().c_str(), entry.gettype(), buffer.data(),
                  static_cast<uint32_t>(length), &status);
-  if (status >= 0) return 0;
-  seterrorname("REG_FAIL", "nvreg_setValue", entry.getname(), status);
-  return -1;
+  return check_named(status, "nvreg_setValue", entry.getname());
 }
 
 int NvPoRegistry::nvsetvalue(char const* path, char const* name, _NvRegDataType type,
@@ -249,9 +186,7 @@ int NvPoRegistry::nvsetvalue(char const* path, char const* name, _NvRegDataType 
   return with_key(path, [&](_NvPolComHandle* key) {
     int32_t status = 0;
     nvreg_setValue(key, name, type, data, static_cast<uint32_t>(std::max(length, 0)), &status);
-    if (status >= 0) return 0;
-    seterrorname("REG_FAIL", "nvreg_setValue", name, status);
-    return -1;
+    return check_named(status, "nvreg_setValue", name);
   });
 }
 
@@ -271,13 +206,10 @@ int NvPoRegistry::nvsetallentry(std::string const& path, std::vector<Nvregentry>
 
 int NvPoRegistry::get_entry(_NvPolComHandle* key, std::string const& label, std::string const& name,
                             Nvregentry& entry) {
-  if (key == nullptr) {
-    seterrorname("REG_EMPTY", "getentry: hdl");
-    return -1;
-  }
-  int32_t status;
+  if (missing(key, "getentry: hdl")) return -1;
   RawValue value;
-  query(key, name, value, status);
+  int32_t status = 0;
+  nvreg_queryValue(key, name.c_str(), &value.type, value.data, &value.length, &status);
   uint32_t number = 0;
   if (status >= 0 && value.type == NVREG_DWORD) number = query_dword(key, name, status);
   if (status < 0) {
@@ -313,17 +245,12 @@ int NvPoRegistry::nvgetvalue(char const* path, char const* name, _NvRegDataType&
 }
 
 int NvPoRegistry::nvgetallentryname(_NvPolComHandle* key, std::vector<std::string>& names) {
-  if (key == nullptr) {
-    seterrorname("REG_EMPTY", "nvgetallentryname hdl");
-    return -1;
-  }
+  if (missing(key, "nvgetallentryname hdl")) return -1;
   bool at_first;
   int32_t status = list_subkeys(key, names, at_first);
   if (!at_first) return 0;
-  if (status == NVREG_END_OF_LIST)
-    seterrorname("REG_EMPTY", "The task name");
-  else
-    seterrorname("REG_FAIL2", "nvreg_enumSubkey", status);
+  if (status != NVREG_END_OF_LIST) return check(status, "nvreg_enumSubkey");
+  seterrorname("REG_EMPTY", "The task name");
   return -1;
 }
 
@@ -332,10 +259,7 @@ int NvPoRegistry::nvgetallentryname(std::string const& path, std::vector<std::st
 }
 
 int NvPoRegistry::nvgetallentry(_NvPolComHandle* key, std::vector<Nvregentry>& entries) {
-  if (key == nullptr) {
-    seterrorname("REG_EMPTY", "nvgetallentry hdl");
-    return -1;
-  }
+  if (missing(key, "nvgetallentry hdl")) return -1;
   for (uint32_t index = 0;; ++index) {
     char name[NVREG_MAX_NAME + 1] = {};
     uint32_t name_length = sizeof name;
@@ -346,10 +270,7 @@ int NvPoRegistry::nvgetallentry(_NvPolComHandle* key, std::vector<Nvregentry>& e
     if (status == NVREG_END_OF_LIST) return 0;
     uint32_t number = 0;
     if (status >= 0 && value.type == NVREG_DWORD) number = query_dword(key, name, status);
-    if (status < 0) {
-      seterrorname("REG_FAIL2", "nvreg_enumAddress", status);
-      return -1;
-    }
+    if (check(status, "nvreg_enumAddress") != 0) return -1;
     Nvregentry entry(name, value.type, number);
     if (value.type > NVREG_MULTISTRING)
       seterrorname("REG_FAIL1", "nvreg_enumValue get type error at ", name);
@@ -395,10 +316,7 @@ int NvPoRegistry::enumKeys(_NvPolComHandle* key, std::string const& label) {
     std::vector<std::string> names;
     bool at_first;
     int32_t status = list_subkeys(below.get(), names, at_first);
-    if (status != NVREG_END_OF_LIST) {
-      seterrorname("REG_FAIL2", "nvreg_enumSubkey", status);
-      return -1;
-    }
+    if (status != NVREG_END_OF_LIST) return check(status, "nvreg_enumSubkey");
     for (auto name = names.rbegin(); name != names.rend(); ++name)
       pending.push_back(path.empty() ? *name : path + "\\" + *name);
   }

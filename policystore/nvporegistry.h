@@ -106,7 +106,6 @@ class NvPoRegistry : public ErrorRecord {
   // Runs work(key) on the key at a path and closes the key; -1 when it cannot be opened.
   template <typename Work>
   int with_key(std::string const& path, Work work);
-  void record_failed_open();
   _NvPolComHandle* open_or_create(_NvPolComHandle* parent, std::string const& path);
   int get_entry(_NvPolComHandle* key, std::string const& label, std::string const& name,
                 Nvregentry& entry);

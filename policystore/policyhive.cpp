@@ -17,31 +17,6 @@ void PolicyHive::close_key() {
   registry_.nvregrefresh();
 }
 
-bool PolicyHive::missing(_NvPolComHandle const* handle, char const* what) {
-  if (handle) return false;
-  seterrorname("REG_EMPTY", what);
-  return true;
-}
-
-bool PolicyHive::missing(std::string const& name, char const* what) {
-  if (!name.empty()) return false;
-  seterrorname("REG_EMPTY", what);
-  return true;
-}
-
-int PolicyHive::check(int32_t status, char const* call, char const* code) {
-  if (status >= 0) return 0;
-  seterrorname(code, call, status);
-  return -1;
-}
-
-int PolicyHive::check_named(int32_t status, char const* call, std::string const& name,
-                            char const* code) {
-  if (status >= 0) return 0;
-  seterrorname(code, call, name, status);
-  return -1;
-}
-
 bool PolicyHive::referred(int32_t kind, std::string const& iname) {
   char rule[NVPOL_NAME_SIZE] = {};
   uint32_t length = sizeof rule;
@@ -50,17 +25,4 @@ bool PolicyHive::referred(int32_t kind, std::string const& iname) {
   std::string const name(rule, std::min<size_t>(length, sizeof rule));
   seterrorname("REG_REFERENCE", "nvpol_checkReferInRule", iname, name);
   return true;
-}
-
-int32_t PolicyHive::append_names(Enumerator next, _NvPolComHandle* parent,
-                                 std::vector<std::string>& names, bool& at_first) {
-  for (uint32_t index = 0;; ++index) {
-    char name[NVPOL_NAME_SIZE] = {};
-    uint32_t length = sizeof name;
-    int32_t status = 0;
-    next(parent, index, name, &length, &status);
-    at_first = index == 0;
-    if (status < 0) return status;
-    names.push_back(zeva::field_text(name));
-  }
 }

@@ -1,5 +1,5 @@
 // What the wrappers of the policy library's hives have in common: the registry key that a hive is
-// opened on, the hive's handle, and how a failed call becomes an error record.
+// opened on and the hive's handle.
 #pragma once
 
 #include <string.h>
@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "enumeration.h"
 #include "nvpol.h"
 #include "nvporegistry.h"
 
@@ -23,24 +24,14 @@ class PolicyHive : public ErrorRecord {
   // visible to other processes.
   void close_key();
 
-  // true, and recorded, when a handle is null or a name is empty.
-  bool missing(_NvPolComHandle const* handle, char const* what);
-  bool missing(std::string const& name, char const* what);
-
-  // 0, or -1 with the failed library call recorded: by its name alone, or with the object's.
-  int check(int32_t status, char const* call, char const* code = "REG_FAIL2");
-  int check_named(int32_t status, char const* call, std::string const& name,
-                  char const* code = "REG_FAIL");
-
   // true, and recorded with the rule's name, when a rule refers to the object.
   bool referred(int32_t kind, std::string const& iname);
 
-  using Enumerator = void (*)(_NvPolComHandle*, uint32_t, char*, uint32_t*, int32_t*);
-
-  // Appends the names that an enumeration gives, from index 0 on. Returns the status that ended it;
-  // at_first tells whether it was the first call's.
-  static int32_t append_names(Enumerator next, _NvPolComHandle* parent,
-                              std::vector<std::string>& names, bool& at_first);
+  // zeva::append_names with the policy library's size of names.
+  static int32_t append_names(zeva::Enumerator next, _NvPolComHandle* parent,
+                              std::vector<std::string>& names, bool& at_first) {
+    return zeva::append_names(next, parent, NVPOL_NAME_SIZE, names, at_first);
+  }
 
   NvPoRegistry registry_;
   _NvPolComHandle* regkey_ = nullptr;
