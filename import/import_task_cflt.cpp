@@ -1,0 +1,115 @@
+// The content-filter tasks, and the anti-spam task of the generation before.
+//
+// These hold whatever their rules took: expressions, synonyms, parts to scan, attachment types,
+// disclaimers. So nothing of them is picked by a table; every section becomes a key of the task and
+// every value is written as it is typed in the export, in the export's order.
+#include "import_task.h"
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+#include <vector>
+
+using namespace zeva;
+
+namespace {
+
+constexpr int kMissingSectionCode = 52;
+constexpr int kSectionKeyCode = 77;
+constexpr int kTaskKeyCode = 112;
+
+// A section without which a kind of task would do nothing.
+struct RequiredSection {
+  std::string_view name;
+  bool is_stem = false;  // any section whose name begins so will do
+
+  bool is(std::string_view section) const {
+    return is_stem ? section.starts_with(name) : section == name;
+  }
+};
+
+using RequiredSections = std::vector<RequiredSection>;
+
+// The index of the first required section that satisfies `matches`, or their number.
+template <typename Matches>
+std::size_t rank_of(RequiredSections const& required, Matches matches) {
+  return static_cast<std::size_t>(std::ranges::find_if(required, matches) - required.begin());
+}
+
+bool import_whole_section(NvPoRegistry& registry, _NvPolComHandle* task, NvConfigFile const& file,
+                          std::string const& section) {
+  std::vector<Nvkeypair> pairs;
+  file.getsection(section, pairs);
+  ValueTable values(section);
+  for (Nvkeypair const& pair : pairs) {
+    tag_VALUE_TYPE const type = get_data_type(file, section, pair.name);
+    if (type == VALUE_ANY) return false;
+    values.add(pair.name, type);
+  }
+  if (!values.read(file)) return false;
+  RegistryKey key(registry, task, section == "classification" ? "Classification" : section,
+                  kSectionKeyCode);
+  return key && values.write(registry, key.get());
+}
+
+// A required section that is missing ends the task where that section would have stood: a task
+// without settings still keeps its classification, as a virus-scan task does.
+bool import_sections(NvPoRegistry& registry, _NvPolComHandle* task, NvConfigFile& file,
+                     RequiredSections const& required) {
+  std::vector<std::string> sections;
+  file.getsecnames(sections);
+  std::size_t const missing = rank_of(required, [&](RequiredSection const& wanted) {
+    return std::ranges::none_of(sections, [&](auto const& name) { return wanted.is(name); });
+  });
+  for (std::string const& section : sections) {
+    if (section == "common") continue;
+    std::size_t const rank =
+        rank_of(required, [&](RequiredSection const& wanted) { return wanted.is(section); });
+    if (rank > missing) break;
+    if (!import_whole_section(registry, task, file, section)) return false;
+  }
+  if (missing == required.size()) return true;
+  log_error(kMissingSectionCode, "read section " + std::string(required[missing].name) + " from " +
+                                     file.getname() + " failed.");
+  return false;
+}
+
+bool import_content_task(NvPoRegistry& registry, _NvPolComHandle* tasksKey, NvConfigFile& file,
+                         RequiredSections own = {}) {
+  TaskHead head;
+  if (!head.read(file)) return false;
+  RegistryKey task(registry, tasksKey, head.name(), kTaskKeyCode);
+  if (!task || !head.write(registry, task.get())) return false;
+  own.insert(own.begin(), {{"classification"}, {"setting"}});
+  return import_sections(registry, task.get(), file, own);
+}
+
+}  // namespace
+
+bool import_task_cflt_adv(NvPoRegistry& registry, _NvPolComHandle* tasksKey, NvConfigFile& file) {
+  return import_content_task(registry, tasksKey, file, {{"expression", true}});
+}
+
+bool import_task_cflt_attachment(NvPoRegistry& registry, _NvPolComHandle* tasksKey,
+                                 NvConfigFile& file) {
+  return import_content_task(registry, tasksKey, file, {{"attachment"}});
+}
+
+bool import_task_cflt_general(NvPoRegistry& registry, _NvPolComHandle* tasksKey,
+                              NvConfigFile& file) {
+  return import_content_task(registry, tasksKey, file);
+}
+
+bool import_task_cflt_size(NvPoRegistry& registry, _NvPolComHandle* tasksKey, NvConfigFile& file) {
+  return import_content_task(registry, tasksKey, file, {{"size"}});
+}
+
+bool import_task_cflt_disclaimer(NvPoRegistry& registry, _NvPolComHandle* tasksKey,
+                                 NvConfigFile& file) {
+  return import_content_task(registry, tasksKey, file, {{"disclaimer"}});
+}
+
+bool import_task_old_anti_spam(NvPoRegistry& registry, _NvPolComHandle* tasksKey,
+                               NvConfigFile& file) {
+  return import_content_task(registry, tasksKey, file);
+}
