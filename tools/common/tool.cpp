@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <string>
 
-#include "text.h"
+#include "printable.h"
 
 namespace zeva {
 

@@ -1,7 +1,9 @@
-#include "text.h"
+#include "printable.h"
 
 #include <unicode/uchar.h>
 #include <unicode/utf8.h>
+
+#include "text.h"
 
 namespace zeva {
 namespace {
@@ -20,19 +22,11 @@ std::string escaped(std::string_view bytes) {
   if (bytes == "\r") return "\\r";
   if (bytes == "\t") return "\\t";
   std::string out;
-  for (char const byte : bytes) out += "\\x" + hex({&byte, 1});
+  for (char const byte : bytes) out += "\\x" + to_hex({&byte, 1});
   return out;
 }
 
 }  // namespace
-
-bool is_utf8(std::string_view text) {
-  int32_t position = 0;
-  while (position < static_cast<int32_t>(text.size())) {
-    if (next_character(text, position) < 0) return false;
-  }
-  return true;
-}
 
 std::string printable(std::string_view text) {
   std::string out;
@@ -46,18 +40,6 @@ std::string printable(std::string_view text) {
     } else {
       out += escaped(bytes);
     }
-  }
-  return out;
-}
-
-std::string hex(std::string_view bytes) {
-  static char const digits[] = "0123456789abcdef";
-  std::string out;
-  out.reserve(bytes.size() * 2);
-  for (char const byte : bytes) {
-    auto const number = static_cast<unsigned char>(byte);
-    out += digits[number >> 4];
-    out += digits[number & 15];
   }
   return out;
 }

@@ -6,14 +6,9 @@
 
 namespace zeva {
 
-[[nodiscard]] bool is_utf8(std::string_view text);
-
 // What a terminal shows as it stands: valid UTF-8 with every character that is not a visible one
 // (control characters, direction marks, broken bytes) written as \n, \r, \t or its bytes as \xNN.
 // No such text can move the cursor, change colours or pass for another one.
 [[nodiscard]] std::string printable(std::string_view text);
-
-// Two lower-case digits a byte.
-[[nodiscard]] std::string hex(std::string_view bytes);
 
 }  // namespace zeva

@@ -1,0 +1,162 @@
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <optional>
+
+#include "command.h"
+#include "registry_client.h"
+#include "scratch_home.h"
+#include "work_folder.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+zeva::CommandResult regdump(std::vector<std::string> arguments) {
+  arguments.insert(arguments.begin(), REGDUMP);
+  return zeva::run_command({arguments, "", {}});
+}
+
+// A running gateway with a few keys of a test's own beside the factory's.
+class RegDump : public testing::Test {
+ protected:
+  RegDump() {
+    home_.start();
+    registry_.emplace(home_.address());
+  }
+
+  void set(std::string const& path, std::string const& name, _NvRegDataType type,
+           std::string const& data) {
+    ASSERT_EQ(registry_->create(path), NVREG_OK);
+    ASSERT_EQ(registry_->set(path, name, type, data), NVREG_OK);
+  }
+
+  // What both ways print, which must be the same.
+  std::string dump(std::vector<std::string> arguments) {
+    auto from_files = arguments;
+    from_files.insert(from_files.begin(), {"--home", home_.path()});
+    arguments.insert(arguments.begin(), {"--server", home_.address()});
+    auto const files = regdump(from_files);
+    auto const server = regdump(arguments);
+    EXPECT_EQ(files.error, "");
+    EXPECT_EQ(server.error, "");
+    EXPECT_EQ(files.exit_status, 0);
+    EXPECT_TRUE(files.output == server.output);
+    return files.output;
+  }
+
+  ScratchHome home_;
+  std::optional<RegistryClient> registry_;
+};
+
+TEST_F(RegDump, ShowsEveryKindOfValue) {
+  set("T\\b", "number", NVREG_DWORD, {"\xFF\xFF\xFF\xFF", 4});
+  set("T\\b", "", NVREG_STRING, {"end\0unseen\0", 11});
+  set("T\\a", "open", NVREG_STRING, "unterminated");
+  set("T\\a", "none", NVREG_STRING, "");
+  set("T\\a", "bytes", NVREG_BINARY, {"\x00\x1F\xFF", 3});
+  set("T\\a", "list", NVREG_MULTISTRING, {"one\0two\0\0unseen\0", 16});
+  set("T\\a", "cut", NVREG_MULTISTRING, {"one\0tw", 6});
+  set("T\\a\\\xFE\n", "\xFF", NVREG_STRING, {"\xC3\x28\0", 3});
+  EXPECT_EQ(dump({"T"}),
+            "T\n"
+            "T\\b\n"
+            "    number=DW 4294967295\n"
+            "    =SZ end\n"
+            "T\\a\n"
+            "    open=SZ unterminated\n"
+            "    none=SZ \n"
+            "    bytes=BI 00 1f ff \n"
+            "    list=MS one, two, \n"
+            "    cut=MS one, tw, \n"
+            "T\\a\\\xFE\n\n"
+            "    \xFF=SZ \xC3\x28\n");
+  EXPECT_EQ(dump({"--json", "\\T\\\\"}),
+            R"({"key":"T","values":[]})"
+            "\n"
+            R"({"key":"T\\b","values":[{"name":"number","type":"dword","value":4294967295},)"
+            R"({"name":"","type":"string","value":"end"}]})"
+            "\n"
+            R"({"key":"T\\a","values":[{"name":"open","type":"string","value":"unterminated"},)"
+            R"({"name":"none","type":"string","value":""},)"
+            R"({"name":"bytes","type":"binary","value":"001fff"},)"
+            R"({"name":"list","type":"multistring","value":["one","two"]},)"
+            R"({"name":"cut","type":"multistring","value":["one","tw"]}]})"
+            "\n"
+            R"({"key":{"hex":"545c615cfe0a"},"values":[{"name":{"hex":"ff"},"type":"string",)"
+            R"("value":{"hex":"c328"}}]})"
+            "\n");
+}
+
+TEST_F(RegDump, ShowsTheWholeStoreHoweverDeepAndLong) {
+  std::string deep = "deep";
+  for (int i = 0; i < 2000; ++i) deep += "\\" + std::to_string(i);
+  set(deep, std::string(NVREG_MAX_NAME, 'n'), NVREG_STRING, std::string(NVREG_MAX_VALUE, 'v'));
+  std::string const all = dump({"--json"});
+  EXPECT_THAT(all, StartsWith("{\"key\":\"\",\"values\":[]}\n{\"key\":\"registry\""));
+  EXPECT_THAT(all, HasSubstr(R"({"key":"registry\\config","values":[{"name":"ProcessErrorCls")"));
+  EXPECT_NE(all.find(std::string(NVREG_MAX_VALUE, 'v') + "\"}]}\n"), std::string::npos);
+  EXPECT_THAT(dump({}), StartsWith("\nregistry\n"));
+}
+
+TEST_F(RegDump, ATerminalGetsNoControlBytes) {
+  set("T", "\033]0;x\a", NVREG_STRING, {"a\n\033[31mb\x9B\u202E\u00E9\0", 16});
+  std::string const command = std::string(REGDUMP) + " --home '" + home_.path() + "' T";
+  auto const shown = zeva::run_command({{"script", "-qec", command, "/dev/null"}, "", {}});
+  EXPECT_EQ(shown.output,
+            "T\r\n    \\x1b]0;x\\x07=SZ a\\n\\x1b[31mb\\x9b\\xe2\\x80\\xae\u00E9\r\n");
+}
+
+TEST_F(RegDump, ReadingTheFilesChangesNothing) {
+  auto const sums = [&] {
+    return zeva::run_command({{"sh", "-c", "ls -lA --time-style=full-iso && cat *"},
+                              home_.path() + "/config",
+                              {}})
+        .output;
+  };
+  std::string const before = sums();
+  ASSERT_EQ(regdump({"--home", home_.path()}).exit_status, 0);
+  EXPECT_EQ(sums(), before);
+}
+
+TEST_F(RegDump, BadInputIsNamed) {
+  WorkFolder work;
+  work.write("damaged/config/cFlt_db.xml", "no store");
+  std::string const home = home_.path();
+  struct Case {
+    std::vector<std::string> arguments;
+    int exit_status;
+    std::string error;
+  };
+  for (Case const& c : {
+           Case{{"--home", home, "a\\b"}, 1, "a\\b: there is no such key\n"},
+           Case{{"--server", home_.address(), "a\\b"}, 1, "a\\b: there is no such key\n"},
+           Case{{"--home", home, std::string(2000, 'n')},
+                1,
+                std::string(2000, 'n') + ": is no key's path\n"},
+           Case{{"--home", work / "gone"}, 1, (work / "gone") + ": "},
+           Case{{"--home", work / "damaged"}, 1, (work / "damaged") + ": "},
+           Case{{"--server", "ZEVA:1"}, 1, "ZEVA:1: no registry server answers there\n"},
+           Case{{"--server", "here"}, 1, "here: is not an address of the form ZEVA:PORT\n"},
+           Case{
+               {"--home", home, "--server", "ZEVA:1"}, 2, "--home excludes --server: see --help\n"},
+           Case{{"one", "two"}, 2, "The following argument was not expected: two: see --help\n"},
+       }) {
+    auto const result = regdump(c.arguments);
+    EXPECT_EQ(result.exit_status, c.exit_status) << c.error;
+    EXPECT_THAT(result.error, StartsWith("zeva-regdump: " + c.error));
+    EXPECT_EQ(std::count(result.error.begin(), result.error.end(), '\n'), 1) << result.error;
+    EXPECT_EQ(result.output, "");
+  }
+}
+
+TEST_F(RegDump, AFullOutputIsAnError) {
+  auto const result = zeva::run_command(
+      {{"sh", "-c", "'" REGDUMP "' --home '" + home_.path() + "' > /dev/full"}, "", {}});
+  EXPECT_EQ(result.exit_status, 1);
+  EXPECT_EQ(result.error,
+            "zeva-regdump: standard output: cannot be written: No space left on device\n");
+}
+
+}  // namespace

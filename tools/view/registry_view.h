@@ -1,0 +1,39 @@
+// Keys and values of the registry as they are shown: as text, a key's full path on a line and each
+// value on one of its own, or as JSON.
+#pragma once
+
+#include <functional>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tree.h"
+
+namespace zeva {
+
+// Keeps names in the order in which they are written.
+using Json = nlohmann::ordered_json;
+
+struct KeyView {
+  std::string path;  // from the root, in normal form
+  std::vector<Value> values;
+};
+
+// Takes each key in turn; false ends the visit.
+using KeyVisitor = std::function<bool(KeyView const&)>;
+
+// Visits a key, which is at that path, and all below it, depth first in store order.
+void visit_tree(Key const& top, std::string const& path, KeyVisitor const& visit);
+
+// The value as the run log shows it, without a newline at the end. A text ends at its first NUL or
+// at its stored length.
+[[nodiscard]] std::string value_line(Value const& value);
+
+// A string, or {"hex":"..."} when the bytes are not UTF-8.
+[[nodiscard]] Json text_json(std::string_view bytes);
+
+// {"name":...,"type":...,"value":...}
+[[nodiscard]] Json value_json(Value const& value);
+
+}  // namespace zeva
