@@ -45,21 +45,22 @@ NumberedTexts::Predicate equal_to(char const* wanted) {
   return [wanted](std::string const& text) { return text == wanted; };
 }
 
-// NVREG_OK when the rule lists the task as inactive, NVREG_NOT_FOUND when it does not.
-int32_t find_inactive(_NvPolComHandle* rule, char const* name) {
+// Whether the rule lists the task as inactive.
+int32_t find_inactive(_NvPolComHandle* rule, char const* name, bool& listed) {
   Key list;
   int32_t status = list.open(rule, kInactive);
   uint32_t index = 0;
-  return status == NVREG_OK ? NumberedTexts(list.get(), kInactive).find(equal_to(name), index)
-                            : status;
+  if (status == NVREG_OK) status = NumberedTexts(list.get(), kInactive).find(equal_to(name), index);
+  listed = status == NVREG_OK;
+  return status == NVREG_NOT_FOUND ? NVREG_OK : status;
 }
 
 int32_t set_inactive(_NvPolComHandle* rule, char const* name, bool inactive) {
+  bool listed = false;
   int32_t status = check_name(name);
   if (status == NVREG_OK) status = check_present(rule);
-  if (status == NVREG_OK) status = find_inactive(rule, name);
-  if (status != NVREG_OK && status != NVREG_NOT_FOUND) return status;
-  if ((status == NVREG_OK) == inactive) return NVREG_OK;
+  if (status == NVREG_OK) status = find_inactive(rule, name, listed);
+  if (status != NVREG_OK || listed == inactive) return status;
 
   Key list;
   status = list.create(rule, kInactive);
@@ -167,13 +168,11 @@ void nvpol_inactivateTask(_NvPolComHandle* rule, const char* name, int32_t inact
 }
 
 int32_t nvpol_isTaskActive(_NvPolComHandle* rule, const char* name, int32_t* status) {
-  bool active = false;
+  bool inactive = false;
   guarded(status, [&] {
-    int32_t checked = check_name(name);
-    if (checked == NVREG_OK) checked = check_present(rule);
-    if (checked == NVREG_OK) checked = find_inactive(rule, name);
-    active = checked == NVREG_NOT_FOUND;
-    return active ? NVREG_OK : checked;
+    int32_t found = check_name(name);
+    if (found == NVREG_OK) found = check_present(rule);
+    return found == NVREG_OK ? find_inactive(rule, name, inactive) : found;
   });
-  return active;
+  return *status == NVREG_OK && !inactive;
 }

@@ -27,9 +27,13 @@ int32_t enum_outcome(_NvPolComHandle* task, uint32_t index, char* name, uint32_t
   std::string held_value;
   status = enum_text(outcomes.get(), index, held_name, held_value);
   if (status != NVREG_OK) return status;
-  int32_t const copied = copy_out(held_value, value, value_length);
-  status = copy_out(held_name, name, name_length);
-  return status == NVREG_OK ? copied : status;
+  if (held_name.size() < *name_length && held_value.size() < *value_length) {
+    status = copy_out(held_name, name, name_length);
+    return status == NVREG_OK ? copy_out(held_value, value, value_length) : status;
+  }
+  *name_length = static_cast<uint32_t>(held_name.size());
+  *value_length = static_cast<uint32_t>(held_value.size());
+  return NVREG_BUFFER_TOO_SMALL;
 }
 
 }  // namespace
