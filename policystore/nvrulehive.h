@@ -1,0 +1,154 @@
+// The policy tree of the policy store as objects of the policy library: rules below the root rule,
+// their conditions and tasks, the tasks' attributes and outcomes.
+//
+// Every operation on a rule comes in two forms: one takes an open rule's handle, the other the
+// rule's name, as openRule takes it, and opens and closes the rule itself. Outcomes are reached by
+// an open task's handle besides. Results are negative for failure, else 0 unless stated; a failure
+// leaves its text in the error record. Enumerations append, in the order of creation.
+#pragma once
+
+#include <stdint.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "policyhive.h"
+
+class NvRuleHive : public PolicyHive {
+ public:
+  using Texts = std::vector<std::string>;
+  using Outcomes = std::map<std::string, std::string>;  // finding to classification
+
+  // No hive open.
+  NvRuleHive() { initResBundle(); }
+  // As setfile.
+  NvRuleHive(std::string const& key, std::string const& file);
+  // Closes root rule and hive; the changes are then visible to other processes.
+  ~NvRuleHive();
+
+  // Opens the hive on a registry key ("registry\policy") of the registry at an address
+  // ("ZEVA:5069") and its root rule, in place of what was open.
+  void setfile(std::string const& key, std::string const& file);
+  long closeRuleHive();
+
+  // The root rule's handle, ours; null when none is open.
+  _NvPolComHandle* getRootRule() const { return root_; }
+  // A name without a backslash is that of a rule right below the root rule, one with a backslash
+  // the path from the root rule down ("\Sales\Team", "\" for the root rule itself). Returns a
+  // handle for closeRule, or null.
+  [[nodiscard]] _NvPolComHandle* openRule(std::string const& name);
+  long closeRule(_NvPolComHandle* rule);
+  long closeTask(_NvPolComHandle* task);
+
+  // Create a rule for one pair of sender and recipient, or for up to 100 of them in two lists of
+  // equal length. created receives its handle, for closeRule. At most 256 bytes of the display name
+  // and of the comment are stored, 512 of each side of a pair.
+  long createRule(_NvPolComHandle*& created, _NvPolComHandle* parent, std::string const& name,
+                  std::string const& displayName, std::string const& comment,
+                  std::string const& from, std::string const& to);
+  long createRule(_NvPolComHandle*& created, std::string const& parent, std::string const& name,
+                  std::string const& displayName, std::string const& comment,
+                  std::string const& from, std::string const& to);
+  long createRule(_NvPolComHandle*& created, _NvPolComHandle* parent, std::string const& name,
+                  std::string const& displayName, std::string const& comment, Texts const& from,
+                  Texts const& to);
+  long createRule(_NvPolComHandle*& created, std::string const& parent, std::string const& name,
+                  std::string const& displayName, std::string const& comment, Texts const& from,
+                  Texts const& to);
+
+  // With its tasks and all rules below it.
+  long deleteRule(_NvPolComHandle* parent, std::string const& name);
+  long deleteRule(std::string const& parent, std::string const& name);
+
+  // The names of the rules right below; none is a failure. Without a parent, below the root rule.
+  long GetAllSubRuleName(_NvPolComHandle* parent, Texts& names);
+  long GetAllSubRuleName(std::string const& parent, Texts& names);
+  long GetAllSubRuleName(Texts& names);
+
+  long GetRuleAttrib(_NvPolComHandle* rule, _NvPolRuleAttr& attr);
+  long GetRuleAttrib(std::string const& rule, _NvPolRuleAttr& attr);
+  long SetRuleAttrib(_NvPolComHandle* rule, _NvPolRuleAttr const& attr);
+  long SetRuleAttrib(std::string const& rule, _NvPolRuleAttr const& attr);
+
+  // Orders count from 1; siblings keep theirs.
+  long setruleorder(_NvPolComHandle* parent, std::string const& rule, int32_t order);
+  long setruleorder(std::string const& parent, std::string const& rule, int32_t order);
+  long settaskorder(_NvPolComHandle* rule, std::string const& task, int32_t order);
+  long settaskorder(std::string const& rule, std::string const& task, int32_t order);
+
+  long AddCondition(_NvPolComHandle* rule, std::string const& from, std::string const& to);
+  long AddCondition(std::string const& rule, std::string const& from, std::string const& to);
+  long RemoveCondition(_NvPolComHandle* rule, std::string const& from, std::string const& to);
+  long RemoveCondition(std::string const& rule, std::string const& from, std::string const& to);
+  // Two parallel lists. A condition that is empty on both sides is left out and a failure.
+  long GetAllConditions(_NvPolComHandle* rule, Texts& from, Texts& to);
+  long GetAllConditions(std::string const& rule, Texts& from, Texts& to);
+
+  // The new task is disabled and may not be overridden; its order is 0.
+  long createTask(_NvPolComHandle* rule, std::string const& name, std::string const& displayName,
+                  std::string const& comment, uint32_t filter);
+  long createTask(std::string const& rule, std::string const& name, std::string const& displayName,
+                  std::string const& comment, uint32_t filter);
+  long deleteTask(_NvPolComHandle* rule, std::string const& name);
+  long deleteTask(std::string const& rule, std::string const& name);
+  long GetAllTaskName(_NvPolComHandle* rule, Texts& names);
+  long GetAllTaskName(std::string const& rule, Texts& names);
+  long GetTaskAttrib(_NvPolComHandle* rule, std::string const& task, _NvPolTaskAttr& attr);
+  long GetTaskAttrib(std::string const& rule, std::string const& task, _NvPolTaskAttr& attr);
+  long SetTaskAttrib(_NvPolComHandle* rule, std::string const& task, _NvPolTaskAttr const& attr);
+  long SetTaskAttrib(std::string const& rule, std::string const& task, _NvPolTaskAttr const& attr);
+  // The attributes of all tasks, up to the first that cannot be read.
+  long GetTasksAttrib(_NvPolComHandle* rule, std::vector<_NvPolTaskAttr>& attrs);
+  long GetTasksAttrib(std::string const& rule, std::vector<_NvPolTaskAttr>& attrs);
+
+  // Makes a task of the rule, or one that it inherits, inactive there or active again.
+  long inactivetask(_NvPolComHandle* rule, std::string const& task, bool inactive);
+  long inactivetask(std::string const& rule, std::string const& task, bool inactive);
+  // 1 or 0.
+  long istaskactive(_NvPolComHandle* rule, std::string const& task);
+  long istaskactive(std::string const& rule, std::string const& task);
+
+  // An outcome that exists is replaced. addoutcomes adds in the map's order, up to the first that
+  // fails.
+  long addoutcome(_NvPolComHandle* task, std::string const& name, std::string const& value);
+  long addoutcome(_NvPolComHandle* rule, std::string const& task, std::string const& name,
+                  std::string const& value);
+  long addoutcome(std::string const& rule, std::string const& task, std::string const& name,
+                  std::string const& value);
+  long addoutcomes(_NvPolComHandle* task, Outcomes const& outcomes);
+  long addoutcomes(_NvPolComHandle* rule, std::string const& task, Outcomes const& outcomes);
+  long addoutcomes(std::string const& rule, std::string const& task, Outcomes const& outcomes);
+  long deleteoutcome(_NvPolComHandle* task, std::string const& name);
+  long deleteoutcome(_NvPolComHandle* rule, std::string const& task, std::string const& name);
+  long deleteoutcome(std::string const& rule, std::string const& task, std::string const& name);
+  // Adds all outcomes of the task to the map.
+  long getoutcomes(_NvPolComHandle* task, Outcomes& outcomes);
+  long getoutcomes(_NvPolComHandle* rule, std::string const& task, Outcomes& outcomes);
+  long getoutcomes(std::string const& rule, std::string const& task, Outcomes& outcomes);
+  // Looks up the value of each name that the map holds: "void" for an outcome that the task does
+  // not have.
+  long getoutcome(_NvPolComHandle* task, Outcomes& outcomes);
+  long getoutcome(_NvPolComHandle* rule, std::string const& task, Outcomes& outcomes);
+  long getoutcome(std::string const& rule, std::string const& task, Outcomes& outcomes);
+
+ private:
+  template <typename Work>
+  long with_rule(std::string const& name, Work work);
+  template <typename Work>
+  long with_task(_NvPolComHandle* rule, std::string const& task, Work work);
+  struct OrderCall {
+    std::string operation;
+    void (*function)(_NvPolComHandle*, char const*, int32_t, int32_t*);
+    char const* name;
+  };
+  long set_order(OrderCall const& call, _NvPolComHandle* parent, std::string const& name,
+                 int32_t order);
+  bool pairs_fit(Texts const& from, Texts const& to);
+
+  _NvPolComHandle* root_ = nullptr;
+};
+
+// Print a record to standard output, a line for each attribute.
+void printTaskattr(_NvPolTaskAttr const& attr);
+void printRuleattr(_NvPolRuleAttr const& attr);
