@@ -52,9 +52,12 @@ TEST(Nvregentry, TakesTextsFromTheLibrary) {
   struct {
     std::string bytes, text;
   } const cases[] = {
-      {std::string("abc\0", 4), "abc"}, {"abc", "ab"},  // no terminator: the last character gives
-                                                        // way
-      {std::string("a\0b\0", 4), "a"},  {"x", ""},     {"\xff\x80z", "\xff\x80"},
+      {std::string("abc\0", 4), "abc"},
+      {"abc", "ab"},  // no terminator: the last character gives
+                      // way
+      {std::string("a\0b\0", 4), "a"},
+      {"x", ""},
+      {"\xff\x80z", "\xff\x80"},
   };
   for (auto const& c : cases)
     EXPECT_EQ(value_of<std::string>(entry_of(NVREG_STRING, c.bytes)), c.text) << c.bytes;

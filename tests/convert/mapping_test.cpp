@@ -1,0 +1,140 @@
+#include "mapping.h"
+
+#include <gmock/gmock.h>
+#include <stdlib.h>
+#include <unicode/uloc.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "openkey.h"
+#include "runlog.h"
+#include "scratch_home.h"
+
+namespace {
+
+// An export file with the text given.
+NvConfigFile export_of(std::string const& text) {
+  std::string path = std::filesystem::temp_directory_path() / "zeva-export-XXXXXX";
+  close(mkstemp(path.data()));
+  std::ofstream(path) << text;
+  NvConfigFile file(path);
+  EXPECT_EQ(file.readfile(), 0);
+  std::filesystem::remove(path);
+  file.setname("/in.txt");
+  return file;
+}
+
+// The run log's lines while it lives, as its echo shows them.
+class LogLines {
+ public:
+  LogLines() {
+    SetDebugLogFileName("/dev/null");
+    testing::internal::CaptureStdout();
+  }
+  std::string text() { return testing::internal::GetCapturedStdout(); }
+};
+
+}  // namespace
+
+TEST(ReadData, ConvertsAndUnescapesOneValue) {
+  NvConfigFile const file = export_of(
+      "[s]\nn=1:30\nwords=1:abc\nfull=1:4294967295\nhuge=1:99999999999999999999\nminus=1:-1\n"
+      "text=2:a\x03"
+      "b\x01\x02\nlist=3:a;b\nid=4:0a0b\n");
+  struct {
+    char const* key;
+    uint32_t stored;  // the low 32 bits are what the registry receives
+  } const numbers[] = {
+      {"n", 30}, {"words", 0}, {"full", 0xffffffff}, {"huge", 0xffffffff}, {"minus", 0xffffffff}};
+  for (auto const& c : numbers) {
+    long number = 7;
+    EXPECT_TRUE(read_data(file, "s", c.key, VALUE_NUMBER, &number, false));
+    EXPECT_EQ(static_cast<uint32_t>(number), c.stored) << c.key;
+  }
+  struct {
+    char const* key;
+    tag_VALUE_TYPE type;
+    char const* text;
+  } const texts[] = {{"text", VALUE_TEXT, "a=b\r\n"},
+                     {"list", VALUE_LIST, "a;b"},
+                     {"id", VALUE_IDENTIFIER, "0a0b"}};
+  for (auto const& c : texts) {
+    std::string text = "old";
+    EXPECT_TRUE(read_data(file, "s", c.key, c.type, &text, false));
+    EXPECT_EQ(text, c.text);
+  }
+  EXPECT_TRUE(read_data(file, "s", "n", VALUE_NUMBER, nullptr, false));
+}
+
+TEST(ReadData, LogsWhatItCannotReadUnlessQuiet) {
+  NvConfigFile const file = export_of("[s]\ntext=2:30\nbad=9:1\n");
+  long number = 7;
+  LogLines log;
+  for (char const* key : {"text", "bad", "missing"}) {
+    EXPECT_FALSE(read_data(file, "s", key, VALUE_NUMBER, &number, false));
+    EXPECT_FALSE(read_data(file, "s", key, VALUE_NUMBER, &number, true));
+  }
+  EXPECT_EQ(number, 7);
+  EXPECT_EQ(get_data_type(file, "s", "text"), VALUE_TEXT);
+  EXPECT_EQ(get_data_type(file, "none", "text"), VALUE_ANY);
+  EXPECT_EQ(log.text(),
+            "Error [148]: read value [s.text] from /in.txt failed.\n"
+            "Error [148]: read value [s.bad] from /in.txt failed.\n"
+            "Error [148]: read value [s.missing] from /in.txt failed.\n"
+            "Error [130]: read value [none.text] from /in.txt failed.\n");
+}
+
+TEST(ReadData, WalksRowsUpToTheFirstThatFails) {
+  NvConfigFile const file = export_of("[s]\na=1:1\nc=1:3\n");
+  long a = 0, b = 0, c = 0;
+  _tag_MAP_ITEM const rows[] = {
+      {"s", "a", VALUE_NUMBER, &a}, {"s", "b", VALUE_NUMBER, &b}, {"s", "c", VALUE_NUMBER, &c}};
+  LogLines log;
+  EXPECT_FALSE(read_data(file, rows, 3, true));
+  EXPECT_TRUE(read_data(file, rows, 0, false));
+  EXPECT_EQ(log.text(), "");
+  EXPECT_EQ(a, 1);
+  EXPECT_EQ(c, 0);
+}
+
+TEST(WriteData, StoresEveryTypeAndLogsWhatFails) {
+  UErrorCode status = U_ZERO_ERROR;
+  uloc_setDefault("en_US", &status);
+  ScratchHome home;
+  home.start();
+  NvPoRegistry registry(home.address());
+  OpenKey key(registry, "test");
+  long number = static_cast<long>(strtoll("4294967295", nullptr, 10));
+  std::string text = "a=b\r\n", list = ";x;;y z;", empty = ";;", short_id = "01g";
+  std::string id = "000102030405060708090a0b0c0d0eff";
+  _tag_MAP_ITEM const rows[] = {
+      {"", "number", VALUE_NUMBER, &number}, {"", "text", VALUE_TEXT, &text},
+      {"", "list", VALUE_LIST, &list},       {"", "empty", VALUE_LIST, &empty},
+      {"", "id", VALUE_IDENTIFIER, &id},     {"", "short", VALUE_IDENTIFIER, &short_id}};
+  LogLines log;
+  EXPECT_TRUE(write_data(registry, key.get(), rows, 6));
+  std::vector<Nvregentry> entries;
+  EXPECT_EQ(registry.nvgetallentry(key.get(), entries), 0);
+  std::string lines;
+  for (Nvregentry const& entry : entries) {
+    std::string line;
+    entry.getregentrystring("", line);
+    lines += line.substr(4);
+  }
+  EXPECT_EQ(lines,
+            "number=DW 4294967295\ntext=SZ a=b\r\n\nlist=MS x, y z, \nempty=MS \n"
+            "id=BI 00 01 02 03 04 05 06 07 08 09 0a 0b 0c 0d 0e ff \n"
+            "short=BI 01 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 \n");
+  EXPECT_EQ(log.text(), "");
+
+  home.kill();
+  LogLines failures;
+  EXPECT_FALSE(write_data(registry, key.get(), rows, 6));  // one line: the first row ends the walk
+  EXPECT_FALSE(write_data(registry, key.get(), rows + 4, 1));
+  EXPECT_THAT(failures.text(),
+              testing::MatchesRegex("Error \\[258\\]: The call nvreg_setValue failed on \"number\" "
+                                    "with status 0x810200..\\. \n"
+                                    "Error \\[246\\]: set value failed\\.\n"));
+}
