@@ -1,0 +1,78 @@
+#include "import_addr_list.h"
+
+#include "export_file.h"
+#include "importers.h"
+#include "runlog.h"
+#include "steps.h"
+
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+using namespace zeva;
+
+namespace {
+
+// Removes all lists. 0, or the importer's result when that fails.
+int remove_lists(NvAddresslist& list, char const* regfile) {
+  std::vector<Nvnamestringpair> old_lists;
+  // Having no lists yet counts as a failure here.
+  (void)list.getaddrlistsnamepair(old_lists);
+  std::vector<std::string> names;
+  for (auto const& [name, shown_name] : old_lists) names.push_back(name);
+
+  NvPoRegistry registry(regfile);
+  RegistryKey key(registry, "registry\\policy\\\\AddressList", 55);
+  if (!key) return -8;
+  return delete_keys(registry, key.get(), names, "Remove address error", 64) ? 0 : -11;
+}
+
+bool import_list(NvConfigFile const& file, NvAddresslist& list, std::string const& section) {
+  std::string name, shown_name, comment, text;
+  _tag_MAP_ITEM const rows[] = {
+      {section, "Name", VALUE_TEXT, &name},
+      {section, "displayName", VALUE_TEXT, &shown_name},
+      {section, "comment", VALUE_TEXT, &comment},
+      {section, "address", VALUE_TEXT, &text},
+  };
+  if (!read_rows(file, rows) || !add_addr_group(list, name, shown_name, comment)) return false;
+
+  std::vector<std::string> addresses;
+  parse_multi_str(text.c_str(), addresses);
+  if (list.setaddress(name, addresses) == -1) {
+    LogDebugMessage("Address list error [%d]: %s", 0, list.geterror().c_str());
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool add_addr_group(NvAddresslist& list, std::string const& name, std::string const& displayName,
+                    std::string const& comment) {
+  _NvPolAddrListAttr attributes = {};
+  set_field(attributes.displayName, displayName);
+  set_field(attributes.comment, comment);
+  if (list.createaddrlist(name, attributes) == -1) {
+    LogDebugMessage("Address list error: [%d]: %s", 0, list.geterror().c_str());
+    return false;
+  }
+  return true;
+}
+
+int import_addr_list(char const* dir, char const* regfile) {
+  NvAddresslist list("registry\\policy", regfile);
+  if (int const result = remove_lists(list, regfile); result != 0) return result;
+
+  NvConfigFile file;
+  if (!read_export_file(file, dir, std::string(dir) + "/address.txt", 81)) return -8;
+  int lists = 0;
+  if (!read_number(file, "common", "Num", lists)) return -8;
+  for (int i = 0; i < lists; ++i) {
+    if (!import_list(file, list, numbered("addressList", i + 1))) return -8;
+    // The services that watch the store take up one list at a time.
+    sleep(1);
+  }
+  return 0;
+}

@@ -1,0 +1,86 @@
+#include "import_xfilter.h"
+
+#include "export_file.h"
+#include "importers.h"
+#include "steps.h"
+
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+using namespace zeva;
+
+namespace {
+
+// Patterns are numbered from 0, and their values' names have a blank that the file's keys lack.
+void import_patterns(NvConfigFile const& file, NvPoRegistry& registry, _NvPolComHandle* filter,
+                     std::string const& section, int count) {
+  for (int i = 0; i < count; ++i) {
+    std::string pattern;
+    if (!read_data(file, section, numbered("Pattern", i), VALUE_TEXT, &pattern, false)) continue;
+    // A pattern that cannot be stored is logged by write_data, and does not cost the next one.
+    (void)write_data(registry, filter, numbered("Pattern ", i), VALUE_TEXT, &pattern);
+  }
+}
+
+void import_filter(NvConfigFile const& file, NvPoRegistry& registry, _NvPolComHandle* xfilter,
+                   std::string const& section) {
+  std::string name;
+  if (!read_data(file, section, "Name", VALUE_TEXT, &name, false)) return;
+  RegistryKey filter(registry, xfilter, name, 337);
+  if (!filter) return;
+
+  long location = 0, case_sensitive = 0;
+  _tag_MAP_ITEM const rows[] = {
+      {section, "Location", VALUE_NUMBER, &location},
+      {section, "CaseSensitive", VALUE_NUMBER, &case_sensitive},
+  };
+  if (!read_rows(file, rows)) return;
+  (void)write_rows(registry, filter.get(), rows);
+
+  int patterns = 0;
+  if (!read_number(file, section, "patternNum", patterns)) return;
+  import_patterns(file, registry, filter.get(), section + "_pattern", patterns);
+}
+
+// An extra filter that cannot be removed does not keep the others from being removed.
+void remove_filters(NvPoRegistry& registry, _NvPolComHandle* xfilter) {
+  std::vector<std::string> filters;
+  // That there are none yet counts as a failure of the listing, and is nothing to report.
+  if (registry.nvgetallentryname(xfilter, filters) == -1) registry.geterror();
+  for (std::string const& filter : filters) {
+    (void)delete_keys(registry, xfilter, {filter}, "Error", 425);
+  }
+}
+
+}  // namespace
+
+void import_xfilter_imp(NvPoRegistry& registry, _NvPolComHandle* xfilter,
+                        NvConfigFile const& file) {
+  long enable = 0;
+  _tag_MAP_ITEM const rows[] = {{"common", "enable", VALUE_NUMBER, &enable}};
+  if (!read_rows(file, rows)) return;
+  (void)write_rows(registry, xfilter, rows);
+
+  int filters = 0;
+  if (!read_number(file, "common", "filterNum", filters)) return;
+  for (int i = 0; i < filters; ++i) {
+    import_filter(file, registry, xfilter, numbered("filter", i + 1));
+  }
+}
+
+int import_xfilter(char const* dir, char const* regfile) {
+  std::string const path = std::string(dir) + "/xfilter.txt";
+  NvPoRegistry registry(regfile);
+  RegistryKey xfilter(registry, "XFilter", 410);
+  if (!xfilter) return 0;
+  remove_filters(registry, xfilter.get());
+
+  // An older installation without extra filters exports no file.
+  if (access(path.c_str(), F_OK) != 0) return 0;
+  NvConfigFile file;
+  if (!read_export_file(file, dir, path, 434)) return 0;
+  import_xfilter_imp(registry, xfilter.get(), file);
+  return 0;
+}
