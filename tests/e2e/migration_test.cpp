@@ -1,0 +1,339 @@
+// The installed tool, end to end: every result with its log, exit status, result file, and the
+// store and /tmp afterwards.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "sandbox.h"
+
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+using ::testing::HasSubstr;
+
+namespace {
+
+constexpr char kSeparator[] = "==================================================";
+
+Lines joined(std::initializer_list<Lines> parts) {
+  Lines all;
+  for (Lines const& part : parts) all.insert(all.end(), part.begin(), part.end());
+  return all;
+}
+
+Lines const kStart = {kSeparator, "Start migration [...] ..."};
+Lines const kDecrypt = {"Decrypting package..."};
+Lines const kUnpack = joined({kDecrypt, {"Unpacking package..."}});
+Lines const kCheck = joined({kUnpack, {"Check MD5 of package..."}});
+Lines const kServer = joined({kCheck, {"RegServer is not running, try to start regserver..."}});
+Lines const kBackup =
+    joined({kServer, {"StartRegServer [160]: start successfully.", "Backup policy files..."}});
+Lines const kActions = joined({kBackup, {"Import filter actions..."}});
+// Up to the config settings, with what the example's own settings add.
+Lines const kConfig =
+    joined({kActions,
+            {"Warning: change archive folder to /opt/norva/zeva/queue/archive",
+             "\tfilter action: Archive the attachments",
+             "\toriginal path: /opt/norva/zeva/queue/archive", "Import config settings..."}});
+Lines const kExampleToAddresses = {
+    "Warning: change quarantine area path to /opt/norva/zeva/queue/quarantine",
+    "\tquarantine area: Swyddfa Caerdydd – cwarantîn",
+    "\toriginal path: /opt/norva/zeva/queue/quarantine",
+    "",
+    "Import policys...",
+    "Warning [159]: Invalid BaselineDetectionRate (9), use default value.",
+    "Warning [154]: BaselineDetectionRate changed to 4, original is 1",
+    "Import address groups...",
+};
+Lines const kExampleLog = joined({kExampleToAddresses, {"Import successfully."}});
+Lines const kRestore = {"Restore backuped policy files..."};
+
+Lines end(int code) {
+  return {"Stop regserver.", "End migration(" + std::to_string(code) + ").", kSeparator, ""};
+}
+
+std::string result_text(int code) {
+  return "<?xml version=\"1.0\" encoding=\"utf-8\"?><root>" + std::to_string(code) + "</root>";
+}
+
+Lines const kCleanTmp = {"migrate"};
+
+struct Case {
+  char const* name;
+  char const* setup;  // run after the package is made of the example
+  int code;
+  Lines log;  // between the start and the end
+  Lines tmp = kCleanTmp;
+};
+
+void PrintTo(Case const& test, std::ostream* out) {
+  *out << test.name;
+}
+
+// Makes a package again after a change of the export.
+#define REPACK "; rm pkg; zeva-pack export pkg"
+
+Case const kCases[] = {
+    {"FolderOfSomebodyElse",
+     "mkdir -p other/kept; ln -s /mnt/work/other /tmp/migrate",
+     -2,
+     {"Error [245]: make temp dir failed."},
+     {"migrate"}},
+    {"FileForUnpackFolder", "touch /tmp/migrate", -2, {"Error [245]: make temp dir failed."}},
+    {"FolderForKeyFile",
+     "mkdir /tmp/rc_key",
+     -3,
+     joined({kDecrypt, {"Erorr [261]: flush key to /tmp/rc_key failed."}}),
+     {"migrate", "rc_key"}},
+    {"NoDecryption", "rm $ZEVA_HOME/bin/rc4", -3,
+     joined({kDecrypt, {"Error [277]: rc4 decrypt package failed (32512)"}})},
+    {"FolderForWorkingCopy",
+     "mkdir /tmp/migrate_pkg",
+     -4,
+     {"Error [233]: backup package failed."},
+     {"migrate_pkg"}},
+    {"FolderForPackage", "rm pkg; mkdir pkg", -4, {"Error [233]: backup package failed."}, {}},
+    {"NoPackage", "date > pkg", -5,
+     joined({kUnpack,
+             {"Error [289]: unpack package failed. (tar zxvf /tmp/migrate_pkg > /dev/null "
+              "2>&1) (512)"}})},
+    {"DamagedExport",
+     "mkdir p; cp -a export/. p; (cd p; md5sum misc.txt > md5.sum; echo >> misc.txt;"
+     " tar czf ../pkg .); printf '\\172\\035\\344\\223\\133\\310\\006\\257\\062\\331\\116\\201\\365"
+     "\\140\\054\\267' > key; rc4 -enc -in pkg -key key",
+     -6,
+     joined({kCheck,
+             {"Error [301]: md5 check failed. (md5sum -c /tmp/migrate/md5.sum > /dev/null "
+              "2>&1) (256)"}})},
+    {"ServerDoesNotStart", "sed -i s/5069/none/ $ZEVA_HOME/bin/migration/RegSvrCfg.ini", -7,
+     joined({kServer,
+             {"StartRegServer [149]: /opt/norva/zeva/bin/migration/S99Reg start > /dev/null 2>&1 "
+              "failed.",
+              "Error [0]: start regserver failed."}})},
+    {"FileForBackupFolder", "touch $ZEVA_HOME/config/backup", -16,
+     joined(
+         {kBackup, {"Error [328]: make backup folder failed (/opt/norva/zeva/config/backup)."}})},
+    {"NoFilterActions", "rm export/actionFile.txt" REPACK, -11,
+     joined({kActions, {"Error [484]: read /tmp/migrate/actionFile.txt failed."}, kRestore})},
+    {"NoExceptionHandling", "rm export/excepton.txt" REPACK, -13,
+     joined({kConfig, {"Error [122]: read /tmp/migrate/excepton.txt failed."}, kRestore})},
+    {"ScanLimitLacksKey", "sed -i /^MultipleCleanLayer/d export/scanlimit.txt" REPACK, -14,
+     joined({kConfig,
+             {"Error [148]: read value [common.MultipleCleanLayer] from /tmp/migrate/scanlimit.txt "
+              "failed."},
+             kRestore})},
+    {"BadQuarantineAreaAfterWorkingSteps",
+     "sed -i 's/^KeepDate=1:5$/KeepDate=2:5/' "
+     "export/quarantine.txt" REPACK,
+     -12,
+     joined({kConfig,
+             {"Error [148]: read value [area2.KeepDate] from /tmp/migrate/quarantine.txt failed."},
+             kRestore})},
+};
+
+class Failure : public testing::TestWithParam<Case> {};
+
+TEST_P(Failure, IsReportedAndUndone) {
+  Case const& test = GetParam();
+  Sandbox box;
+  ASSERT_EQ(box.run("S99Reg() { $ZEVA_HOME/bin/migration/S99Reg $1; }; S99Reg start && S99Reg stop "
+                    "&& zeva-pack export pkg")
+                .status,
+            0);
+  std::string before = box.store();
+  ASSERT_THAT(before, HasSubstr("registry\\policy\\Rule\\Mail"));
+
+  auto run = box.run(std::string(test.setup) + "\nmigrate pkg /mnt/work/log");
+
+  EXPECT_EQ(run.status, test.code & 0xff) << run.output;
+  EXPECT_THAT(box.log(), ElementsAreArray(joined({kStart, test.log, end(test.code)})));
+  EXPECT_EQ(box.result(), result_text(test.code));
+  EXPECT_THAT(box.tmp(), ElementsAreArray(test.tmp));
+  EXPECT_EQ(box.store(), before);
+}
+
+// A machine with a package of the example, and the store of a gateway that has run before.
+class Migration : public testing::Test {
+ protected:
+  void SetUp() override {
+    auto made = box_.run(
+        "S99Reg() { $ZEVA_HOME/bin/migration/S99Reg $1; }; S99Reg start && S99Reg "
+        "stop && zeva-pack export pkg");
+    ASSERT_EQ(made.status, 0) << made.output;
+    before_ = box_.store();
+  }
+
+  Sandbox box_;
+  std::string before_;
+};
+
+TEST_F(Migration, CarriesTheExampleIntoTheStore) {
+  auto run = box_.run("migrate pkg /mnt/work/log");
+  EXPECT_EQ(run.status, 0) << run.output;
+  EXPECT_EQ(box_.result(), result_text(0));
+  EXPECT_THAT(box_.tmp(), ElementsAreArray(kCleanTmp));
+  EXPECT_THAT(box_.log(), ElementsAreArray(joined({kStart, kConfig, kExampleLog, end(0)})));
+  EXPECT_THAT(box_.store(), HasSubstr("    MaxScanSize=DW "));
+
+  // The imported store is what a restarted server serves.
+  auto served =
+      box_.run("$ZEVA_HOME/bin/migration/S99Reg start && zeva-regdump --server ZEVA:5069");
+  EXPECT_EQ(served.status, 0);
+  EXPECT_EQ(served.output, box_.store());
+}
+
+TEST_F(Migration, UsesARunningServerAndItsPort) {
+  auto run = box_.run(R"(
+    sed -i s/5069/5070/ $ZEVA_HOME/bin/migration/RegSvrCfg.ini
+    $ZEVA_HOME/bin/migration/S99Reg start
+    sed -i /^MultipleCleanLayer/d export/scanlimit.txt
+    rm pkg; zeva-pack export pkg; migrate pkg /mnt/work/log; echo $?; ps -e | grep -c regserver)");
+  EXPECT_THAT(run.output, testing::EndsWith("\n242\n0\n"));
+  EXPECT_EQ(box_.log()[5], "Backup policy files...");
+  EXPECT_EQ(box_.store(), before_);
+}
+
+TEST_F(Migration, MissingPackageTouchesNothing) {
+  auto run = box_.run(
+      "$ZEVA_HOME/bin/migration/S99Reg start; migrate nope log; echo $?; "
+      "$ZEVA_HOME/bin/migration/S99Reg status && echo running");
+  EXPECT_THAT(run.output, testing::EndsWith("\n255\nrunning\n"));
+  EXPECT_THAT(box_.log(),
+              ElementsAre(kSeparator, kStart[1], "Error [220]: package nope don't exists.",
+                          "End migration(-1).", kSeparator, ""));
+  EXPECT_EQ(box_.result(), result_text(-1));
+  EXPECT_THAT(box_.tmp(), ElementsAre());
+}
+
+TEST_F(Migration, WrongCommandLineIsRefused) {
+  for (char const* arguments : {"", "pkg log more"}) {
+    auto run =
+        box_.run("cd /mnt/work; $ZEVA_HOME/bin/migration/zeva-migrate " + std::string(arguments));
+    EXPECT_EQ(run.status, 156);
+    EXPECT_EQ(run.output,
+              "usage: /opt/norva/zeva/bin/migration/zeva-migrate pkg_filea_name "
+              "[log_file_name]\n");
+    EXPECT_EQ(box_.result(), result_text(-100));
+  }
+}
+
+TEST_F(Migration, LogIsMigrationLogOfTheStartingFolder) {
+  EXPECT_EQ(box_.run("mkdir sub; cd sub; migrate ../nope").status, 255);
+  EXPECT_THAT(box_.log("sub/migration.log"), testing::Contains("End migration(-1)."));
+}
+
+TEST_F(Migration, UnwritableLogSilencesTheRunAndNothingElse) {
+  auto run =
+      box_.run("sed -i /^FileNum/d export/actionFile.txt" REPACK "; migrate pkg /nowhere/log");
+  EXPECT_EQ(run.status, 245);
+  EXPECT_EQ(run.output, "");
+  EXPECT_EQ(box_.result(), result_text(-11));
+  EXPECT_EQ(box_.store(), before_);
+}
+
+TEST_F(Migration, UnwritableResultFileIsNotReported) {
+  auto run = box_.run("rm -r $ZEVA_HOME/xhtml; migrate nope log > output; echo $?");
+  EXPECT_EQ(run.output, "255\n");
+  EXPECT_EQ(box_.result(), "none");
+}
+
+TEST_F(Migration, TerminationDuringDecryptionLeavesNoKey) {
+  auto run = box_.run(R"(
+    printf '#!/bin/sh\ntouch /mnt/work/deciphering; sleep 60' > $ZEVA_HOME/bin/rc4
+    $ZEVA_HOME/bin/migration/zeva-migrate pkg log > output & pid=$!
+    until [ -e deciphering ]; do sleep 0.02; done
+    ls /tmp; kill -HUP $pid; kill -TERM $pid; wait $pid; echo $?)");
+  EXPECT_EQ(run.output, "migrate\nmigrate_pkg\nrc_key\n156\n");
+  EXPECT_EQ(box_.result(), result_text(-100));
+  EXPECT_THAT(box_.tmp(), ElementsAre("migrate", "migrate_pkg"));
+}
+
+// The server's start waits ten seconds: the signals arrive there.
+TEST_F(Migration, TerminationEndsItAtOnceWithoutCleanUp) {
+  for (char const* name : {"INT", "QUIT", "TERM"}) {
+    auto run = box_.run("signal=" + std::string(name) + R"(
+      rm -f log
+      $ZEVA_HOME/bin/migration/zeva-migrate pkg /mnt/work/log > output & pid=$!
+      until $ZEVA_HOME/bin/migration/S99Reg status > /dev/null; do sleep 0.1; done; sleep 1
+      kill -$signal $pid; wait $pid; echo $?; ps -e | grep -c regserver)");
+    EXPECT_EQ(run.output, "156\n1\n");
+    EXPECT_EQ(box_.result(), result_text(-100));
+    EXPECT_EQ(box_.log().size(), 6u);
+  }
+}
+
+TEST_F(Migration, WatchdogRestores) {
+  auto run = box_.run(R"(
+    { echo [common]; echo Num=1:600
+      for n in $(seq 600); do
+        printf '[addressList%d]\nName=2:g%d\ndisplayName=2:g\ncomment=2:\n' $n $n
+        echo address=2:a@example.com
+      done; } > export/address.txt
+    rm pkg; zeva-pack export pkg; migrate pkg /mnt/work/log)");
+  EXPECT_EQ(run.status, 239) << run.output;
+  EXPECT_THAT(box_.log(), ElementsAreArray(joined({kStart,
+                                                   kConfig,
+                                                   kExampleToAddresses,
+                                                   {"Timeout, restore all configurations."},
+                                                   kRestore,
+                                                   end(-17)})));
+  EXPECT_EQ(box_.result(), result_text(-17));
+  EXPECT_THAT(box_.tmp(), ElementsAreArray(kCleanTmp));
+  EXPECT_EQ(box_.store(), before_);
+}
+
+TEST_F(Migration, FailureOfTheLastImporterUndoesAllOthers) {
+  auto run = box_.run("sed -i 's/^SectionNum=.*/SectionNum=1:99/' export/misc.txt" REPACK
+                      "; migrate pkg /mnt/work/log");
+  EXPECT_EQ(run.status, 241) << run.output;
+  EXPECT_EQ(box_.store(), before_);
+  auto served =
+      box_.run("$ZEVA_HOME/bin/migration/S99Reg start && zeva-regdump --server ZEVA:5069");
+  EXPECT_EQ(served.output, before_);
+}
+
+TEST_F(Migration, PutsBackOnlyItsOwnBackups) {
+  box_.run(R"(
+    $ZEVA_HOME/bin/migration/S99Reg start
+    rm $ZEVA_HOME/config/cFlt_db.xml.bak export/actionFile.txt
+    mkdir $ZEVA_HOME/config/backup; echo old > $ZEVA_HOME/config/backup/cFlt_db.xml.bak
+    rm pkg; zeva-pack export pkg; migrate pkg log)");
+  EXPECT_EQ(box_.result(), result_text(-11));
+  EXPECT_FALSE(std::filesystem::exists(box_.home() / "config/cFlt_db.xml.bak"));
+  EXPECT_EQ(content(box_.home() / "config/backup/cFlt_db.xml.bak"), "old\n");
+}
+
+TEST_F(Migration, NeverDeletesItsOwnPackage) {
+  for (char const* place : {"/tmp/migrate_pkg", "/tmp/migrate/pkg"}) {
+    auto run = box_.run("rm -f log; mkdir -p /tmp/migrate; cp pkg " + std::string(place) +
+                        "; migrate " + place + " log > output; echo $?; cmp pkg " + place);
+    EXPECT_EQ(run.output, "252\n");
+    EXPECT_THAT(box_.log()[2], "Error [233]: backup package failed.");
+  }
+}
+
+TEST_F(Migration, OddNamesAreNamesAndNotCommands) {
+  auto run = box_.run(R"(
+    odd="/mnt/work/it's a \$(touch ran) home"
+    cp -a $ZEVA_HOME "$odd"
+    cp pkg "./-p'kg"
+    mkdir -p /tmp/migrate/.hidden/deep
+    (cd /tmp/migrate && touch -- -x "a b" "'; touch ran; '" $(printf "%255s" | tr ' ' "'"))
+    ZEVA_HOME=$odd
+    faketime -f '+0 x100' "$odd/bin/migration/zeva-migrate" "-p'kg" /mnt/work/log)");
+  EXPECT_EQ(run.status, 0) << run.output;
+  EXPECT_THAT(box_.tmp(), ElementsAreArray(kCleanTmp));
+  EXPECT_FALSE(std::filesystem::exists(box_.work() / "ran"));
+}
+
+TEST_F(Migration, ClosedOutputDoesNotEndIt) {
+  for (char const* output : {">&-", "<&- >&- 2>&-", "| true"}) {
+    box_.run("rm -f log; migrate pkg /mnt/work/log " + std::string(output));
+    EXPECT_EQ(box_.result(), result_text(0)) << output;
+    EXPECT_THAT(box_.log(), testing::Contains("End migration(0).")) << output;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Results, Failure, testing::ValuesIn(kCases),
+                         [](auto const& test) { return test.param.name; });
+
+}  // namespace

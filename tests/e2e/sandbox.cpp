@@ -1,0 +1,88 @@
+#include "sandbox.h"
+
+#include <stdlib.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <fstream>
+#include <regex>
+#include <sstream>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr char kHome[] = "/opt/norva/zeva";
+constexpr char kPrelude[] =
+    "export PATH=/opt/norva/zeva/bin:$PATH ZEVA_HOME=/opt/norva/zeva ASAN_OPTIONS="
+    "verify_asan_link_order=0\n"
+    "migrate() { faketime -f '+0 x100' $ZEVA_HOME/bin/migration/zeva-migrate \"$@\"; }\n";
+
+int run_shell(std::string const& command) {
+  int status = system(command.c_str());
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+}  // namespace
+
+std::string content(fs::path const& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+Sandbox::Sandbox() {
+  std::string pattern = (fs::temp_directory_path() / "zeva-e2e-XXXXXX").string();
+  root_ = mkdtemp(pattern.data());
+  home_ = root_ / "home";
+  work_ = root_ / "work";
+  tmp_ = root_ / "tmp";
+  for (auto const& folder : {work_, tmp_}) fs::create_directory(folder);
+  fs::copy(EXAMPLE_FOLDER, work_ / "export", fs::copy_options::recursive);
+  std::string install = CMAKE_PROGRAM " --install " BUILD_FOLDER " --prefix " + home_.string();
+  if (run_shell(install + " > /dev/null") != 0) abort();
+}
+
+Sandbox::~Sandbox() {
+  fs::remove_all(root_);
+}
+
+Sandbox::Outcome Sandbox::run(std::string const& script) {
+  std::ofstream(root_ / "script") << kPrelude << script;
+  std::string folder = root_.string();
+  std::string command = "bwrap --ro-bind / / --dev /dev --proc /proc --unshare-pid --unshare-net ";
+  command += "--die-with-parent --tmpfs /opt --bind " + home_.string() + " " + kHome;
+  command += " --tmpfs /mnt --bind " + work_.string() + " /mnt/work --bind " + tmp_.string();
+  command += " /tmp --ro-bind " + folder + "/script /mnt/script --chdir /mnt/work";
+  command += " sh /mnt/script > " + folder + "/output 2>&1";
+  int status = run_shell(command);
+  return {status, content(root_ / "output")};
+}
+
+Lines Sandbox::log(std::string const& name) {
+  static std::regex const header(R"(^\[\d{4}/\d\d/\d\d \d\d:\d\d:\d\d\]\[pid=\d+l\]\[tid=\d+l\]:)");
+  static std::regex const start(R"(^(Start migration) \[\d{4}/\d\d/\d\d \d\d:\d\d:\d\d\])");
+  Lines lines;
+  std::istringstream text(content(work_ / name));
+  for (std::string line; std::getline(text, line);) {
+    lines.push_back(std::regex_replace(std::regex_replace(line, header, ""), start, "$1 [...]"));
+  }
+  return lines;
+}
+
+std::string Sandbox::result() const {
+  fs::path file = home_ / "xhtml/en/download/mig_result";
+  return fs::exists(file) ? content(file) : "none";
+}
+
+std::string Sandbox::store() {
+  return run("zeva-regdump").output;
+}
+
+Lines Sandbox::tmp() const {
+  Lines entries;
+  for (auto const& entry : fs::recursive_directory_iterator(tmp_)) {
+    entries.push_back(entry.path().lexically_relative(tmp_).string());
+  }
+  std::sort(entries.begin(), entries.end());
+  return entries;
+}

@@ -1,0 +1,48 @@
+// A machine of its own for a test of the installed commands: a home at the standard place, a /tmp,
+// a process list and a network that nobody else sees. Scripts in it start in a work folder that
+// holds "export", a copy of the example, and last until their last process has ended.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+using Lines = std::vector<std::string>;
+
+class Sandbox {
+ public:
+  Sandbox();
+  ~Sandbox();
+  Sandbox(Sandbox const&) = delete;
+  Sandbox& operator=(Sandbox const&) = delete;
+
+  struct Outcome {
+    int status;          // exit status, or 128 and the signal's number
+    std::string output;  // standard output and error
+  };
+  // Runs a shell script. The function `migrate PACKAGE [LOG]` in it is the installed tool with its
+  // waits shortened to a hundredth.
+  Outcome run(std::string const& script);
+
+  // The messages of the run log in a file of the work folder, without their headers; the start
+  // time is shown as [...].
+  Lines log(std::string const& name = "log");
+
+  // The content of the result file, or "none".
+  std::string result() const;
+
+  // What zeva-regdump reads from the store's files.
+  std::string store();
+
+  // Everything below /tmp, sorted.
+  Lines tmp() const;
+
+  std::filesystem::path const& home() const { return home_; }
+  std::filesystem::path const& work() const { return work_; }
+
+ private:
+  std::filesystem::path root_, home_, work_, tmp_;
+};
+
+// A file's bytes; empty when there is none.
+std::string content(std::filesystem::path const& path);
