@@ -1,7 +1,9 @@
 #include "package_guard.h"
 
+#include <errno.h>
 #include <limits.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -28,11 +30,14 @@ std::string real_path(std::string path, bool keep_last) {
 
 constexpr size_t kSumDigits = 32;
 
-bool is_listed_file(std::string const& folder, std::string const& name) {
-  bool absolute = !name.empty() && name[0] == '/';
-  int fd = absolute ? -1 : zeva::open_export_file(folder, folder + "/" + name);
+// What is missing may be read: md5sum will say that it is not there.
+bool may_be_read(std::string const& folder, std::string const& name) {
+  if (name.starts_with('/') || ('/' + name + '/').find("/../") != std::string::npos) return false;
+  std::string path = folder + "/" + name;
+  int fd = zeva::open_export_file(folder, path);
   if (fd >= 0) close(fd);
-  return fd >= 0;
+  struct stat status;
+  return fd >= 0 || (lstat(path.c_str(), &status) != 0 && errno == ENOENT);
 }
 
 // A name with a line break or a backslash is escaped, and its line then opens with a backslash.
@@ -87,12 +92,12 @@ bool run_would_delete(char const* package, char const* working_copy, char const*
 }
 
 bool checksum_list_is_safe(char const* folder) {
-  if (!is_listed_file(folder, "md5.sum")) return false;
+  if (!may_be_read(folder, "md5.sum")) return false;
   std::ifstream list(std::string(folder) + "/md5.sum");
   for (std::string line; std::getline(list, line);) {
     if (!line.empty() && line.back() == '\r') line.pop_back();  // as md5sum does
     std::string name = listed_name(line);
-    if (!name.empty() && !is_listed_file(folder, name)) return false;
+    if (!name.empty() && !may_be_read(folder, name)) return false;
   }
   return true;
 }

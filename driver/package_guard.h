@@ -6,7 +6,7 @@
 [[nodiscard]] bool run_would_delete(char const* package, char const* working_copy,
                                     char const* unpack_folder);
 
-// True when every file that the folder's md5.sum names is a regular file of the folder, reached
-// without a link and without "..". md5sum opens whatever is listed, and would read a device or wait
-// at a FIFO for ever.
+// True when every file that the folder's md5.sum names, and the list itself, is missing or a regular
+// file of the folder, reached without a link and without "..". md5sum opens whatever is listed, and
+// would read a device or wait at a FIFO for ever.
 [[nodiscard]] bool checksum_list_is_safe(char const* folder);

@@ -65,13 +65,15 @@ TEST_F(PackageGuard, RefusesListsThatLeaveTheFolder) {
       {sum + "  fifo", false},        {sum + "  link", false},
       {sum + "  /dev/zero", false},   {sum + "  ../pkg", false},
       {"MD5 (fifo) = " + sum, false}, {"  " + sum + "  fifo", false},
-      {sum + "  missing", false},
+      {sum + "  missing", true},      {sum + "  missing/../pkg", false},
   };
   for (auto const& test : cases) {
     std::ofstream(root_ / "unpacked/md5.sum") << sum << "  file\n" << test.line << "\n";
     EXPECT_EQ(checksum_list_is_safe((root_ / "unpacked").c_str()), test.safe) << test.line;
   }
   fs::remove(root_ / "unpacked/md5.sum");
+  EXPECT_TRUE(checksum_list_is_safe((root_ / "unpacked").c_str()));
+  fs::create_symlink("/dev/zero", root_ / "unpacked/md5.sum");
   EXPECT_FALSE(checksum_list_is_safe((root_ / "unpacked").c_str()));
 }
 
