@@ -7,12 +7,13 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <regex>
 
 #include "errorrecord.h"
 
 namespace fs = std::filesystem;
+using testing::EndsWith;
 using testing::HasSubstr;
+using testing::Not;
 
 namespace {
 
@@ -75,20 +76,22 @@ TEST(Catalogue, HoldsEveryMessageInEveryLanguage) {
       given[count] = icu::Formattable(0);
       std::string text = bundle.getmessage(key, given);
       for (int i = 0; i < count; ++i) EXPECT_THAT(text, HasSubstr(arguments[i])) << language << key;
-      EXPECT_TRUE(std::regex_search(text, std::regex("[^ ]\\. $"))) << language << key << text;
-      EXPECT_FALSE(std::regex_search(text, std::regex("[{][1-9]"))) << language << key << text;
+      EXPECT_THAT(text, EndsWith(". ")) << language << key;
+      EXPECT_THAT(text, Not(HasSubstr("{" + std::to_string(count)))) << language << key;
     }
   }
 }
 
 TEST(Catalogue, HoldsEveryNameThatIsRecorded) {
-  std::regex const name("\"(REG_\\w+)\"");
   int found = 0;
   for (auto const& file : fs::directory_iterator(POLICYSTORE_DIR)) {
     std::ifstream source(file.path());
     std::string const text{std::istreambuf_iterator<char>(source), {}};
-    for (std::sregex_iterator at(text.begin(), text.end(), name), end; at != end; ++at, ++found)
-      EXPECT_EQ(kArguments.count((*at)[1]), 1u) << file.path() << " " << (*at)[1];
+    for (size_t at = 0; (at = text.find("\"REG_", at)) != std::string::npos; ++found) {
+      size_t const name = at + 1;
+      at = text.find('"', name);
+      EXPECT_EQ(kArguments.count(text.substr(name, at - name)), 1u) << file.path();
+    }
   }
   EXPECT_GT(found, 0);
 }

@@ -25,6 +25,8 @@ _NvRegDataType enum_type;  // what the enumeration of values calls a number
 
 }  // namespace
 
+// Visible, because the linker takes the calls of libnvpol for wrapped ones too; they are not.
+#pragma GCC visibility push(default)
 extern "C" {
 _NvPolComHandle* __real_nvreg_openKey(_NvPolComHandle*, char const*, int32_t*);
 _NvPolComHandle* __real_nvreg_createKey(_NvPolComHandle*, char const*, int32_t*);
@@ -55,6 +57,7 @@ void __wrap_nvreg_enumValue(_NvPolComHandle* key, uint32_t index, char* name, ui
   if (*type == NVREG_DWORD) *type = enum_type;
 }
 }
+#pragma GCC visibility pop
 
 namespace {
 
