@@ -123,7 +123,8 @@ void hold_signals() {
   sigset_t const held = held_set();
   sigprocmask(SIG_BLOCK, &held, &mask_before);
   signal_fd = signalfd(-1, &held, SFD_CLOEXEC | SFD_NONBLOCK);
-  signal(SIGPIPE, SIG_IGN);
+  // Caught and not ignored, so that the commands get it as usual.
+  signal(SIGPIPE, [](int) {});
 }
 
 int signal_received() {

@@ -1,0 +1,206 @@
+#include "examine.h"
+
+#include <gmock/gmock.h>
+
+#include "work_folder.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ElementsAreArray;
+using Lines = std::vector<std::string>;
+
+// The example, unpacked as a package would be: with a list of checksums, of which only the names
+// count here.
+class Package : public WorkFolder {
+ public:
+  Package() {
+    fs::copy(EXAMPLE_FOLDER, *this / "export", fs::copy_options::recursive);
+    std::string list;
+    for (std::string const& name : names()) {
+      if (fs::is_regular_file(*this / name)) {
+        list += std::string(32, '0') + "  ./" + name.substr(strlen("export/")) + "\n";
+      }
+    }
+    write("export/md5.sum", list);
+  }
+
+  void replace(std::string const& file, std::string const& from, std::string const& to) {
+    std::string text = read("export/" + file);
+    size_t const place = text.find(from);
+    ASSERT_NE(place, std::string::npos) << from;
+    write("export/" + file, text.replace(place, from.size(), to));
+  }
+
+  [[nodiscard]] Lines findings() const {
+    Lines lines;
+    for (auto const& finding : zeva::examine_package(*this / "export").findings) {
+      lines.push_back(finding.kind + " " + finding.file + " " + finding.place + ": " +
+                      finding.text);
+    }
+    return lines;
+  }
+};
+
+TEST(Examine, AGoodPackageGivesNoFindings) {
+  EXPECT_THAT(Package().findings(), ElementsAreArray(Lines{}));
+}
+
+struct Edit {
+  char const* file;
+  std::string from;
+  std::string to;
+  Lines findings;
+};
+
+std::string const kFive(5000, 'x');
+
+Edit const kEdits[] = {
+    // What nobody asks for.
+    {"scanlimit.txt",
+     "[common]",
+     "[common]\nMaxFun=1:1",
+     {"unread-key scanlimit.txt common.MaxFun: no importer asks for this key"}},
+    {"scanlimit.txt",
+     "[common]",
+     "[extra]\na=1:1\n[common]",
+     {"unread-section scanlimit.txt extra: no importer asks for this section"}},
+    {"globalPolicy.txt",
+     "taskNum=1:5",
+     "taskNum=1:4",
+     {"unread-section globalPolicy.txt task5: no importer asks for this section",
+      "unread-file tasks/disclaimer.txt : no importer reads this file"}},
+    {"xfilter.txt",
+     "patternNum=1:3",
+     "patternNum=1:2",
+     {"unread-key xfilter.txt filter1_pattern.Pattern2: no importer asks for this key"}},
+    {"md5.sum",
+     "./misc.txt",
+     "./Misc.txt",
+     {"unlisted-file misc.txt : md5.sum does not list this file: a damage goes unnoticed"}},
+    // What the store cuts.
+    {"excepton.txt",
+     "ProcessErrorCls=2:",
+     "ProcessErrorCls=2:" + kFive,
+     {"cut excepton.txt common.ProcessErrorCls: a text of 5009 bytes; the store keeps 2048 without "
+      "a terminator"}},
+    {"tasks/antispam.txt",
+     "l_editWL_1=3:",
+     "l_editWL_1=3:a;" + kFive + ";",
+     {"cut tasks/antispam.txt blackwhitelist.l_editWL_1: a list of "}},
+    {"address.txt",
+     "displayName=2:",
+     "displayName=2:" + std::string(256, 'x'),
+     {"cut address.txt addressList1.displayName: a text of 265 bytes; the store keeps 256 without "
+      "a terminator"}},
+    {"action1.txt",
+     "Comment=2:",
+     "Comment=2:" + std::string(512, 'x'),
+     {"cut action1.txt common.Comment: a text of "}},
+    // What a type or number loses.
+    {"scanlimit.txt",
+     "MaxScanSize=1:67108864",
+     "MaxScanSize=2:50",
+     {"lost-value scanlimit.txt common.MaxScanSize: \"2:50\" is not a number (1:)"}},
+    {"scanlimit.txt",
+     "MaxScanSize=1:67108864",
+     "MaxScanSize=1:9999999950",
+     {"lost-value scanlimit.txt common.MaxScanSize: \"9999999950\" is no number of 32 bits; the "
+      "store gets 1410065358"}},
+    {"scanlimit.txt",
+     "MaxScanSize=1:67108864",
+     "MaxScanSize=1:x50",
+     {"lost-value scanlimit.txt common.MaxScanSize: \"x50\" is no number of 32 bits; the store "
+      "gets 0"}},
+    // What is skipped.
+    {"globalPolicy.txt",
+     "tasks/size.txt",
+     "tasks/../tasks/size.txt",
+     {"skipped tasks/../tasks/size.txt : the task: the file cannot be read",
+      "unread-file tasks/size.txt : no importer reads this file"}},
+    {"policies/cardiff.txt",
+     "order=1:",
+     "order=",
+     {"lost-value policies/cardiff.txt common.order: \"2\" is not a number (1:)",
+      "skipped policies/cardiff.txt : the policy and all below it: common.order cannot be read"}},
+    {"policies/payroll.txt",
+     "policies/directors.txt",
+     "policies/./finance.txt",
+     {"skipped policies/./finance.txt : the policy and all below it: the file is its own "
+      "ancestor"}},
+    {"tasks/size.txt",
+     "filter=1:131076",
+     "filter=1:131079",
+     {"skipped tasks/size.txt common.filter: the task: there is no filter of number 131079"}},
+    {"tasks/size.txt",
+     "[size]",
+     "[sise]",
+     {"partial tasks/size.txt size: is missing: the task is imported in part only"}},
+    {"globalPolicy.txt",
+     "conditionNum=1:1",
+     "conditionNum=1:2000000000",
+     {"missing globalPolicy.txt condition.condition2: is missing",
+      "skipped globalPolicy.txt condition2: this one and all after it, up to number 2000000000: "
+      "condition.condition2 cannot be read"}},
+    {"quarantine.txt", "FileNum=1:", "FileNum=1:200000000", {"missing quarantine.txt area"}},
+    // Address groups.
+    {"address.txt",
+     "Num=1:3",
+     "Num=1:400",
+     {"address-groups address.txt common.Num: 400 groups take at least as many seconds, and the "
+      "import is ended and undone after 300",
+      "missing address.txt addressList4: is announced by a number, but missing or empty"}},
+    {"address.txt",
+     "address=2:a.finch@example.com;m.finch@example.com;s.okafor@example.com;secretary@example.com",
+     "address=2:;;",
+     {"address-groups address.txt addressList1: holds no address, which ends the import and undoes "
+      "it"}},
+    // Bytes.
+    {"excepton.txt",
+     "[common]",
+     "[common]\r",
+     {"carriage-returns excepton.txt : has CR-LF line ends; each value keeps the carriage return "
+      "at its end"}},
+    {"excepton.txt",
+     "[common]",
+     std::string("[other]\na\0b\n[common]", 20),
+     {"nul-byte excepton.txt : line "}},
+};
+
+TEST(Examine, FindsWhatWouldBeLost) {
+  for (Edit const& edit : kEdits) {
+    SCOPED_TRACE(std::string(edit.file) + ": " + edit.to.substr(0, 60));
+    Package package;
+    package.replace(edit.file, edit.from, edit.to);
+    Lines const found = package.findings();
+    for (std::string const& expected : edit.findings) {
+      EXPECT_THAT(found, testing::Contains(testing::StartsWith(expected)));
+    }
+    // Nothing else is found but what follows from a branch that is not looked at.
+    for (std::string const& line : found) {
+      bool const announced =
+          std::any_of(edit.findings.begin(), edit.findings.end(),
+                      [&](auto const& expected) { return line.starts_with(expected); });
+      EXPECT_TRUE(announced || line.starts_with("unread-")) << line;
+    }
+  }
+}
+
+TEST(Examine, AByteOrderMarkHidesTheFirstLine) {
+  Package package;
+  package.write("export/excepton.txt", "\xEF\xBB\xBF" + package.read("export/excepton.txt"));
+  EXPECT_THAT(package.findings(),
+              testing::Contains("byte-order-mark excepton.txt : begins with a byte order mark, "
+                                "which becomes part of its first line"));
+}
+
+TEST(Examine, HostileFilesAreNotFollowed) {
+  Package package;
+  fs::remove(package / "export/misc.txt");
+  fs::create_symlink("/etc/passwd", package / "export/misc.txt");
+  EXPECT_THAT(package.findings(),
+              ElementsAreArray({"missing misc.txt : cannot be read as a file of the package",
+                                "unread-file misc.txt : no importer reads this file"}));
+}
+
+}  // namespace

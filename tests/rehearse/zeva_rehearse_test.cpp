@@ -1,0 +1,188 @@
+// The installed zeva-rehearse, over the store of a gateway that goes on serving.
+
+#include <gmock/gmock.h>
+
+#include <nlohmann/json.hpp>
+#include <optional>
+
+#include "command.h"
+#include "registry_client.h"
+#include "scratch_home.h"
+#include "work_folder.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+using testing::Not;
+
+class Rehearse : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    installed = new WorkFolder;
+    auto const done = zeva::run_command(
+        {{CMAKE_PROGRAM, "--install", BUILD_FOLDER, "--prefix", *installed / "home"}, "", {}});
+    ASSERT_EQ(done.exit_status, 0) << done.error;
+  }
+  static void TearDownTestSuite() { delete installed; }
+
+  Rehearse() {
+    fs::copy(EXAMPLE_FOLDER, work_ / "export", fs::copy_options::recursive);
+    home_.start();
+    client_.emplace(home_.address());
+    client_->create("registry\\policy\\Rule\\Mail\\rules\\Old");
+  }
+
+  void edit(std::string const& file, std::string const& expression) {
+    ASSERT_EQ(zeva::run_command({{"sed", "-i", expression, work_ / ("export/" + file)}, "", {}})
+                  .exit_status,
+              0);
+  }
+
+  void pack() {
+    auto const done = zeva::run_command(
+        {{*installed / "home/bin/zeva-pack", work_ / "export", work_ / "pkg"}, "", {}});
+    ASSERT_EQ(done.error, "");
+  }
+
+  // The command, with the waits of the run in it shortened.
+  std::vector<std::string> command(std::vector<std::string> const& options = {}) {
+    std::vector<std::string> line{"env",
+                                  "--default-signal=INT",
+                                  "LD_PRELOAD=/usr/$LIB/faketime/libfaketime.so.1",
+                                  "FAKETIME=+0 x100",
+                                  "ASAN_OPTIONS=verify_asan_link_order=0",
+                                  "TMPDIR=" + (work_ / "tmp"),
+                                  *installed / "home/bin/zeva-rehearse",
+                                  "--from",
+                                  home_.path(),
+                                  work_ / "pkg"};
+    line.insert(line.end(), options.begin(), options.end());
+    return line;
+  }
+
+  zeva::CommandResult rehearse(std::vector<std::string> const& options = {}) {
+    fs::create_directories(work_ / "tmp");
+    return zeva::run_command({command(options), "", {}});
+  }
+
+  // Everything in the home and in /tmp that a rehearsal could change.
+  std::string traces() {
+    return zeva::run_command({{"sh", "-c",
+                               "ls -lAR --time-style=full-iso . && cat config/cFlt_db.xml* && "
+                               "ls -A /tmp | grep rehears; ls -A \"$0\"",
+                               work_ / "tmp"},
+                              home_.path(),
+                              {}})
+        .output;
+  }
+
+  static inline WorkFolder* installed;
+  WorkFolder work_;
+  ScratchHome home_;
+  std::optional<RegistryClient> client_;
+};
+
+TEST_F(Rehearse, AGoodPackage) {
+  edit("scanlimit.txt", "$aFun=1:1");
+  pack();
+  std::string const before = traces();
+  auto const done = rehearse({"--json"});
+  ASSERT_EQ(done.exit_status, 0) << done.error << done.output;
+  EXPECT_EQ(done.error, "");
+  EXPECT_EQ(traces(), before);
+  EXPECT_EQ(client_->create("registry\\policy\\Rule\\Mail\\rules\\Old\\new"), NVREG_OK);
+
+  auto const report = nlohmann::json::parse(done.output);
+  EXPECT_EQ(report["result"], 0);
+  EXPECT_EQ(report["factory_store"], false);
+  EXPECT_EQ(report["notes"].size(), 0u) << report["notes"];
+  EXPECT_EQ(report["findings"].dump(),
+            R"([{"file":"scanlimit.txt","kind":"unread-key","place":"common.Fun",)"
+            R"("text":"no importer asks for this key"}])");
+  std::vector<std::string> troubles;
+  for (auto const& line : report["log"]) {
+    if (line["trouble"]) troubles.push_back(line["file"]);
+  }
+  EXPECT_THAT(troubles, testing::UnorderedElementsAre("action8.txt", "quarantine.txt",
+                                                      "tasks/antispam-service.txt",
+                                                      "tasks/antispam-cardiff.txt"));
+  std::map<std::string, std::string> changes;
+  for (auto const& change : report["changes"]) changes[change["key"]] = change["change"];
+  EXPECT_EQ(changes["registry\\policy\\Rule\\Mail\\rules\\Old"], "lost");
+  EXPECT_EQ(changes["registry\\policy\\Rule\\Mail\\rules\\Cardiff"], "gained");
+  EXPECT_EQ(changes["registry\\policy\\Rule\\Mail"], "changed");
+}
+
+TEST_F(Rehearse, AFaultyPackageChangesNothing) {
+  edit("quarantine.txt", "s/^KeepDate=1:5$/KeepDate=2:5/");
+  pack();
+  auto const done = rehearse();
+  EXPECT_EQ(done.exit_status, 244);
+  EXPECT_THAT(done.output,
+              HasSubstr("\nResult\n  -12: the quarantine areas could not be imported."));
+  EXPECT_THAT(done.output, HasSubstr("\n  quarantine.txt\n    Error [148]: read value ["));
+  EXPECT_THAT(done.output, HasSubstr("\nChanges in the store: 0 keys gained, 0 lost, 0 changed\n"));
+  EXPECT_THAT(done.output, HasSubstr(".KeepDate: \"2:5\" is not a number (1:)\n"));
+}
+
+TEST_F(Rehearse, AHostilePackageShowsNoControlBytes) {
+  edit("globalPolicy.txt", "s/^displayName=.*/displayName=2:\\x1b[2J\\x9b/");
+  edit("globalPolicy.txt", "s/^name=.*/name=2:\\x1b]0;x/");
+  work_.write("export/\033[2J'$(touch x).txt", "");
+  pack();
+  std::string script;
+  for (std::string const& word : command()) script += "'" + word + "' ";
+  work_.write("script", script);
+  for (std::string const shell : {"sh script | cat", "script -qec 'sh script' /dev/null"}) {
+    auto const done = zeva::run_command({{"sh", "-c", shell}, work_ / "", {}});
+    bool const on_terminal = shell.starts_with("script");
+    std::string text = done.output;
+    EXPECT_THAT(text, HasSubstr("registry\\policy\\Rule\\\\x1b]0;x"));
+    EXPECT_THAT(text, HasSubstr("\\x1b[2J'$(touch x).txt"));
+    for (std::string const forbidden : {"\033]", "\033[2J", "\x9b"}) {
+      EXPECT_THAT(text, Not(HasSubstr(forbidden)));
+    }
+    EXPECT_EQ(text.find("\033[32m") != std::string::npos, on_terminal);
+  }
+}
+
+TEST_F(Rehearse, WhatIsNoPackageOrNoHomeIsSaid) {
+  work_.write("pkg", "no package");
+  auto done = rehearse();
+  EXPECT_EQ(done.exit_status, 251);
+  EXPECT_THAT(done.output, HasSubstr("  -5: the package could not be unpacked"));
+
+  fs::remove(work_ / "pkg");
+  done = rehearse();
+  EXPECT_EQ(done.exit_status, 255);
+  EXPECT_THAT(done.output, HasSubstr("  -1: the package does not exist."));
+
+  done = zeva::run_command(
+      {{*installed / "home/bin/zeva-rehearse", "--from", work_ / "gone", "x"}, "", {}});
+  EXPECT_EQ(done.exit_status, 1);
+  EXPECT_EQ(done.error,
+            "zeva-rehearse: " + (work_ / "gone") + ": is no folder to take a store from\n");
+}
+
+TEST_F(Rehearse, WhateverEndsItNothingRemains) {
+  pack();
+  std::string const before = traces();
+  for (char const* signal : {"INT", "TERM", "HUP", "KILL"}) {
+    auto line = command();
+    // Ended as soon as the run in it has begun to import; its processes must go with it.
+    line.insert(line.begin(),
+                {"sh", "-c",
+                 "mkfifo \"$0\"; \"$@\" > \"$0\" & while read -r line; do case $line in "
+                 "Backup*) kill -" +
+                     std::string(signal) + " $!;; esac; done < \"$0\"; wait $!",
+                 work_ / ("fifo-" + std::string(signal))});
+    auto const done = zeva::run_command({line, "", {}});
+    EXPECT_GT(done.exit_status, 128) << signal << done.output;
+    EXPECT_EQ(traces(), before) << signal;
+    auto const left = zeva::run_command({{"pgrep", "-f", work_ / "pkg"}, "", {}});
+    EXPECT_EQ(left.output, "") << signal;
+  }
+}
+
+}  // namespace

@@ -1,0 +1,25 @@
+// Walks an unpacked package the way the importers do, without a store, and finds what they would
+// leave out, cut or never look at.
+#pragma once
+
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "finding.h"
+
+namespace zeva {
+
+// For each file that an importer reads, its sections and keys that are asked for and there.
+using AskedKeys = std::map<std::string, std::set<std::pair<std::string, std::string>>>;
+
+struct Examination {
+  std::vector<Finding> findings;
+  AskedKeys asked;
+};
+
+[[nodiscard]] Examination examine_package(std::string const& folder);
+
+}  // namespace zeva

@@ -1,0 +1,207 @@
+#include "export_reader.h"
+
+#include <errno.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "files.h"
+
+namespace zeva {
+namespace {
+
+// The buffer through which the registry's values are written, and the attribute records' arrays.
+constexpr size_t kValueBuffer = 2048;
+constexpr size_t kShownNameBytes = 256;
+constexpr size_t kRemarkBytes = 512;
+
+std::string number_loss(std::string const& payload) {
+  errno = 0;
+  char* end = nullptr;
+  long long const number = strtoll(payload.c_str(), &end, 10);
+  bool const fits = errno == 0 && number >= INT32_MIN && number <= int64_t{UINT32_MAX};
+  if (fits && !payload.empty() && *end == '\0') return "";
+  return "\"" + payload + "\" is no number of 32 bits; the store gets " +
+         std::to_string(static_cast<uint32_t>(number));
+}
+
+std::string list_loss(std::string const& payload) {
+  std::vector<std::string> entries;
+  parse_multi_str(payload.c_str(), entries);
+  size_t total = 0;
+  size_t kept = 0;
+  for (std::string const& entry : entries) {
+    total += entry.size() + 1;
+    if (total >= kValueBuffer) break;
+    ++kept;
+  }
+  if (kept == entries.size()) return "";
+  return "a list of " + std::to_string(entries.size()) + " entries in " +
+         std::to_string(payload.size()) + " bytes; the store keeps the first " +
+         std::to_string(kept);
+}
+
+std::string text_loss(std::string const& payload, size_t room) {
+  if (payload.size() < room) return "";
+  return "a text of " + std::to_string(payload.size()) + " bytes; the store keeps " +
+         std::to_string(room) + " without a terminator";
+}
+
+bool is_hex(char c) {
+  return isxdigit(static_cast<unsigned char>(c)) != 0;
+}
+
+std::string identifier_loss(std::string const& payload) {
+  bool good = payload.size() == 32;
+  for (size_t i = 0; good && i < payload.size(); i += 2) {
+    good = (is_hex(payload[i]) || payload[i] == ' ') && is_hex(payload[i + 1]);
+  }
+  return good ? "" : "\"" + payload + "\" is no identifier of 32 hexadecimal digits";
+}
+
+char const* describe(tag_VALUE_TYPE type) {
+  static char const* const names[] = {"typed text", "a number (1:)", "a text (2:)", "a list (3:)",
+                                      "an identifier (4:)"};
+  return names[type];
+}
+
+}  // namespace
+
+ExportReader::ExportReader(std::string const& folder, std::string const& name,
+                           std::vector<Finding>& findings)
+    : folder_(folder), name_(name), findings_(findings) {}
+
+bool ExportReader::read() {
+  int const fd = open_export_file(folder_, folder_ + "/" + name_);
+  if (fd < 0) return false;
+  struct stat info = {};
+  bool const done = fstat(fd, &info) == 0 && file_.readfile(fd) == 0;
+  close(fd);
+  identity_ = {info.st_dev, info.st_ino};
+  std::string bytes;
+  if (done && read_file(folder_ + "/" + name_, bytes) == 0) report_bytes(bytes);
+  return done;
+}
+
+void ExportReader::report_bytes(std::string const& bytes) {
+  if (bytes.starts_with("\xEF\xBB\xBF")) {
+    report("byte-order-mark", "",
+           "begins with a byte order mark, which becomes part of its first line");
+  }
+  if (bytes.find("\r\n") != std::string::npos) {
+    report("carriage-returns", "",
+           "has CR-LF line ends; each value keeps the carriage return at its end");
+  }
+  if (size_t const nul = bytes.find('\0'); nul != std::string::npos) {
+    auto const line =
+        1 + std::count(bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(nul), '\n');
+    report("nul-byte", "",
+           "line " + std::to_string(line) +
+               " holds a NUL byte, which ends the line, or the file when it begins a line");
+  }
+}
+
+std::vector<std::string> ExportReader::sections() const {
+  std::vector<std::string> names;
+  NvConfigFile copy = file_;  // listing may leave an error text
+  copy.getsecnames(names);
+  return names;
+}
+
+std::vector<std::string> ExportReader::keys(std::string const& section) const {
+  std::vector<Nvkeypair> pairs;
+  file_.getsection(section, pairs);
+  std::vector<std::string> names;
+  for (Nvkeypair const& pair : pairs) names.push_back(pair.name);
+  return names;
+}
+
+std::optional<std::string> ExportReader::value(std::string const& section, std::string const& key,
+                                               tag_VALUE_TYPE type, Fate fate) {
+  std::string const place = section + "." + key;
+  std::string text;
+  if (file_.getattribute(section, key, text) != 0) {
+    if (unreadable_.empty()) unreadable_ = place;
+    report("missing", place, "is missing");
+    return std::nullopt;
+  }
+  asked_.emplace(section, key);
+  RegValue parsed;
+  if (!parse_str(trans_str(text).c_str(), parsed, type)) {
+    if (unreadable_.empty()) unreadable_ = place;
+    report("lost-value", place, "\"" + text + "\" is not " + describe(type));
+    return std::nullopt;
+  }
+  std::string payload = parsed.text;
+  free(parsed.text);
+  report_loss(place, static_cast<tag_VALUE_TYPE>(parsed.type), fate, payload);
+  return payload;
+}
+
+void ExportReader::report_loss(std::string const& place, tag_VALUE_TYPE type, Fate fate,
+                               std::string const& payload) {
+  std::string const cut = fate == Fate::kUsed        ? ""
+                          : fate == Fate::kShownName ? text_loss(payload, kShownNameBytes)
+                          : fate == Fate::kRemark    ? text_loss(payload, kRemarkBytes)
+                          : type == VALUE_TEXT       ? text_loss(payload, kValueBuffer)
+                          : type == VALUE_LIST       ? list_loss(payload)
+                                                     : "";
+  if (!cut.empty()) report("cut", place, cut);
+  std::string const lost = type == VALUE_NUMBER       ? number_loss(payload)
+                           : type == VALUE_IDENTIFIER ? identifier_loss(payload)
+                                                      : "";
+  if (!lost.empty()) report("lost-value", place, lost);
+}
+
+int ExportReader::number(std::string const& section, std::string const& key) {
+  auto const payload = value(section, key, VALUE_NUMBER);
+  return payload ? static_cast<int>(strtoll(payload->c_str(), nullptr, 10)) : 0;
+}
+
+bool ExportReader::values(std::string const& section, std::span<AskedKey const> keys) {
+  bool readable = true;
+  for (AskedKey const& asked : keys) {
+    readable &= value(section, asked.key, asked.type, asked.fate).has_value();
+  }
+  return readable;
+}
+
+bool ExportReader::whole_section(std::string const& section) {
+  bool readable = true;
+  for (std::string const& key : keys(section)) {
+    readable &= value(section, key, VALUE_ANY).has_value();
+  }
+  return readable;
+}
+
+std::string ExportReader::take_unreadable() {
+  return std::exchange(unreadable_, "");
+}
+
+void ExportReader::report(std::string const& kind, std::string const& place,
+                          std::string const& text) {
+  findings_.push_back({kind, name_, place, text});
+}
+
+void ExportReader::report_unasked() {
+  for (std::string const& section : sections()) {
+    std::vector<std::string> unasked;
+    std::vector<std::string> const all = keys(section);
+    for (std::string const& key : all) {
+      if (!asked_.contains({section, key})) unasked.push_back(key);
+    }
+    if (unasked.size() == all.size()) {
+      if (!section.empty() || !all.empty()) {
+        report("unread-section", section, "no importer asks for this section");
+      }
+      continue;
+    }
+    for (std::string const& key : unasked) {
+      report("unread-key", section + "." + key, "no importer asks for this key");
+    }
+  }
+}
+
+}  // namespace zeva

@@ -1,0 +1,90 @@
+// One export file, read as the importers read it, with an eye on what becomes of each value.
+//
+// Whoever examines a file asks for the keys that its importer asks for. What is asked for and is
+// missing, of another type, or will not arrive whole is a finding at once; what nobody has asked
+// for in the end is one, too.
+#pragma once
+
+#include <initializer_list>
+#include <optional>
+#include <set>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "export_file.h"
+#include "finding.h"
+#include "nvconfigfile.h"
+#include "typedtext.h"
+
+namespace zeva {
+
+// Where a text goes, and so how much of it is kept.
+enum class Fate {
+  kUsed,       // names something; not stored as a value
+  kValue,      // a value of the registry
+  kShownName,  // the 256 bytes of an attribute record
+  kRemark,     // the 512 bytes of its comment
+};
+
+struct AskedKey {
+  char const* key;
+  tag_VALUE_TYPE type;
+  Fate fate = Fate::kValue;
+};
+
+class ExportReader {
+ public:
+  // name: relative to the folder, which must be the unpacked package.
+  ExportReader(std::string const& folder, std::string const& name, std::vector<Finding>& findings);
+
+  // Reads the file; false when the importers could not read it.
+  [[nodiscard]] bool read();
+
+  [[nodiscard]] std::string const& name() const { return name_; }
+  [[nodiscard]] FileIdentity identity() const { return identity_; }
+  [[nodiscard]] std::vector<std::string> sections() const;
+  [[nodiscard]] std::vector<std::string> keys(std::string const& section) const;
+
+  // The payload of a value, or nothing when it cannot be read.
+  std::optional<std::string> value(std::string const& section, std::string const& key,
+                                   tag_VALUE_TYPE type, Fate fate = Fate::kValue);
+  // The same for a number; 0 when it cannot be read, which readable() then says.
+  int number(std::string const& section, std::string const& key);
+  // False when one of them cannot be read. All are asked for.
+  bool values(std::string const& section, std::span<AskedKey const> keys);
+  bool values(std::string const& section, std::initializer_list<AskedKey> keys) {
+    return values(section, std::span(keys.begin(), keys.size()));
+  }
+  // Asks for every key of a section, whatever its type.
+  bool whole_section(std::string const& section);
+
+  // The first value that could not be read since the last call, as "section.key"; empty if all
+  // could.
+  std::string take_unreadable();
+
+  void report(std::string const& kind, std::string const& place, std::string const& text);
+  // Reports what the file holds and nobody has asked for.
+  void report_unasked();
+
+  // Every section and key that was asked for and is there.
+  [[nodiscard]] std::set<std::pair<std::string, std::string>> const& asked() const {
+    return asked_;
+  }
+
+ private:
+  void report_bytes(std::string const& bytes);
+  void report_loss(std::string const& place, tag_VALUE_TYPE type, Fate fate,
+                   std::string const& payload);
+
+  std::string const folder_;
+  std::string const name_;
+  std::vector<Finding>& findings_;
+  NvConfigFile file_;
+  FileIdentity identity_{};
+  std::set<std::pair<std::string, std::string>> asked_;
+  std::string unreadable_;
+};
+
+}  // namespace zeva

@@ -1,0 +1,201 @@
+#include "report.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+#include "printable.h"
+
+namespace zeva {
+namespace {
+
+struct Meaning {
+  int code;
+  char const* text;
+};
+constexpr Meaning kMeanings[] = {
+    {0, "all settings were imported."},
+    {-1, "the package does not exist."},
+    {-2, "the folder to unpack into could not be made."},
+    {-3, "the package could not be decrypted."},
+    {-4, "the package could not be copied."},
+    {-5, "the package could not be unpacked: it is damaged or no settings package."},
+    {-6, "the checksums do not hold: the package is damaged or incomplete."},
+    {-7, "the registry server could not be started."},
+    {-8, "the address groups could not be imported."},
+    {-11, "the filter actions could not be imported, or an old address group not removed."},
+    {-12, "the quarantine areas could not be imported."},
+    {-13, "the exception handling could not be imported."},
+    {-14, "the scan limits could not be imported."},
+    {-15, "the single values of misc.txt could not be imported."},
+    {-16, "the backup folder could not be made."},
+    {-17, "the import took more than 300 seconds."},
+    {-100, "the run was interrupted."},
+};
+
+// Lines that belong to files, each file once, in the order of their first lines.
+using ByFile = std::vector<std::pair<std::string, std::vector<std::string>>>;
+
+void add(ByFile& groups, std::string const& file, std::string const& line) {
+  auto group = std::find_if(groups.begin(), groups.end(),
+                            [&](auto const& known) { return known.first == file; });
+  if (group == groups.end()) group = groups.insert(groups.end(), {file, {}});
+  group->second.push_back(line);
+}
+
+class TextReport {
+ public:
+  explicit TextReport(bool in_colour) : in_colour_(in_colour) {}
+
+  void heading(std::string const& text) { put(kBold, "\n" + text); }
+
+  void grouped(ByFile const& groups) {
+    if (groups.empty()) put("", "  none");
+    for (auto const& [file, lines] : groups) {
+      put("", "  " + (file.empty() ? "(no file)" : printable(file)));
+      for (std::string const& line : lines) message(line);
+    }
+  }
+
+  // The lines of a message after its first are set back further.
+  void message(std::string_view text) {
+    char const* indent = "    ";
+    while (true) {
+      std::string_view line = text.substr(0, text.find('\n'));
+      text.remove_prefix(std::min(text.size(), line.size() + 1));
+      if (line.starts_with('\t')) line.remove_prefix(1);
+      put("", indent + printable(line));
+      if (text.empty()) return;
+      indent = "      ";
+    }
+  }
+
+  void change(KeyChange const& key) {
+    using Kind = KeyChange::Kind;
+    char const* const sign = key.kind == Kind::kGained ? "+" : key.kind == Kind::kLost ? "-" : "~";
+    put(colour_of(key.kind),
+        std::string("  ") + sign + " " + (key.path.empty() ? "(the root)" : printable(key.path)));
+    for (ValueChange const& value : key.values) {
+      if (value.before) put(kRed, "  - " + printable(value_line(*value.before)));
+      if (value.after) put(kGreen, "  + " + printable(value_line(*value.after)));
+    }
+  }
+
+  void put(char const* colour, std::string const& line) {
+    bool const coloured = in_colour_ && colour[0] != '\0';
+    text_ += coloured ? colour + line + kPlain : line;
+    text_ += '\n';
+  }
+
+  [[nodiscard]] std::string const& text() const { return text_; }
+
+  static constexpr char kBold[] = "\033[1m";
+  static constexpr char kRed[] = "\033[31m";
+  static constexpr char kGreen[] = "\033[32m";
+  static constexpr char kYellow[] = "\033[33m";
+
+ private:
+  static constexpr char kPlain[] = "\033[0m";
+
+  static char const* colour_of(KeyChange::Kind kind) {
+    using Kind = KeyChange::Kind;
+    return kind == Kind::kGained ? kGreen : kind == Kind::kLost ? kRed : kYellow;
+  }
+
+  bool const in_colour_;
+  std::string text_;
+};
+
+std::string summary(std::vector<KeyChange> const& changes) {
+  using Kind = KeyChange::Kind;
+  auto const count = [&](Kind kind) {
+    return std::to_string(std::count_if(changes.begin(), changes.end(),
+                                        [&](auto const& change) { return change.kind == kind; }));
+  };
+  return count(Kind::kGained) + " keys gained, " + count(Kind::kLost) + " lost, " +
+         count(Kind::kChanged) + " changed";
+}
+
+Json change_json(KeyChange const& key) {
+  static char const* const kKinds[] = {"gained", "lost", "changed"};
+  Json shown;
+  shown["key"] = text_json(key.path);
+  shown["change"] = kKinds[static_cast<int>(key.kind)];
+  shown["values"] = Json::array();
+  for (ValueChange const& value : key.values) {
+    Json sides;
+    sides["before"] = value.before ? value_json(*value.before) : Json();
+    sides["after"] = value.after ? value_json(*value.after) : Json();
+    shown["values"].push_back(sides);
+  }
+  return shown;
+}
+
+}  // namespace
+
+std::string describe_result(int code) {
+  for (Meaning const& meaning : kMeanings) {
+    if (meaning.code == code) return std::to_string(code) + ": " + meaning.text;
+  }
+  return std::to_string(code) + ": a result that is not known here.";
+}
+
+std::string report_text(Rehearsal const& rehearsal, bool in_colour) {
+  TextReport report(in_colour);
+  report.heading("Result");
+  bool const good = rehearsal.result == 0;
+  report.put(good ? TextReport::kGreen : TextReport::kRed,
+             "  " + (rehearsal.result ? describe_result(*rehearsal.result)
+                                      : "the run did not come to its end."));
+  if (!rehearsal.had_store) {
+    report.put("", "  There was no store yet: the run began with the factory's.");
+  }
+  for (std::string const& note : rehearsal.notes) report.put("", "  " + printable(note));
+
+  report.heading("Warnings and errors");
+  ByFile troubles;
+  for (LogLine const& line : rehearsal.log) {
+    if (line.is_trouble) add(troubles, line.file, line.message);
+  }
+  report.grouped(troubles);
+
+  report.heading("Changes in the store: " + summary(rehearsal.changes));
+  for (KeyChange const& change : rehearsal.changes) report.change(change);
+
+  report.heading("Findings in the package");
+  ByFile findings;
+  for (Finding const& finding : rehearsal.findings) {
+    add(findings, finding.file,
+        finding.place.empty() ? finding.text : finding.place + ": " + finding.text);
+  }
+  report.grouped(findings);
+  return report.text();
+}
+
+std::string report_json(Rehearsal const& rehearsal) {
+  Json report;
+  report["result"] = rehearsal.result ? Json(*rehearsal.result) : Json();
+  report["meaning"] = rehearsal.result ? Json(describe_result(*rehearsal.result)) : Json();
+  report["factory_store"] = !rehearsal.had_store;
+  report["notes"] = Json::array();
+  for (std::string const& note : rehearsal.notes) report["notes"].push_back(text_json(note));
+  report["log"] = Json::array();
+  for (LogLine const& line : rehearsal.log) {
+    report["log"].push_back({{"message", text_json(line.message)},
+                             {"file", text_json(line.file)},
+                             {"trouble", line.is_trouble}});
+  }
+  report["changes"] = Json::array();
+  for (KeyChange const& change : rehearsal.changes)
+    report["changes"].push_back(change_json(change));
+  report["findings"] = Json::array();
+  for (Finding const& finding : rehearsal.findings) {
+    report["findings"].push_back({{"kind", finding.kind},
+                                  {"file", text_json(finding.file)},
+                                  {"place", text_json(finding.place)},
+                                  {"text", text_json(finding.text)}});
+  }
+  return report.dump() + "\n";
+}
+
+}  // namespace zeva
