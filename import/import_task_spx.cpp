@@ -77,22 +77,14 @@ constexpr ValueRow kSettings[] = {
 };
 constexpr std::size_t kDetectionRateRow = 0;
 
-constexpr ValueRow kListHead[] = {
-    {"active", VALUE_NUMBER},      {"size_editWL", VALUE_NUMBER},   {"size_noEditWL", VALUE_NUMBER},
-    {"size_editBL", VALUE_NUMBER}, {"size_noEditBL", VALUE_NUMBER}, {"size_subsWL", VALUE_NUMBER},
-    {"size_subsBL", VALUE_NUMBER},
-};
-
-// The white (WL) and black (BL) lists: those users edit, fixed ones, and those subscribed to.
+// The white (WL) and black (BL) lists: those users edit, fixed ones, and those subscribed to. The
+// export has a list's length under "size_NAME" and its entries under "l_NAME_1" and so on.
 struct MailList {
-  char const* stem;      // of the keys of its entries
-  std::size_t size_row;  // in kListHead
-  int code;              // of an entry that cannot be written
+  char const* name;
+  int code;  // of an entry that cannot be written
 };
-constexpr MailList kLists[] = {
-    {"l_editWL_", 1, 244},   {"l_noEditWL_", 2, 270}, {"l_editBL_", 3, 296},
-    {"l_noEditBL_", 4, 322}, {"l_subsWL_", 5, 348},   {"l_subsBL_", 6, 374},
-};
+constexpr MailList kLists[] = {{"editWL", 244},   {"noEditWL", 270}, {"editBL", 296},
+                               {"noEditBL", 322}, {"subsWL", 348},   {"subsBL", 374}};
 
 char const kListSection[] = "blackwhitelist";
 
@@ -136,9 +128,10 @@ bool import_task_spx_setting(NvPoRegistry& registry, _NvPolComHandle* taskKey,
 // A missing entry is left out; one that cannot be written fails the list, but not the next entry.
 bool import_list(NvPoRegistry& registry, _NvPolComHandle* key, NvConfigFile const& config,
                  MailList const& list, int size) {
+  std::string const stem = std::string("l_") + list.name + "_";
   bool complete = true;
   for (int i = 0; i < size; ++i) {
-    std::string const name = numbered(list.stem, i + 1);
+    std::string const name = numbered(stem.c_str(), i + 1);
     std::string entry;
     if (!read_data(config, kListSection, name, VALUE_LIST, &entry, false)) continue;
     if (!write_data(registry, key, name, VALUE_LIST, &entry)) {
@@ -153,15 +146,20 @@ bool import_bw_list(NvPoRegistry& registry, NvConfigFile const& config,
                     std::string const& policyPath) {
   RegistryKey key(registry, "WhiteBlackLists\\Global\\" + policyPath, 197);
   if (!key) return false;
-  ValueTable head(kListSection, kListHead);
+  ValueTable head(kListSection);
+  head.add("active", VALUE_NUMBER);
+  for (MailList const& list : kLists) {
+    head.add(std::string("size_") + list.name, VALUE_NUMBER);
+  }
   if (!head.read(config)) {
     log_error(216, "read sizes of white and black lists from " + config.getname() + " failed.");
     return false;
   }
   bool complete = head.write(registry, key.get());
   if (!complete) log_error(221, "write sizes of white and black lists failed.");
+  std::size_t row = 0;
   for (MailList const& list : kLists) {
-    int const size = static_cast<int>(head.number(list.size_row));
+    int const size = static_cast<int>(head.number(++row));
     complete &= import_list(registry, key.get(), config, list, size);
   }
   return complete;
