@@ -1,0 +1,257 @@
+// The importers over whole exports, against what the exports' text says should be in the store.
+#include <gmock/gmock.h>
+
+#include <fstream>
+#include <functional>
+#include <set>
+
+#include "expected_store.h"
+#include "importers.h"
+#include "nvreg.h"
+#include "runlog.h"
+#include "scratch_home.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using testing::ElementsAreArray;
+using testing::IsEmpty;
+
+fs::path const kExample = EXAMPLE_FOLDER;
+
+// Reads a key with all that is below it.
+void read_key(_NvPolComHandle* key, std::string const& path, Store& store) {
+  int32_t status = 0;
+  std::vector<StoredValue>& values = store[path];
+  std::string name(NVREG_MAX_NAME + 1, '\0'), data(4096, '\0');
+  for (uint32_t i = 0;; ++i) {
+    uint32_t name_length = static_cast<uint32_t>(name.size());
+    uint32_t length = static_cast<uint32_t>(data.size());
+    _NvRegDataType type{};
+    nvreg_enumValue(key, i, name.data(), &name_length, &type,
+                    reinterpret_cast<unsigned char*>(data.data()), &length, &status);
+    if (status < 0) break;
+    values.push_back({name.substr(0, name_length), type, data.substr(0, length)});
+  }
+  EXPECT_EQ(status, NVREG_END_OF_LIST) << path;
+  for (uint32_t i = 0;; ++i) {
+    uint32_t length = static_cast<uint32_t>(name.size());
+    nvreg_enumSubkey(key, i, name.data(), &length, &status);
+    if (status < 0) break;
+    std::string const subkey = name.substr(0, length);
+    _NvPolComHandle* child = nvreg_openKey(key, subkey.c_str(), &status);
+    ASSERT_NE(child, nullptr) << path << ": " << subkey;
+    read_key(child, path.empty() ? subkey : path + "\\" + subkey, store);
+    nvreg_closeKey(child, &status);
+  }
+  EXPECT_EQ(status, NVREG_END_OF_LIST) << path;
+}
+
+// What differs between two stores, a line for each key.
+std::vector<std::string> differences(Store const& expected, Store const& actual) {
+  std::vector<std::string> found;
+  auto const describe = [](std::vector<StoredValue> const& values) {
+    std::string text;
+    for (StoredValue const& value : values)
+      text += "\n    " + value.name + " " + std::to_string(value.type) + " " +
+              std::to_string(value.bytes.size()) + " " +
+              testing::PrintToString(value.bytes.substr(0, 60));
+    return text;
+  };
+  for (auto const& [path, values] : expected) {
+    auto const other = actual.find(path);
+    if (other == actual.end())
+      found.push_back("missing " + path);
+    else if (other->second != values)
+      found.push_back(path + ": expected" + describe(values) + "\n  stored" +
+                      describe(other->second));
+  }
+  for (auto const& [path, values] : actual) {
+    if (!expected.contains(path)) found.push_back("unexpected " + path);
+  }
+  return found;
+}
+
+// Texts that an export can carry and that are easily spoilt on the way.
+std::vector<std::string> const kTexts = {
+    "",
+    "two\r\nlines\n",
+    "a=b=c",
+    ";;semi;colons;;",
+    "%s%n%d 100%",
+    "Grüße, 你好, Ω",
+    "latin-1 \xe9\xff\x80",
+    "  blanks, then a tab  \t",
+    "[not a section] # not a comment",
+    "2:not typed again",
+    std::string(2047, 'm'),
+    std::string(2048, 'n'),
+    std::string(5000, 'o'),
+};
+std::vector<std::string> const kLists = {
+    "",
+    ";;a;;b=c;",
+    "\xe9;ü;%s",
+    "just fits;" + std::string(2036, 'p'),
+    "one too many;" + std::string(2034, 'q'),
+    "short;" + std::string(5000, 'r') + ";never looked at",
+};
+std::vector<std::string> const kNumbers = {"0", "-1", "4294967295", "4294967301", "12 months", "x"};
+std::vector<std::string> const kIdentifiers = {"000102030405060708090a0b0c0d0e0f",
+                                               "fffefdfcfbfaf9f8f7f6f5f4f3f2f1f0"};
+
+// The second export has fewer of everything.
+std::map<std::string, std::string> const kFewer = {
+    {"actionFile.txt FileNum", "7"},
+    {"quarantine.txt FileNum", "1"},
+    {"globalPolicy.txt taskNum", "4"},
+    {"policies/head-office.txt subPolicyNum", "1"},
+    {"policies/cardiff.txt conditionNum", "1"},
+    {"policies/cardiff.txt inactiveNum", "0"},
+    {"tasks/antispam.txt BaselineDetectionRate", "-1"},
+    {"tasks/antispam-cardiff.txt BaselineDetectionRate", "5"},
+    {"xfilter.txt filterNum", "2"},
+    {"address.txt Num", "1"},
+    {"misc.txt SectionNum", "8"},
+};
+
+// What the log says about the example, and all that it says.
+std::vector<std::string> const kWarnings = {
+    "Warning: change archive folder to /opt/norva/zeva/queue/archive",
+    "\tfilter action: Archive the attachments",
+    "\toriginal path: /opt/norva/zeva/queue/archive",
+    "Warning: change quarantine area path to /opt/norva/zeva/queue/quarantine",
+    "\tquarantine area: Swyddfa Caerdydd – cwarantîn",
+    "\toriginal path: /opt/norva/zeva/queue/quarantine",
+    "",
+    "Warning [159]: Invalid BaselineDetectionRate (9), use default value.",
+    "Warning [154]: BaselineDetectionRate changed to 4, original is 1",
+};
+
+// Another value for a key, or the same where the value holds the export together.
+TypedText changed(std::string const& file, std::string const& key, TypedText const& value,
+                  size_t turn) {
+  static std::set<std::string> const kKept = {"filename", "hidden",     "KeyName",
+                                              "filter",   "actionType", "BaselineDetectionRate"};
+  static std::set<std::string> const kNames = {"name", "Name", "AreaName", "ValueName"};
+  if (auto const fewer = kFewer.find(file + " " + key); fewer != kFewer.end())
+    return {1, fewer->second};
+  if (key.starts_with("size_")) return {1, "0"};
+  if (kKept.contains(key) || key.ends_with("Num") || key.ends_with("num")) return value;
+  if (kNames.contains(key))
+    return {2, value.payload == "Mail" ? "Mail" : "50% größer=" + value.payload};
+  if (key == "address") return {2, ";;no at sign;ü=%s@x.example;;a@b@c;"};
+  std::vector<std::string> const& values = value.type == 1   ? kNumbers
+                                           : value.type == 2 ? kTexts
+                                           : value.type == 3 ? kLists
+                                                             : kIdentifiers;
+  return {value.type, values[turn % values.size()]};
+}
+
+void write_second_export(fs::path const& folder) {
+  size_t turn = 0;
+  fs::recursive_directory_iterator const folder_entries(kExample);
+  for (fs::path const& path : std::set<fs::path>(begin(folder_entries), end(folder_entries))) {
+    if (!fs::is_regular_file(path)) continue;
+    std::string const name = path.lexically_relative(kExample);
+    ExportFile file = read_export(path);
+    for (auto& [title, keys] : file) {
+      for (auto& [key, value] : keys) value = changed(name, key, value, turn++);
+    }
+    write_export(folder / name, file);
+  }
+}
+
+// Opens the store for one piece of work on its root key.
+void with_root(ScratchHome const& home, std::function<void(_NvPolComHandle*)> const& work) {
+  int32_t status = 0;
+  _NvPolComHandle* root = nullptr;
+  _NvPolComHandle* registry = nvreg_open(1, home.address().c_str(), &root, &status);
+  ASSERT_NE(registry, nullptr) << home.reports();
+  work(root);
+  nvreg_closeKey(root, &status);
+  nvreg_close(registry, &status);
+}
+
+Store read_store(ScratchHome const& home) {
+  Store store;
+  with_root(home, [&](_NvPolComHandle* root) { read_key(root, "", store); });
+  return store;
+}
+
+void put(_NvPolComHandle* root, std::string const& path, std::string const& name) {
+  int32_t status = 0;
+  _NvPolComHandle* key = nvreg_createKey(root, path.c_str(), &status);
+  nvreg_setValue(key, name.c_str(), NVREG_BINARY, nullptr, 0, &status);
+  EXPECT_EQ(status, 0) << path;
+  nvreg_closeKey(key, &status);
+}
+
+void import(fs::path const& folder, ScratchHome const& home) {
+  for (auto importer : {import_filter_action, import_config, import_policy, import_xfilter,
+                        import_addr_list, import_misc})
+    EXPECT_EQ(importer(folder.c_str(), home.address().c_str()), 0);
+}
+
+// Everything logged so far, without the bracketed heads of the lines.
+std::vector<std::string> logged(std::string const& log) {
+  std::vector<std::string> lines;
+  std::ifstream in(log);
+  for (std::string line; std::getline(in, line);) {
+    size_t const head = line.find("]:");
+    lines.push_back(head == std::string::npos ? line : line.substr(head + 2));
+  }
+  return lines;
+}
+
+}  // namespace
+
+// The pause after each address group.
+extern "C" unsigned __wrap_sleep(unsigned) {
+  return 0;
+}
+
+TEST(ExampleImport, ArrivesValueForValueAndTheNextExportReplacesIt) {
+  ScratchHome home;
+  home.start();
+  std::string const log = home.path() + "/migration.log";
+  SetDebugLogFileName(log.c_str());
+
+  // A store that has been in use: what an export replaces, beside what none touches.
+  with_root(home, [](_NvPolComHandle* root) {
+    for (std::string const path : {
+             "Other\\Product",
+             "WhiteBlackLists\\Global\\Old",
+             "WhiteBlackLists\\Local",
+             "XFilter",
+             "XFilter\\Old",
+             "registry\\config\\Classification\\0001\\0003\\QuarantineArea\\Old",
+             "registry\\config\\Classification\\0001\\0003\\Other",
+             "registry\\config\\Delivery",
+             "registry\\policy\\AddressList\\Old",
+             "registry\\policy\\Classification\\Old\\actions\\Old\\setting",
+             "registry\\policy\\Other",
+             "registry\\policy\\Rule\\Mail\\rules\\Old\\tasks\\Old",
+             "registry\\policy\\Rule\\Web",
+         })
+      put(root, path, "old");
+    put(root, "XFilter", "enable");
+    put(root, "registry\\config\\Delivery", "RetryMinutes");
+  });
+
+  Store expected = migrated(read_store(home), kExample);
+  import(kExample, home);
+  EXPECT_THAT(differences(expected, read_store(home)), IsEmpty());
+  EXPECT_THAT(logged(log), ElementsAreArray(kWarnings));
+
+  fs::path const second = home.path() + "/second";
+  write_second_export(second);
+  expected = migrated(expected, second);
+  import(second, home);
+  EXPECT_THAT(differences(expected, read_store(home)), IsEmpty());
+
+  home.stop();
+  home.start();
+  EXPECT_THAT(differences(expected, read_store(home)), IsEmpty()) << "after a restart";
+}
