@@ -1,0 +1,69 @@
+// The manual pages and the code know the same options, kinds of findings and results.
+
+#include <gmock/gmock.h>
+
+#include <fstream>
+#include <regex>
+#include <set>
+#include <sstream>
+
+#include "command.h"
+#include "report.h"
+
+namespace {
+
+using Names = std::set<std::string>;
+
+std::string read(std::string const& path) {
+  std::ostringstream text;
+  text << std::ifstream(SOURCE_FOLDER "/" + path).rdbuf();
+  EXPECT_NE(text.str(), "") << path;
+  return text.str();
+}
+
+std::string page(std::string const& name) {
+  return std::regex_replace(read("docs/man/" + name), std::regex(R"(\\-)"), "-");
+}
+
+Names all(std::string const& text, std::string const& pattern) {
+  std::regex const wanted(pattern);
+  Names names;
+  for (auto match = std::sregex_iterator(text.begin(), text.end(), wanted);
+       match != std::sregex_iterator(); ++match) {
+    names.insert((*match)[1]);
+  }
+  return names;
+}
+
+TEST(ManualPages, NameTheOptionsOfEachTool) {
+  for (std::string const program : {PACK, REGDUMP, REHEARSE}) {
+    std::string const name = program.substr(program.rfind('/') + 1);
+    auto const help = zeva::run_command({{program, "--help"}, "", {}});
+    ASSERT_EQ(help.exit_status, 0);
+    EXPECT_EQ(all(help.output, "(--[a-z]+)"), all(page(name + ".1"), "(--[a-z]+)")) << name;
+  }
+}
+
+TEST(ManualPages, NameTheKindsOfFindings) {
+  std::string text = page("zeva-rehearse.1");
+  text = text.substr(text.find(".SH FINDINGS"));
+  text = text.substr(0, text.find(".SH EXIT"));
+  Names documented = all(text, R"(\n\.TP\n\.B ([a-z-]+))");
+  documented.merge(all(text, R"(\\fB([a-z-]+))"));
+  std::string const code =
+      read("tools/rehearse/examine.cpp") + read("tools/rehearse/export_reader.cpp");
+  EXPECT_EQ(all(code, R"(report\(\s*"([a-z-]+)\")"), documented);
+}
+
+TEST(ManualPages, NameTheResults) {
+  Names const documented = all(page("zeva-migrate.8"), R"(\n(-?\d+):\()");
+  Names known;
+  for (int code = -128; code <= 0; ++code) {
+    if (zeva::describe_result(code).find("not known") == std::string::npos) {
+      known.insert(std::to_string(code));
+    }
+  }
+  EXPECT_EQ(known, documented);
+}
+
+}  // namespace
