@@ -11,7 +11,8 @@
  *
  * Handles are made by nvreg_open, nvreg_openKey and nvreg_createKey and belong to the caller, who
  * gives each back once. A key handle is a connection and a path: it stays valid when its key is
- * deleted (calls then answer NVREG_NOT_FOUND) and when its registry handle is closed first.
+ * deleted (calls then answer NVREG_NOT_FOUND) and when its registry handle is closed first. A
+ * registry handle and its keys are for one thread at a time.
  *
  * Paths are components joined by backslashes, relative to the key they are given with. Empty
  * components count for nothing, so "a\\\\b\\" is "a\\b", and an empty path is the key itself. Names
@@ -96,7 +97,7 @@ NVREG_API void nvreg_close(_NvPolComHandle* registry, int32_t* status);
 NVREG_API _NvPolComHandle* nvreg_openKey(_NvPolComHandle* parent, const char* path,
                                          int32_t* status);
 
-/* As nvreg_openKey, making the key and every key on the way to it that is missing. */
+/* As nvreg_openKey, making the key and every key on the way from parent to it that is missing. */
 NVREG_API _NvPolComHandle* nvreg_createKey(_NvPolComHandle* parent, const char* path,
                                            int32_t* status);
 
@@ -107,10 +108,11 @@ NVREG_API void nvreg_closeKey(_NvPolComHandle* key, int32_t* status);
  * parent itself, is NVREG_BAD_ARGUMENT. */
 NVREG_API void nvreg_deleteKey(_NvPolComHandle* parent, const char* path, int32_t* status);
 
+/* Deletes a value; NVREG_NOT_FOUND when the key has none of that name. */
 NVREG_API void nvreg_deleteValue(_NvPolComHandle* key, const char* name, int32_t* status);
 
 /* Stores a value under a name, replacing type and data of one that exists. length is in bytes;
- * data may be null when it is 0. */
+ * data may be null when it is 0. The data is in the store's log when the call is back. */
 NVREG_API void nvreg_setValue(_NvPolComHandle* key, const char* name, _NvRegDataType type,
                               const unsigned char* data, uint32_t length, int32_t* status);
 

@@ -118,6 +118,12 @@ struct Output {
   }
 };
 
+bool take_type(Answer const& answer, _NvRegDataType* type) {
+  if (answer.type() > NVREG_MULTISTRING) return false;
+  *type = static_cast<_NvRegDataType>(answer.type());
+  return true;
+}
+
 int32_t deliver(std::initializer_list<std::pair<Output, std::string const*>> results) {
   bool fit = true;
   for (auto& [output, text] : results) fit = fit && output.fits(*text);
@@ -220,7 +226,7 @@ void nvreg_queryValue(_NvPolComHandle* key, const char* name, _NvRegDataType* ty
     Answer answer;
     int32_t answered = key->connection->call(call, answer);
     if (answered < 0) return answered;
-    *type = static_cast<_NvRegDataType>(answer.type());
+    if (!take_type(answer, type)) return NVREG_MALFORMED;
     return deliver({{out, &answer.data()}});
   });
 }
@@ -249,7 +255,7 @@ void nvreg_enumValue(_NvPolComHandle* key, uint32_t index, char* name, uint32_t*
     Answer answer;
     int32_t answered = key->connection->call(call, answer);
     if (answered < 0) return answered;
-    *type = static_cast<_NvRegDataType>(answer.type());
+    if (!take_type(answer, type)) return NVREG_MALFORMED;
     return deliver({{name_out, &answer.name()}, {data_out, &answer.data()}});
   });
 }

@@ -31,8 +31,8 @@ struct Snapshot {
 Snapshot read(File const& file) {
   Snapshot snapshot;
   auto root = std::make_unique<Key>();
-  if (file.error != 0) {
-    snapshot.why = file.missing() ? "it is missing" : strerror(file.error);
+  if (file.missing()) {
+    snapshot.why = "it is missing";
   } else if (read_snapshot(file.bytes, *root, snapshot.generation, snapshot.why)) {
     snapshot.root = std::move(root);
   }
@@ -46,9 +46,8 @@ void note_damage(LoadedStore& store, File const& file, std::string const& what) 
 
 void replay(LoadedStore& store, File const& log, uint64_t generation) {
   uint64_t of_log;
-  if (log.error != 0) {
-    std::string why = log.missing() ? "it is missing" : strerror(log.error);
-    note_damage(store, log, why + "; changes since the snapshot, if any, are lost");
+  if (log.missing()) {
+    note_damage(store, log, "it is missing; changes since the snapshot, if any, are lost");
     return;
   }
   if (!read_log_header(log.bytes, of_log)) {
@@ -89,8 +88,16 @@ LoadedStore load_store(std::string const& config) {
   // that the log read here has.
   File log(config + kLogFile);
   File file(config + kSnapshotFile);
-  Snapshot snapshot = read(file);
   File backup(config + kBackupFile);
+  // What stands there and cannot be read may be good: nothing is guessed in its place.
+  for (File const* each : {&log, &file, &backup}) {
+    if (each->error == 0 || each->missing()) continue;
+    bool no_file = each->error == EINVAL || each->error == ELOOP;
+    store.failure =
+        each->path + ": " + (no_file ? "it is not a regular file" : strerror(each->error));
+    return store;
+  }
+  Snapshot snapshot = read(file);
   Snapshot before = read(backup);
 
   store.snapshot_is_whole = snapshot.root != nullptr;
@@ -100,7 +107,7 @@ LoadedStore load_store(std::string const& config) {
     return store;
   }
   if (!snapshot.root) note_damage(store, file, snapshot.why + "; the snapshot before it is used");
-  if (snapshot.root && backup.error == 0 && !before.root) note_damage(store, backup, before.why);
+  if (snapshot.root && !backup.missing() && !before.root) note_damage(store, backup, before.why);
   Snapshot& used = snapshot.root ? snapshot : before;
   store.root = std::move(used.root);
   replay(store, log, used.generation);

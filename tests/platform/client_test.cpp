@@ -1,3 +1,4 @@
+// What a caller of the C interface relies on, against the real server.
 #include <gtest/gtest.h>
 
 #include "nvreg.h"
@@ -6,19 +7,158 @@
 
 namespace {
 
-TEST(Client, FindsTheFactoryPolicyAndKeepsWhatItIsTold) {
-  ScratchHome home;
-  home.start();
-  {
-    RegistryClient client(home.address());
-    EXPECT_EQ(client.query("registry\\config", "ProcessErrorCls"), std::string("Quarantine\0", 11));
-    EXPECT_EQ(client.create("a\\\\b\\"), NVREG_OK);
-    EXPECT_EQ(client.set("a\\b", "", NVREG_BINARY, "x"), NVREG_OK);
+using std::string_literals::operator""s;
+
+class Client : public testing::Test {
+ protected:
+  Client() { home_.start(); }
+  ScratchHome home_;
+};
+
+TEST_F(Client, FindsTheFactoryPolicy) {
+  RegistryClient client(home_.address());
+  EXPECT_EQ(client.query("registry\\config", "ProcessErrorCls"), "Quarantine\0"s);
+  EXPECT_EQ(client.query("registry\\policy\\Rule\\Mail", "displayName"), "Global policy\0"s);
+  for (char const* key :
+       {"registry\\policy\\Rule\\Mail\\rules", "WhiteBlackLists\\Global",
+        "registry\\config\\Classification\\0001\\0003\\QuarantineArea\\Default",
+        "registry\\policy\\Classification\\Quarantine\\actions\\Quarantine\\setting",
+        "registry\\policy\\\\AddressList\\Administrators"})
+    EXPECT_EQ(client.on_key(key, [](auto*, auto*) {}), NVREG_OK) << key;
+}
+
+TEST_F(Client, CeilingsHoldAtTheByte) {
+  RegistryClient client(home_.address());
+  std::string const name(NVREG_MAX_NAME, 'n');
+  std::string const value(NVREG_MAX_VALUE, 'v');
+  std::string path(NVREG_MAX_PATH, 'x');
+  for (size_t i = 1; i + 1 < path.size(); i += 2) path[i] = '\\';
+
+  EXPECT_EQ(client.create(name), NVREG_OK);
+  EXPECT_EQ(client.create(name + "n"), NVREG_NAME_TOO_LONG);
+  EXPECT_EQ(client.set(name, name, NVREG_BINARY, value), NVREG_OK);
+  EXPECT_EQ(client.set(name, name + "n", NVREG_BINARY, ""), NVREG_NAME_TOO_LONG);
+  EXPECT_EQ(client.set(name, "", NVREG_BINARY, value + "v"), NVREG_VALUE_TOO_LONG);
+  EXPECT_EQ(client.create(path), NVREG_OK);
+  EXPECT_EQ(client.create(path + "x"), NVREG_PATH_TOO_LONG);
+  EXPECT_EQ(client.set(path, name, NVREG_BINARY, value), NVREG_OK) << "all at once";
+  EXPECT_EQ(client.create(std::string(5 << 20, '\\') + "slack"), NVREG_OK);
+
+  // Half a million keys one below the other, read back from the log, then from the snapshot.
+  for (int start = 0; start < 2; ++start) {
+    home_.kill();
+    home_.start();
+    RegistryClient again(home_.address());
+    EXPECT_TRUE(again.query(path, name) == value);
+    EXPECT_TRUE(again.query(name, name) == value);
+    EXPECT_EQ(again.create("x\\here"), NVREG_OK);
+    EXPECT_EQ(again.erase(start == 0 ? "x\\here" : "x"), NVREG_OK);
   }
-  home.kill();
-  home.start();
-  RegistryClient client(home.address());
-  EXPECT_EQ(client.query("a\\b", ""), "x");
+}
+
+TEST_F(Client, RefusesWhatIsNoValue) {
+  RegistryClient client(home_.address());
+  struct {
+    char const* name;
+    _NvRegDataType type;
+    std::string data;
+    int32_t status;
+  } const cases[] = {{"", NVREG_DWORD, "1234", NVREG_OK},
+                     {"", NVREG_DWORD, "123", NVREG_BAD_ARGUMENT},
+                     {"", NVREG_DWORD, "12345", NVREG_BAD_ARGUMENT},
+                     {"a\\b", NVREG_STRING, "", NVREG_BAD_NAME}};
+  for (auto& [name, type, data, status] : cases)
+    EXPECT_EQ(client.set("registry", name, type, data), status)
+        << name << " " << type << " " << data;
+}
+
+TEST_F(Client, TellsLengthsAndWritesOnlyWhatFits) {
+  RegistryClient client(home_.address());
+  ASSERT_EQ(client.create("k\\name"), NVREG_OK);
+  ASSERT_EQ(client.set("k", "value", NVREG_BINARY, "12345678"), NVREG_OK);
+  struct {
+    uint32_t name, data;
+    bool fits;
+  } const cases[] = {{6, 8, true}, {5, 8, false}, {6, 7, false}, {0, 0, false}};
+  for (auto& room : cases)
+    client.on_key("k", [&](_NvPolComHandle* key, int32_t* status) {
+      char name[] = "........";
+      unsigned char data[] = "........";
+      uint32_t name_length = room.name;
+      uint32_t length = room.data;
+      _NvRegDataType type = NVREG_DWORD;
+      nvreg_enumValue(key, 0, name, &name_length, &type, data, &length, status);
+      EXPECT_EQ(*status, room.fits ? NVREG_OK : NVREG_BUFFER_TOO_SMALL);
+      EXPECT_EQ(name_length, 5u);
+      EXPECT_EQ(length, 8u);
+      EXPECT_EQ(type, NVREG_BINARY);
+      EXPECT_STREQ(name, room.fits ? "value" : "........");
+      EXPECT_STREQ(reinterpret_cast<char*>(data), room.fits ? "12345678" : "........");
+
+      name_length = room.name - (room.name > 0);
+      nvreg_enumSubkey(key, 0, name, &name_length, status);
+      EXPECT_EQ(*status, room.name > 5 ? NVREG_OK : NVREG_BUFFER_TOO_SMALL);
+      EXPECT_EQ(name_length, 4u);
+    });
+}
+
+TEST_F(Client, KeyHandlesOutliveTheirKeyAndTheirRegistry) {
+  int32_t status;
+  _NvPolComHandle* root;
+  _NvPolComHandle* registry = nvreg_open(1, home_.address().c_str(), &root, &status);
+  _NvPolComHandle* key = nvreg_createKey(root, "a\\b", &status);
+  nvreg_closeKey(root, &status);
+  nvreg_close(registry, &status);
+  EXPECT_EQ(status, NVREG_OK);
+  nvreg_setValue(key, "v", NVREG_STRING, nullptr, 0, &status);
+  EXPECT_EQ(status, NVREG_OK);
+
+  RegistryClient other(home_.address());
+  ASSERT_EQ(other.erase("a"), NVREG_OK);
+  nvreg_setValue(key, "v", NVREG_STRING, nullptr, 0, &status);
+  EXPECT_EQ(status, NVREG_NOT_FOUND);
+  EXPECT_EQ(nvreg_createKey(key, "c", &status), nullptr);
+  EXPECT_EQ(status, NVREG_NOT_FOUND) << "a deleted key does not come back by accident";
+  ASSERT_EQ(other.create("a\\b"), NVREG_OK);
+  nvreg_setValue(key, "v", NVREG_STRING, nullptr, 0, &status);
+  EXPECT_EQ(status, NVREG_OK);
+  nvreg_closeKey(key, &status);
+}
+
+TEST_F(Client, OpenSaysWhyNot) {
+  auto opened = [](int32_t mode, std::string const& address) {
+    int32_t status;
+    _NvPolComHandle* root = nullptr;
+    EXPECT_EQ(nvreg_open(mode, address.c_str(), &root, &status), nullptr);
+    EXPECT_EQ(root, nullptr);
+    return status;
+  };
+  EXPECT_EQ(opened(0, home_.address()), NVREG_BAD_ARGUMENT);
+  for (char const* address : {"", "5069", "ZEVA:", "ZEVA:0", "ZEVA:-1", "ZEVA:65536", "ZEVA:5069 "})
+    EXPECT_EQ(opened(1, address), NVREG_BAD_ARGUMENT) << address;
+
+  RegistryClient client(home_.address());
+  home_.kill();
+  EXPECT_EQ(opened(1, home_.address()), NVREG_NO_SERVER);
+  EXPECT_EQ(client.create("a"), NVREG_NO_SERVER) << "and no signal ends the process";
+  EXPECT_EQ(client.refresh(), NVREG_NO_SERVER);
+}
+
+TEST_F(Client, WrongHandlesAreRefused) {
+  int32_t status;
+  _NvPolComHandle* root;
+  _NvPolComHandle* registry = nvreg_open(1, home_.address().c_str(), &root, &status);
+  for (_NvPolComHandle* not_a_key : {registry, static_cast<_NvPolComHandle*>(nullptr)}) {
+    EXPECT_EQ(nvreg_openKey(not_a_key, "registry", &status), nullptr);
+    EXPECT_EQ(status, NVREG_BAD_ARGUMENT);
+    nvreg_closeKey(not_a_key, &status);
+    EXPECT_EQ(status, NVREG_BAD_ARGUMENT);
+  }
+  nvreg_refresh(root, &status);
+  EXPECT_EQ(status, NVREG_BAD_ARGUMENT);
+  nvreg_closeKey(root, &status);
+  nvreg_close(registry, &status);
+  EXPECT_EQ(status, NVREG_OK);
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 #include "scratch_home.h"
 
-#include <fcntl.h>
+#include <errno.h>
 #include <netinet/in.h>
 #include <signal.h>
 #include <stdlib.h>
@@ -85,7 +85,6 @@ bool ScratchHome::try_start() {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent) _exit(1);
     setenv("ZEVA_HOME", path_.c_str(), 1);
-    dup2(open("/dev/null", O_RDWR), STDERR_FILENO);
     execl(REGSERVER_PROGRAM, "regserver", nullptr);
     _exit(127);
   }
@@ -104,16 +103,21 @@ bool ScratchHome::wait_until_ready() {
   return true;
 }
 
-void ScratchHome::end(int signal) {
-  if (server_ == 0) return;
+int ScratchHome::end(int signal) {
+  int status = 0;
+  if (server_ == 0) return status;
   ::kill(server_, signal);
-  while (waitpid(server_, nullptr, 0) < 0 && errno == EINTR) continue;
+  while (waitpid(server_, &status, 0) < 0 && errno == EINTR) continue;
   server_ = 0;
+  return status;
 }
 
 void ScratchHome::stop() {
-  end(SIGTERM);
+  int const status = end(SIGTERM);
+  if (status != 0)
+    throw std::runtime_error("regserver ended with status " + std::to_string(status));
 }
+
 void ScratchHome::kill() {
   end(SIGKILL);
 }

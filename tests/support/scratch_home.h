@@ -29,6 +29,7 @@ class ScratchHome {
   [[nodiscard]] bool try_start();
 
   // Ends the server by SIGTERM or SIGKILL and waits until it is gone; nothing when none runs.
+  // stop() throws when the server did not end well.
   void stop();
   void kill();
 
@@ -48,7 +49,7 @@ class ScratchHome {
  private:
   void take_port();
   [[nodiscard]] bool wait_until_ready();
-  void end(int signal);
+  int end(int signal);
 
   std::string path_;
   int port_ = 0;

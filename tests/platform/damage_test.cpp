@@ -1,0 +1,356 @@
+// Damage of every kind to the store's files, and how much must survive it.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <random>
+
+#include "files.h"
+#include "loader.h"
+#include "nvreg.h"
+#include "redolog.h"
+#include "registry_text.h"
+#include "snapshot.h"
+#include "store.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using std::string_literals::operator""s;
+
+zeva::wire::Call create(std::string const& path) {
+  zeva::wire::Call call;
+  call.set_action(zeva::wire::CREATE_KEY);
+  call.set_path(path);
+  return call;
+}
+
+std::string names(zeva::Key const& root) {
+  std::string text;
+  for (size_t i = 0; i < root.subkeys.size(); ++i) text += root.subkeys[i].name;
+  return text;
+}
+
+class Damage : public testing::Test {
+ protected:
+  void SetUp() override {
+    char folder[] = "/tmp/zeva-store-XXXXXX";
+    ASSERT_TRUE(mkdtemp(folder));
+    folder_ = folder;
+  }
+  void TearDown() override { fs::remove_all(folder_); }
+
+  std::string path(std::string const& name) const { return folder_ + "/" + name; }
+  std::string read(std::string const& name) const {
+    std::string bytes;
+    EXPECT_EQ(zeva::read_file(path(name), bytes), 0) << name;
+    return bytes;
+  }
+  void write(std::string const& name, std::string const& bytes) const {
+    EXPECT_EQ(zeva::write_new_file(path(name), bytes), 0) << name;
+  }
+
+  std::unique_ptr<zeva::Store> open() {
+    notes_.clear();
+    why_.clear();
+    return zeva::Store::open(folder_, notes_, why_);
+  }
+
+  // Keys a, b and c in the snapshot, d, e and f in the log, x alone in the snapshot before.
+  void make_store() {
+    for (auto const& entry : fs::directory_iterator(folder_)) fs::remove_all(entry);
+    write("factory.xml", "<store version='1' generation='0'><key name='x'/></store>");
+    for (char const* keys : {"abc", "def"}) {
+      auto store = open();
+      ASSERT_TRUE(store) << why_;
+      EXPECT_TRUE(notes_.empty());
+      for (char const* key = keys; *key; ++key)
+        ASSERT_EQ(store->change(create(std::string(1, *key))), NVREG_OK);
+    }
+  }
+
+  std::vector<std::pair<std::string, std::string>> files() const {
+    std::vector<std::pair<std::string, std::string>> all;
+    for (auto const& entry : fs::directory_iterator(folder_))
+      if (fs::is_regular_file(entry.symlink_status()))
+        all.emplace_back(entry.path(), read(entry.path().filename()));
+    std::sort(all.begin(), all.end());
+    return all;
+  }
+
+  std::string folder_;
+  std::vector<std::string> notes_;
+  std::string why_;
+};
+
+constexpr char kXml[] = "cFlt_db.xml";
+constexpr char kLog[] = "cFlt_db.xml.redo";
+constexpr char kBak[] = "cFlt_db.xml.bak";
+constexpr size_t kLogHeader = 20;
+constexpr size_t kRecord = 8 + 5;  // of a change that creates a key with a name of one letter
+
+TEST_F(Damage, CostsWhatItMustAndIsTold) {
+  auto edit = [&](char const* name, std::function<void(std::string&)> change) {
+    std::string bytes = read(name);
+    change(bytes);
+    write(name, bytes);
+  };
+  auto flip = [](size_t place) { return [=](std::string& bytes) { bytes.at(place) ^= 1; }; };
+  auto cut = [](size_t place) { return [=](std::string& bytes) { bytes.resize(place); }; };
+  auto append = [](std::string const& more) { return [=](std::string& bytes) { bytes += more; }; };
+  size_t const log_end = kLogHeader + 3 * kRecord;
+
+  struct {
+    char const* damage;
+    std::function<void()> make;
+    char const* survives;  // null: nothing may be guessed, the store is not opened
+    size_t notes;          // how many files an administrator hears of
+  } const cases[] = {
+      {"none", [] {}, "xabcdef", 0},
+      {"log torn in its last record", [&] { edit(kLog, cut(log_end - 1)); }, "xabcde", 1},
+      {"log torn in a record's length", [&] { edit(kLog, cut(kLogHeader + 2)); }, "xabc", 1},
+      {"log's last byte flipped", [&] { edit(kLog, flip(log_end - 1)); }, "xabcde", 1},
+      {"log's second record flipped", [&] { edit(kLog, flip(kLogHeader + kRecord + 9)); }, "xabcd",
+       1},
+      {"log's second checksum flipped", [&] { edit(kLog, flip(kLogHeader + kRecord + 5)); },
+       "xabcd", 1},
+      {"log's second length of 4 GiB",
+       [&] {
+         edit(kLog, [](std::string& bytes) {
+           bytes.replace(kLogHeader + kRecord, 4, "\xff\xff\xff\xff");
+         });
+       },
+       "xabcd", 1},
+      {"log with a record twice",
+       [&] { edit(kLog, [](std::string& bytes) { bytes += bytes.substr(kLogHeader, kRecord); }); },
+       "xabcdef", 1},
+      {"log with zeros behind it", [&] { edit(kLog, append(std::string(4096, '\0'))); }, "xabcdef",
+       1},
+      {"log with letters behind it", [&] { edit(kLog, append("garbage")); }, "xabcdef", 1},
+      {"log's generation flipped", [&] { edit(kLog, flip(9)); }, "xabc", 1},
+      {"log empty", [&] { write(kLog, ""); }, "xabc", 1},
+      {"log missing", [&] { fs::remove(path(kLog)); }, "xabc", 1},
+      {"log of the snapshot before", [&] { write(kLog, zeva::empty_log(1)); }, "xabc", 0},
+      {"log of a snapshot to come", [&] { write(kLog, zeva::empty_log(9)); }, "xabc", 1},
+      {"snapshot in place, log not yet",
+       [&] {
+         std::string log = read(kLog);
+         open();
+         write(kLog, log);
+       },
+       "xabcdef", 0},
+      {"new files not yet in place",
+       [&] {
+         write(kXml + ".new"s, "<store");
+         write(kLog + ".new"s, "ZE");
+         write(kBak + ".new"s, "");
+       },
+       "xabcdef", 0},
+      {"snapshot cut", [&] { edit(kXml, cut(100)); }, "x", 2},
+      {"snapshot's letter flipped", [&] { edit(kXml, flip(read(kXml).find("\"b\"") + 1)); }, "x",
+       2},
+      {"snapshot's checksum flipped", [&] { edit(kXml, flip(read(kXml).size() - 6)); }, "x", 2},
+      {"snapshot with more behind it", [&] { edit(kXml, append("<")); }, "x", 2},
+      {"snapshot empty", [&] { write(kXml, ""); }, "x", 2},
+      {"snapshot missing", [&] { fs::remove(path(kXml)); }, "x", 2},
+      {"snapshot before damaged", [&] { write(kBak, "<"); }, "xabcdef", 1},
+      {"snapshot before missing", [&] { fs::remove(path(kBak)); }, "xabcdef", 0},
+      {"both snapshots damaged",
+       [&] {
+         write(kXml, "<");
+         write(kBak, "");
+       },
+       nullptr, 0},
+      {"both snapshots missing",
+       [&] {
+         fs::remove(path(kXml));
+         fs::remove(path(kBak));
+       },
+       nullptr, 0},
+      {"a folder for a snapshot",
+       [&] {
+         fs::remove(path(kXml));
+         fs::create_directory(path(kXml));
+       },
+       nullptr, 0},
+      {"a link for a log",
+       [&] {
+         fs::rename(path(kLog), path("log"));
+         fs::create_symlink("log", path(kLog));
+       },
+       nullptr, 0},
+      {"all three missing",
+       [&] {
+         for (auto* name : {kXml, kLog, kBak}) fs::remove(path(name));
+       },
+       "x", 0},
+      {"all three missing, factory damaged",
+       [&] {
+         for (auto* name : {kXml, kLog, kBak}) fs::remove(path(name));
+         write("factory.xml", "<");
+       },
+       nullptr, 0},
+  };
+  for (auto& [damage, make, survives, notes] : cases) {
+    SCOPED_TRACE(damage);
+    make_store();
+    make();
+    auto const before = files();
+    zeva::LoadedStore loaded = zeva::load_store(folder_);
+    EXPECT_EQ(files(), before) << "reading changes no byte";
+    EXPECT_EQ(loaded.notes.size(), notes);
+    std::vector<std::string> damaged = loaded.damaged;
+
+    auto store = open();
+    if (!survives) {
+      EXPECT_FALSE(store);
+      EXPECT_FALSE(why_.empty());
+      EXPECT_EQ(files(), before) << "nothing is overwritten";
+      continue;
+    }
+    ASSERT_TRUE(store) << why_;
+    EXPECT_EQ(names(store->root()), survives);
+    if (loaded.root) {
+      EXPECT_EQ(names(*loaded.root), survives);
+    }
+    for (auto& [file, bytes] : before) {
+      if (std::find(damaged.begin(), damaged.end(), file) == damaged.end()) continue;
+      EXPECT_EQ(read(fs::path(file + ".damaged-1").filename()), bytes) << "kept aside";
+    }
+    for (auto* name : {kXml, kLog, kBak}) EXPECT_TRUE(fs::is_regular_file(path(name))) << name;
+    ASSERT_EQ(store->change(create("z")), NVREG_OK);
+    store.reset();
+    store = open();
+    ASSERT_TRUE(store) << why_;
+    EXPECT_EQ(names(store->root()), survives + "z"s) << "whole from here on";
+    EXPECT_TRUE(notes_.empty());
+  }
+}
+
+TEST_F(Damage, ALogCutAnywhereOpensToAPrefix) {
+  make_store();
+  std::string const log = read(kLog);
+  for (size_t length = kLogHeader; length <= log.size(); ++length) {
+    write(kLog, log.substr(0, length));
+    EXPECT_EQ(names(*zeva::load_store(folder_).root),
+              "xabcdef"s.substr(0, 4 + (length - kLogHeader) / kRecord));
+  }
+}
+
+TEST_F(Damage, ASecondServerMayNotHaveTheStore) {
+  make_store();
+  auto store = open();
+  auto const before = files();
+  EXPECT_FALSE(open());
+  EXPECT_EQ(files(), before);
+}
+
+// A full disk is a limit on the size of files here.
+TEST_F(Damage, AChangeThatCannotBeWrittenLeavesNothing) {
+  make_store();
+  auto store = open();
+  ASSERT_TRUE(store);
+  zeva::wire::Call big;
+  big.set_action(zeva::wire::SET_VALUE);
+  big.set_type(NVREG_BINARY);
+  big.set_data(std::string(100000, 'x'));
+  signal(SIGXFSZ, SIG_IGN);
+  rlimit before;
+  getrlimit(RLIMIT_FSIZE, &before);
+  rlimit const small{50000, before.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &small);
+  EXPECT_EQ(store->change(big), NVREG_STORE_WRITE);
+  setrlimit(RLIMIT_FSIZE, &before);
+  EXPECT_EQ(store->root().values.size(), 0u);
+  EXPECT_EQ(store->change(create("g")), NVREG_OK) << "the disk has room again";
+  EXPECT_EQ(names(*zeva::load_store(folder_).root), "xabcdefg");
+}
+
+TEST_F(Damage, ASnapshotByHandIsReadOrItsLineNamed) {
+  std::string const open = "<store version='1' generation='0'>\n";
+  struct {
+    std::string body, result;
+  } const cases[] = {
+      {"<key name='a'><value name='v' type='string'>t</value></key><key name='b'/>", "ab"},
+      {"<!-- note -->\n<key name-hex='C3bc'/>", "\xc3\xbc"},
+      {"<value name='' type='multistring'><text>a</text></value>", ""},
+      {"\n<key/>", "line 3: one of the attributes name and name-hex is needed"},
+      {"\n\n<key name=''/>", "line 4: a key needs a name"},
+      {"<key name='a'/>\n<key name='a'/>", "line 3: two keys of this name"},
+      {"<key name='a\\b'/>", "line 2: a name is too long or holds a NUL or a backslash"},
+      {"<key name='a' color='red'/>", "line 2: an unknown attribute"},
+      {"<key name-hex='0'/>", "line 2: the attribute name-hex holds no bytes in hex"},
+      {"<key name-hex='00'/>", "line 2: a name is too long or holds a NUL or a backslash"},
+      {"<kye name='a'/>", "line 2: only keys and values may stand here"},
+      {"<key name='a'>text</key>", "line 2: only keys and values may stand here"},
+      {"<value name='v'/>", "line 2: the type is dword, string, binary or multistring"},
+      {"<value name='v' type='dword'>4294967296</value>",
+       "line 2: a dword is a decimal number from 0 to 4294967295"},
+      {"<value name='v' type='dword' hex='00'/>", "line 2: a value is too long or not of its type"},
+      {"<value name='v' type='binary'>00</value>",
+       "line 2: a binary value needs the attribute hex"},
+      {"<key name='a'>", "line 3: Start-end tags mismatch"},
+  };
+  for (auto& [body, result] : cases) {
+    zeva::Key root;
+    uint64_t generation;
+    std::string why;
+    bool good = zeva::read_snapshot(open + body + "\n</store>", root, generation, why);
+    EXPECT_EQ(good ? names(root) : why, result) << body;
+  }
+}
+
+// Damage that nobody thought of: no crash, and whatever counts is right.
+TEST_F(Damage, RandomDamageNeverCrashesOrInvents) {
+  unsigned const seed = std::random_device()();
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  std::mt19937 random(seed);
+  auto spoil = [&](std::string bytes) {
+    for (size_t count = random() % 4 + 1; count > 0; --count) {
+      size_t const place = random() % bytes.size();
+      if (random() % 4 == 0)
+        bytes.resize(place + 1);
+      else if (random() % 4 == 0)
+        bytes.insert(place, bytes.substr(random() % bytes.size(), random() % 40));
+      else
+        bytes[place] = static_cast<char>(random());
+    }
+    return bytes;
+  };
+  make_store();
+  std::string const log = read(kLog);
+  zeva::Key sample;
+  uint64_t generation;
+  std::string why;
+  ASSERT_TRUE(zeva::read_snapshot(
+      "<store version='1' generation='0'><key name='a'><value name='v' "
+      "type='string'>t</value><value "
+      "name-hex='01' type='multistring'><text>a</text><text>b</text></value><key name='b'/><value "
+      "name='d' type='dword'>7</value></key><value name='h' type='binary' hex='00ff'/></store>",
+      sample, generation, why))
+      << why;
+  std::string snapshot = zeva::write_snapshot(sample, 1);
+  snapshot.erase(snapshot.find("<!-- crc32"));
+
+  size_t accepted = 0;
+  for (int i = 0; i < 20000; ++i) {
+    zeva::Key replayed;
+    std::string bytes = spoil(log);
+    if (zeva::read_log_header(bytes, generation)) {
+      (void)zeva::replay_log(bytes, replayed);
+      ASSERT_EQ("def"s.compare(0, replayed.subkeys.size(), names(replayed)), 0);
+    }
+    zeva::Key root;
+    if (!zeva::read_snapshot(spoil(snapshot), root, generation, why)) continue;
+    ++accepted;
+    zeva::Key again;
+    ASSERT_TRUE(zeva::read_snapshot(zeva::write_snapshot(root, 1), again, generation, why)) << why;
+    ASSERT_EQ(registry_text(again), registry_text(root));
+  }
+  EXPECT_GT(accepted, 100u) << "the damage is such that some of it goes unnoticed";
+}
+
+}  // namespace

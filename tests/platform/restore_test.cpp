@@ -1,0 +1,113 @@
+// The migration's way with the store: plain copies of three files while the server runs, put back
+// over the running server's on a failure, the server stopped after that.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "files.h"
+#include "loader.h"
+#include "nvreg.h"
+#include "registry_client.h"
+#include "registry_text.h"
+#include "scratch_home.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class Restore : public testing::Test {
+ protected:
+  Restore() { home_.start(); }
+
+  void copy(std::string const& from, std::string const& to) {
+    for (char const* name : {"cFlt_db.xml", "cFlt_db.xml.redo", "cFlt_db.xml.bak"}) {
+      std::string const command = "cp -pf '" + from + "/" + name + "' '" + to + "/" + name + "'";
+      ASSERT_EQ(system(command.c_str()), 0) << command;
+    }
+  }
+  void back_up() {
+    fs::create_directory(backup_);
+    copy(config_, backup_);
+  }
+  void restore() { copy(backup_, config_); }
+
+  std::string restarted() {
+    home_.stop();
+    zeva::LoadedStore loaded = zeva::load_store(config_);
+    EXPECT_TRUE(loaded.root) << loaded.failure;
+    home_.start();
+    RegistryClient client(home_.address());
+    std::string text = registry_text(client);
+    EXPECT_EQ(registry_text(*loaded.root), text);
+    return text;
+  }
+
+  // Big enough for a refresh to write a snapshot.
+  static void outgrow_the_log(RegistryClient& client) {
+    for (int i = 0; i < 6; ++i)
+      ASSERT_EQ(client.set("registry", std::to_string(i), NVREG_BINARY, std::string(1 << 20, 'x')),
+                NVREG_OK);
+  }
+
+  ScratchHome home_;
+  std::string const config_ = home_.path() + "/config";
+  std::string const backup_ = config_ + "/backup";
+};
+
+TEST_F(Restore, BringsBackExactlyWhatWasThere) {
+  for (bool with_snapshot : {false, true}) {
+    std::string before;
+    {
+      RegistryClient client(home_.address());
+      ASSERT_EQ(client.create("kept"), NVREG_OK);
+      before = registry_text(client);
+      back_up();
+      ASSERT_EQ(client.erase("registry\\policy"), NVREG_OK);
+      if (with_snapshot) outgrow_the_log(client);
+      ASSERT_EQ(client.refresh(), NVREG_OK);
+      ASSERT_EQ(client.create("more"), NVREG_OK);
+      restore();
+    }
+    EXPECT_EQ(restarted(), before) << with_snapshot;
+  }
+}
+
+TEST_F(Restore, AClientThatGoesOnCannotSpoilIt) {
+  for (bool with_snapshot : {false, true}) {
+    RegistryClient client(home_.address());
+    std::string const before = registry_text(client);
+    back_up();
+    outgrow_the_log(client);
+    if (with_snapshot) {
+      ASSERT_EQ(client.refresh(), NVREG_OK);
+    }
+    restore();
+    EXPECT_EQ(client.create("stray"), NVREG_STORE_DAMAGED);
+    EXPECT_EQ(client.refresh(), NVREG_STORE_DAMAGED);
+    EXPECT_EQ(client.on_key("registry", [](auto*, auto*) {}), NVREG_OK) << "reading goes on";
+    EXPECT_EQ(restarted(), before) << with_snapshot;
+  }
+}
+
+// Should a change reach the file all the same, right after the copying, it counts for nothing.
+TEST_F(Restore, AStrayRecordIsHarmless) {
+  RegistryClient client(home_.address());
+  std::string const log = home_.config("cFlt_db.xml.redo");
+  ASSERT_EQ(client.create("one"), NVREG_OK);
+  std::string const before = registry_text(client);
+  back_up();
+  auto const size = fs::file_size(log);
+  ASSERT_EQ(client.create("two"), NVREG_OK);
+  auto const middle = fs::file_size(log);
+  ASSERT_EQ(client.create("three"), NVREG_OK);
+  std::string bytes;
+  ASSERT_EQ(zeva::read_file(log, bytes), 0);
+  restore();
+  ASSERT_EQ(fs::file_size(log), size);
+  std::ofstream(log, std::ios::app | std::ios::binary) << bytes.substr(middle);
+  EXPECT_EQ(restarted(), before);
+}
+
+}  // namespace

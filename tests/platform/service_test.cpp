@@ -1,0 +1,142 @@
+// The service script, as the migration and an administrator run it.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "files.h"
+#include "registry_client.h"
+#include "scratch_home.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class Service : public testing::Test {
+ protected:
+  ~Service() override { run("stop"); }
+
+  // The script's exit status. Its output is a pipe that must end with it, whatever it has started.
+  int run(std::string const& action) {
+    FILE* script = popen((script_ + " " + action + " 2>&1").c_str(), "r");
+    char buffer[1024];
+    output_.clear();
+    while (fgets(buffer, sizeof buffer, script)) output_ += buffer;
+    return WEXITSTATUS(pclose(script));
+  }
+
+  std::string pid() const {
+    std::string text;
+    (void)zeva::read_file(home_.config("regserver.pid"), text);
+    return text;
+  }
+
+  ScratchHome home_;
+  std::string script_ = "\"$ZEVA_HOME/bin/migration/S99Reg\"";
+  std::string output_;
+};
+
+TEST_F(Service, StartsStopsAndTellsAnyNumberOfTimes) {
+  EXPECT_EQ(run("status"), 3);
+  EXPECT_EQ(run("stop"), 0);
+  std::string first;
+  for (int i = 0; i < 2; ++i) {
+    ASSERT_EQ(run("start"), 0) << output_;
+    EXPECT_EQ(output_, "");
+    RegistryClient client(home_.address());
+    EXPECT_EQ(run("status"), 0);
+    if (i == 0) first = pid();
+    EXPECT_EQ(pid(), first) << "started once";
+  }
+  first.pop_back();
+  EXPECT_EQ(system(("ps -f -p " + first + " | grep -q regserver").c_str()), 0);
+
+  // Where it listens now is no longer in the settings.
+  fs::remove(home_.path() + "/bin/migration/RegSvrCfg.ini");
+  EXPECT_EQ(run("stop"), 0);
+  EXPECT_FALSE(fs::exists("/proc/" + first + "/exe")) << "gone when the script is back";
+  EXPECT_FALSE(fs::exists(home_.config("regserver.pid")));
+  EXPECT_EQ(run("status"), 3);
+  EXPECT_EQ(run("reload"), 2);
+}
+
+TEST_F(Service, AStalePidFileDoesNotMatter) {
+  // A number that nobody has, one of somebody else, no number at all.
+  for (std::string const& stale :
+       {std::string("4194999\n"), std::to_string(getpid()) + "\n", std::string("-1\n"),
+        std::string("1; exit 0\n"), std::string()}) {
+    std::ofstream(home_.config("regserver.pid")) << stale;
+    EXPECT_EQ(run("status"), 3) << stale;
+    EXPECT_EQ(run("stop"), 0) << stale;
+    EXPECT_EQ(run("start"), 0) << stale << output_;
+    kill(atoi(pid().c_str()), SIGKILL);
+    while (run("status") == 0) usleep(1000);
+  }
+}
+
+TEST_F(Service, StartSaysWhyNot) {
+  auto set_settings = [&](std::string const& lines) {
+    std::ofstream(home_.path() + "/bin/migration/RegSvrCfg.ini") << "[CFILTER_REGSERVER]\n"
+                                                                 << lines;
+  };
+  std::string const port = "CFILTER_REGSERVER_PORT=" + std::to_string(home_.port()) + "\n";
+  struct {
+    std::string settings, says;
+  } const cases[] = {
+      {"CFILTER_REGSERVER_PORT=http\n", "CFILTER_REGSERVER_PORT is http"},
+      {"CFILTER_REGSERVER_PORT=0\n", "CFILTER_REGSERVER_PORT is 0"},
+      {port + "CFILTER_REGSERVER_ADDRESS=0.0.0.0\n", "only 127.0.0.1"},
+  };
+  for (auto& [settings, says] : cases) {
+    set_settings(settings);
+    EXPECT_EQ(run("start"), 1);
+    EXPECT_NE(output_.find(says), std::string::npos) << output_;
+  }
+  set_settings(port + "CFILTER_REGSERVER_ADDRESS=127.0.0.1\n");
+  ASSERT_EQ(run("start"), 0) << output_;
+  std::string const running = pid();
+  fs::remove(home_.config("regserver.pid"));
+  set_settings("CFILTER_REGSERVER_PORT=1\n");
+  EXPECT_EQ(run("start"), 1) << "one server for a store";
+  std::ofstream(home_.config("regserver.pid")) << running;
+  EXPECT_EQ(run("stop"), 0);
+
+  set_settings(port);
+  std::ofstream(home_.config("cFlt_db.xml")) << "<";
+  std::ofstream(home_.config("cFlt_db.xml.bak")) << "<";
+  EXPECT_EQ(run("start"), 1);
+  EXPECT_NE(output_.find("the store cannot be read"), std::string::npos) << output_;
+  EXPECT_NE(home_.reports().find("the store cannot be read"), std::string::npos);
+}
+
+TEST_F(Service, AHomeOfAnyName) {
+  std::string const odd = home_.path() + "/it's a \"home\" $(touch x) `y` \\ * ü";
+  fs::create_directory(odd);
+  for (char const* part : {"bin", "config", "lib"})
+    fs::rename(home_.path() + "/" + part, odd + "/" + part);
+  setenv("ZEVA_HOME", odd.c_str(), 1);
+  EXPECT_EQ(run("start"), 0) << output_;
+  EXPECT_EQ(run("status"), 0);
+  EXPECT_TRUE(fs::exists(odd + "/config/regserver.pid"));
+  EXPECT_EQ(run("stop"), 0);
+  EXPECT_EQ(run("status"), 3);
+
+  // An empty home is a home, too: not the standard one.
+  setenv("ZEVA_HOME", "", 1);
+  script_ = "'" + home_.path() + "/S99Reg'";
+  fs::copy(odd + "/bin/migration/S99Reg", home_.path() + "/S99Reg");
+  EXPECT_EQ(run("start"), 127) << "/bin/regserver";
+}
+
+// A server that does not hear is ended all the same.
+TEST_F(Service, AStoppedServerIsEnded) {
+  ASSERT_EQ(run("start"), 0) << output_;
+  kill(atoi(pid().c_str()), SIGSTOP);
+  EXPECT_EQ(run("stop"), 0);
+  EXPECT_EQ(run("status"), 3);
+}
+
+}  // namespace
