@@ -28,7 +28,8 @@ void Nvinielement::setcomments(std::string_view name, std::vector<std::string> c
 
 std::string_view Nvinielement::getkeycomment(std::string_view key) const {
   Nvcomment const* comment = comments_.find(key);
-  return comment == nullptr ? std::string_view() : comment->lines;
+  if (comment == nullptr) return "";
+  return comment->lines;
 }
 
 void Nvinielement::addkeycomment(std::string_view key, std::string_view lines) {
