@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "trimname.h"
 
@@ -23,7 +24,7 @@ class IniReader {
       skip_blanks();
       if (at_ < text_.size()) read_line();
     }
-    file_.setelements(std::move(current_));
+    store();
   }
 
  private:
@@ -48,7 +49,7 @@ class IniReader {
   // Keys and comment lines from before the first header, or below a header without a name, stay in
   // the current section and so become part of the one that begins here.
   void read_header() {
-    if (!current_.getname().empty()) file_.setelements(std::exchange(current_, {}));
+    if (!current_.getname().empty()) store();
     ++at_;
     skip_blanks();
     std::string_view name = rest_of_line();
@@ -63,6 +64,11 @@ class IniReader {
     pending_.clear();
   }
 
+  void store() {
+    current_.mergeattributes(std::exchange(keys_, {}));
+    file_.setelements(std::exchange(current_, {}));
+  }
+
   void read_comment() {
     std::string_view const line = rest_of_line();
     at_ += line.size() + 1;
@@ -75,12 +81,13 @@ class IniReader {
     at_ += line.size() + 1;
 
     size_t const equals = std::min(line.find('='), line.size());
-    key_ = line.substr(0, equals);
-    std::erase_if(key_, is_blank);
+    Nvkeypair& key = keys_.emplace_back();
+    key.name = line.substr(0, equals);
+    std::erase_if(key.name, is_blank);
     line.remove_prefix(std::min(equals + 1, line.size()));
-    current_.setattribute(key_, zeva::trimmed(line));
+    key.value = zeva::trimmed(line);
     if (!pending_.empty()) {
-      current_.addkeycomment(key_, pending_);
+      current_.addkeycomment(key.name, pending_);
       pending_.clear();
     }
   }
@@ -101,8 +108,8 @@ class IniReader {
   size_t at_ = 0;
   size_t line_end_;  // the newline that ends a line begun before or at at_, or the end of the text
   Nvinielement current_;
+  std::vector<Nvkeypair> keys_;  // of the current section, before equal names are merged
   std::string pending_;  // the comment lines read since the last item, each with its newline
-  std::string key_;      // kept for its memory only
 };
 
 }  // namespace

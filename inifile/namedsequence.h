@@ -3,6 +3,7 @@
 // through it is quicker.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -23,11 +24,19 @@ class NamedSequence {
  public:
   std::vector<Item> const& items() const { return items_; }
 
-  // May hold a name more than once: lookups find the first.
-  void assign(std::vector<Item> items) {
+  // ITEMS may hold a name more than once: lookups find the first. True when they do not.
+  bool assign(std::vector<Item> items) {
     items_ = std::move(items);
     slots_.clear();
-    if (items_.size() > kScanned) index_items();
+    if (items_.size() > kScanned) return index_items();
+    return std::all_of(items_.begin(), items_.end(),
+                       [this](Item const& item) { return find(name_of(item)) == &item; });
+  }
+
+  // The items, which the sequence gives away.
+  std::vector<Item> release() {
+    slots_.clear();
+    return std::exchange(items_, {});
   }
 
   void clear() {
@@ -84,15 +93,27 @@ class NamedSequence {
     return at;
   }
 
-  void index_items() {
+  // True when no name stands twice. Almost every slot of a long sequence is a miss in the caches:
+  // they are asked for ahead of their turn.
+  bool index_items() {
     size_t count = 4 * kScanned;
     while (count / 2 < items_.size()) count *= 2;
     slots_.assign(count, {});
+    std::vector<uint32_t> hashes;
+    hashes.reserve(items_.size());
+    for (Item const& item : items_) hashes.push_back(name_hash(name_of(item)));
+
+    bool distinct = true;
     for (size_t i = 0; i < items_.size(); ++i) {
-      uint32_t const hash = name_hash(name_of(items_[i]));
-      Slot& slot = slots_[slot_of(name_of(items_[i]), hash)];
-      if (slot.item == 0) slot = {hash, static_cast<uint32_t>(i + 1)};
+      size_t const ahead = std::min(i + 16, items_.size() - 1);
+      __builtin_prefetch(&slots_[hashes[ahead] & (count - 1)], 1);
+      Slot& slot = slots_[slot_of(name_of(items_[i]), hashes[i])];
+      if (slot.item == 0)
+        slot = {hashes[i], static_cast<uint32_t>(i + 1)};
+      else
+        distinct = false;
     }
+    return distinct;
   }
 
   void double_slots() {

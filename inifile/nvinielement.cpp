@@ -17,6 +17,11 @@ void Nvinielement::setattributes(std::vector<Nvkeypair> attributes) {
   attributes_.assign(std::move(attributes));
 }
 
+void Nvinielement::mergeattributes(std::vector<Nvkeypair> attributes) {
+  if (attributes_.assign(std::move(attributes))) return;
+  for (Nvkeypair const& pair : attributes_.release()) setattribute(pair.name, pair.value);
+}
+
 void Nvinielement::setcomment(std::string_view name, std::string_view line) {
   std::string& lines = name == name_ ? header_comment_ : comments_.obtain(name).lines;
   lines.append(line).append("\n");

@@ -26,6 +26,9 @@ class Nvinielement {
   std::vector<Nvkeypair> const& getattributes() const { return attributes_.items(); }
   void setattributes(std::vector<Nvkeypair> attributes);
 
+  // Replaces the whole list by what setattribute would make of each pair in turn.
+  void mergeattributes(std::vector<Nvkeypair> attributes);
+
   // Adds comment lines below those that the named item already has: the section's header when NAME
   // is the section's name, otherwise the key of that name, whether it exists yet or not. A line is
   // a whole line without its newline: "#" and a text, or empty.
