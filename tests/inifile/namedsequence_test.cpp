@@ -16,7 +16,7 @@ struct Counted {
 
 // At every size, filling the sequence, finding each name and missing as many looks at few names.
 TEST(NamedSequence, LooksAtAsManyNamesAsItIsAskedFor) {
-  for (size_t size : {size_t{1000}, size_t{100000}, size_t{1000000}}) {
+  for (size_t size : {size_t{1000}, size_t{1000000}}) {
     zeva::NamedSequence<Counted, &Counted::looked_at> sequence;
     auto name = [](size_t i) { return "key" + std::to_string(i); };
     Counted::looks = 0;

@@ -23,6 +23,19 @@ TEST_F(Writer, KeepsTheLayoutAndBothFiles) {
                                  ".\ntry to write ini file to " + path("x.gen") + ".\n");
 }
 
+TEST_F(Writer, GivesTheExampleExportBackByteForByte) {
+  int files = 0;
+  for (auto const& entry : std::filesystem::recursive_directory_iterator(EXAMPLES)) {
+    if (!entry.is_regular_file()) continue;
+    NvConfigFile file(make("x", content(entry.path())));
+    ASSERT_EQ(file.readfile(), 0);
+    ASSERT_EQ(file.writefile(), 0);
+    EXPECT_EQ(content(path("x.gen")), content(path("x"))) << entry.path();
+    ++files;
+  }
+  EXPECT_GT(files, 10);
+}
+
 TEST_F(Writer, SectionsWithoutAName) {
   std::pair<std::string, std::string> const cases[] = {
       {"", ""},
