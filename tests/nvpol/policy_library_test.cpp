@@ -141,66 +141,33 @@ TEST_F(PolicyLibrary, WritesObjectsWhereTheImportersDo) {
                           "address2=b@x", "address3=a@x"));
 }
 
-TEST_F(PolicyLibrary, RefusesNamesThatNothingCouldFindAgain) {
-  _NvPolCommAttrib const plain = {"d", ""};
-  _NvPolActionAttrib const action = {"d", "", 0, 0, 0};
-  _NvPolRuleAttr const rule = {"d", "", 0, 0};
-  _NvPolTaskAttr const task = {"d", "", 0, 0, 0, 0, 0};
-  _NvPolAddrListAttr const list = {"d", "", 0, 0};
-  Handle group = nvpol_createClassification(key_, "group", &plain, &status_);
-
-  struct Kind {
-    char const* what;
-    Handle parent;
-    std::function<Handle(Handle, char const*, int32_t*)> create;
-    Handle (*open)(Handle, char const*, int32_t*);
-    void (*remove)(Handle, char const*, int32_t*);
+TEST_F(PolicyLibrary, TakesNoNameForAPathAndNoNullForAText) {
+  _NvPolTaskAttr const attr = {"d", "", 0, 0, 0, 0, 0};
+  close(nvpol_createTask(rule_, "t", &attr, &status_));
+  struct Row {
+    char const* name;
+    int32_t create, open;
   };
-  Kind const kinds[] = {
-      {"classification", key_,
-       [&](Handle h, char const* n, int32_t* s) {
-         return nvpol_createClassification(h, n, &plain, s);
-       },
-       nvpol_openClassification, nvpol_deleteClassification},
-      {"action", group,
-       [&](Handle h, char const* n, int32_t* s) { return nvpol_createAction(h, n, &action, s); },
-       nvpol_openAction, nvpol_deleteAction},
-      {"rule", rule_,
-       [&](Handle h, char const* n, int32_t* s) {
-         return nvpol_createRule(h, n, &rule, nullptr, 0, s);
-       },
-       nvpol_openRule, nvpol_deleteRule},
-      {"task", rule_,
-       [&](Handle h, char const* n, int32_t* s) { return nvpol_createTask(h, n, &task, s); },
-       nvpol_openTask, nvpol_deleteTask},
-      {"address list", key_,
-       [&](Handle h, char const* n, int32_t* s) { return nvpol_createAddrList(h, n, &list, s); },
-       nvpol_openAddrList, nvpol_deleteAddrList}};
-  for (Kind const& kind : kinds) {
-    SCOPED_TRACE(kind.what);
-    std::string const longest(127, 'n');
-    std::string const too_long(128, 'n');
-    auto status_of = [&](auto call, Handle parent, char const* name) {
-      int32_t status = 1;
-      call(parent, name, &status);
-      return status;
-    };
-    for (char const* bad : {"", "a\\b", "\\", too_long.c_str()})
-      EXPECT_EQ(status_of(kind.create, kind.parent, bad), NVREG_BAD_NAME) << bad;
-    EXPECT_EQ(status_of(kind.create, kind.parent, nullptr), NVREG_BAD_ARGUMENT);
-    EXPECT_EQ(status_of(kind.create, nullptr, "n"), NVREG_BAD_ARGUMENT);
-    for (char const* bad : {"", "n\\n"}) {
-      EXPECT_EQ(status_of(kind.open, kind.parent, bad), NVREG_BAD_NAME);
-      EXPECT_EQ(status_of(kind.remove, kind.parent, bad), NVREG_BAD_NAME);
-    }
-    EXPECT_EQ(status_of(kind.open, kind.parent, longest.c_str()), NVREG_NOT_FOUND);
-    close(kind.create(kind.parent, longest.c_str(), &status_));
-    EXPECT_EQ(status_of(kind.create, kind.parent, longest.c_str()), NVREG_EXISTS);
-    close(kind.open(kind.parent, longest.c_str(), &status_));
-    EXPECT_EQ(status_of(kind.remove, kind.parent, longest.c_str()), NVREG_OK);
-    EXPECT_EQ(status_of(kind.remove, kind.parent, longest.c_str()), NVREG_NOT_FOUND);
+  std::string const longest(127, 'n');
+  std::string const too_long(128, 'n');
+  for (Row const& row : {Row{"", NVREG_BAD_NAME, NVREG_BAD_NAME},
+                         {"t\\t", NVREG_BAD_NAME, NVREG_BAD_NAME},
+                         {"\\t", NVREG_BAD_NAME, NVREG_BAD_NAME},
+                         {too_long.c_str(), NVREG_BAD_NAME, NVREG_NOT_FOUND},
+                         {nullptr, NVREG_BAD_ARGUMENT, NVREG_BAD_ARGUMENT},
+                         {"t", NVREG_EXISTS, NVREG_OK},
+                         {longest.c_str(), NVREG_OK, NVREG_OK}}) {
+    nvpol_createTask(rule_, row.name, &attr, &status_);
+    EXPECT_EQ(status_, row.create) << row.name;
+    nvpol_openTask(rule_, row.name, &status_);
+    EXPECT_EQ(status_, row.open) << row.name;
+    nvpol_deleteTask(rule_, row.name, &status_);
+    EXPECT_EQ(status_, row.open) << row.name;
   }
-  close(group);
+  nvpol_createTask(rule_, "new", nullptr, &status_);
+  EXPECT_EQ(status_, NVREG_BAD_ARGUMENT);
+  nvpol_createTask(nullptr, "new", &attr, &status_);
+  EXPECT_EQ(status_, NVREG_BAD_ARGUMENT);
 }
 
 TEST_F(PolicyLibrary, ReadsRecordsWithinTheirBounds) {

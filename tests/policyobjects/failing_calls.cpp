@@ -1,0 +1,50 @@
+#include "failing_calls.h"
+
+#include "nvpol.h"
+
+std::string failing_call;
+
+#define CLOSING(call)                                            \
+  extern "C" void __real_##call(_NvPolComHandle*, int32_t*);     \
+  extern "C" void __wrap_##call(_NvPolComHandle*, int32_t*);     \
+  void __wrap_##call(_NvPolComHandle* handle, int32_t* status) { \
+    __real_##call(handle, status);                               \
+    if (failing_call == #call) *status = kFailed;                \
+  }
+
+CLOSING(nvpol_closeClassificationHive)
+CLOSING(nvpol_closeClassification)
+CLOSING(nvpol_closeAction)
+CLOSING(nvpol_closeAddrList)
+CLOSING(nvpol_closeRuleHive)
+CLOSING(nvpol_closeRule)
+CLOSING(nvpol_closeTask)
+
+#define OPENING(call)                                                     \
+  extern "C" _NvPolComHandle* __real_##call(_NvPolComHandle*, int32_t*);  \
+  extern "C" _NvPolComHandle* __wrap_##call(_NvPolComHandle*, int32_t*);  \
+  _NvPolComHandle* __wrap_##call(_NvPolComHandle* key, int32_t* status) { \
+    if (failing_call != #call) return __real_##call(key, status);         \
+    *status = kFailed;                                                    \
+    return nullptr;                                                       \
+  }
+
+OPENING(nvpol_openClassificationHive)
+OPENING(nvpol_openAddrListHive)
+
+extern "C" _NvPolComHandle* __real_nvpol_openRuleHive(_NvPolComHandle*, int32_t, int32_t*);
+extern "C" _NvPolComHandle* __wrap_nvpol_openRuleHive(_NvPolComHandle*, int32_t, int32_t*);
+extern "C" void __real_nvpol_enumTask(_NvPolComHandle*, uint32_t, char*, uint32_t*, int32_t*);
+extern "C" void __wrap_nvpol_enumTask(_NvPolComHandle*, uint32_t, char*, uint32_t*, int32_t*);
+
+_NvPolComHandle* __wrap_nvpol_openRuleHive(_NvPolComHandle* key, int32_t mode, int32_t* status) {
+  bool const refused = failing_call == "nvpol_openRuleHive";
+  return __real_nvpol_openRuleHive(refused ? nullptr : key, mode, status);
+}
+
+// The first task's name is empty.
+void __wrap_nvpol_enumTask(_NvPolComHandle* rule, uint32_t index, char* name, uint32_t* length,
+                           int32_t* status) {
+  __real_nvpol_enumTask(rule, index, name, length, status);
+  if (failing_call == "nvpol_enumTask" && index == 0) name[*length = 0] = '\0';
+}

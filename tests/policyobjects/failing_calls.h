@@ -1,0 +1,20 @@
+// Makes a call of the policy library fail, or an enumeration give an empty name, after the real
+// library has done its work, so that nothing stays open.
+#pragma once
+
+#include <stdint.h>
+
+#include <string>
+
+constexpr int32_t kFailed = -5;
+
+// The name of the call that fails from now on; empty for none.
+extern std::string failing_call;
+
+// As long as it lives.
+struct Failing {
+  explicit Failing(std::string const& call) { failing_call = call; }
+  ~Failing() { failing_call.clear(); }
+  Failing(Failing const&) = delete;
+  Failing& operator=(Failing const&) = delete;
+};
