@@ -200,6 +200,7 @@ bool import_classification(NvConfigFile const& file, NvClassification& classes,
       {"common", "Comment", VALUE_TEXT, &comment},
   };
   if (!read_rows(file, rows)) return false;
+  // The new classification stays open to the end of the process: its handle is not given back.
   if (classes.createclass(name, shown_name, comment) == nullptr) {
     LogDebugMessage("FilterAction error [%d]: %s", 533, classes.geterror().c_str());
     return false;

@@ -10,45 +10,35 @@ std::string const kFrontLimit = kConfig + "\\FilterManager\\0002";
 std::string const kAreas = kConfig + "\\Classification\\0001\\0003\\QuarantineArea";
 std::string const kFolder = "/opt/norva/zeva/queue/quarantine";
 
-std::string area(std::string const& section, std::string const& name, std::string const& path) {
-  return "[" + section + "]\nAreaName=2:" + name + "\nDisplayName=2:shown\nPath=2:" + path +
+std::string const kExceptions = "ProcessErrorCls=2:Hold\nEncryptedMessageCls=2:Pass\n";
+std::string const kScan =
+    "MaxVirusCount=1:1\nMaxEntityCount=1:2\nMaxDecompressCount=1:3\nMaxDecompressDepth=1:4\n"
+    "MaxDecompressSize=1:4294967295\nMaxScanSize=1:6\nMultipleCleanLayer=1:7\n";
+std::string const kFrontScan = "uiMaxFrontScanSize=1:8\n";
+
+std::string area(std::string const& name, std::string const& path = kFolder) {
+  return "AreaName=2:" + name + "\nDisplayName=2:shown\nPath=2:" + path +
          "\nKeepDate=1:30\nKeepDateChecked=1:1\n";
 }
 
-Export const kExport = {
-    {"excepton.txt", "[common]\nProcessErrorCls=2:Hold\nEncryptedMessageCls=2:Pass\n"},
-    {"scanlimit.txt",
-     "[common]\nMaxVirusCount=1:1\nMaxEntityCount=1:2\nMaxDecompressCount=1:3\n"
-     "MaxDecompressDepth=1:4\nMaxDecompressSize=1:4294967295\nMaxScanSize=1:6\n"
-     "MultipleCleanLayer=1:7\nuiMaxFrontScanSize=1:8\n"},
-    {"quarantine.txt",
-     "[common]\nFileNum=1:2\n" + area("area1", "A", kFolder) + area("area2", "B", kFolder + "/")}};
-
-Lines area_values(std::string const& name) {
-  std::string const key = kAreas.substr(kConfig.size()) + "\\" + name;
-  return {key + ":AreaName=SZ " + name, key + ":DisplayName=SZ shown", key + ":Path=SZ " + kFolder,
-          key + ":KeepDate=DW 30", key + ":KeepDateChecked=DW 1"};
-}
+Export const kExport = {{"excepton.txt", "[common]\n" + kExceptions},
+                        {"scanlimit.txt", "[common]\n" + kScan + kFrontScan},
+                        {"quarantine.txt", "[common]\nFileNum=1:2\n[area1]\n" + area("A") +
+                                               "[area2]\n" + area("B", kFolder + "/")}};
 
 // What the store holds after so many of the import's steps: exceptions, limits, the front limit,
 // the old area's removal, one new area, the other.
 Lines after(int steps) {
-  std::string const limit = kLimits.substr(kConfig.size()) + ":";
+  auto at = [](std::string const& key, std::string const& text) {
+    return shown(key.substr(kConfig.size()) + ":", text);
+  };
   Lines lines;
-  if (steps >= 1) lines = {":ProcessErrorCls=SZ Hold", ":EncryptedMessageCls=SZ Pass"};
-  if (steps < 4) lines.push_back(kAreas.substr(kConfig.size()) + "\\Old:KeepDate=DW 1");
-  if (steps >= 5) lines = lines + area_values("A");
-  if (steps >= 6) lines = lines + area_values("B");
-  if (steps >= 2) {
-    lines = lines + Lines{limit + "MaxVirusCount=DW 1",
-                          limit + "MaxEntityCount=DW 2",
-                          limit + "MaxDecompressCount=DW 3",
-                          limit + "MaxDecompressDepth=DW 4",
-                          limit + "MaxDecompressSize=DW 4294967295",
-                          limit + "MaxScanSize=DW 6",
-                          limit + "MultipleCleanLayer=DW 7"};
-  }
-  if (steps >= 3) lines.push_back("\\FilterManager\\0002:uiMaxFrontScanSize=DW 8");
+  if (steps >= 1) lines = at(kConfig, kExceptions);
+  if (steps < 4) lines = lines + at(kAreas + "\\Old", "KeepDate=1:1\n");
+  if (steps >= 5) lines = lines + at(kAreas + "\\A", area("A"));
+  if (steps >= 6) lines = lines + at(kAreas + "\\B", area("B"));
+  if (steps >= 2) lines = lines + at(kLimits, kScan);
+  if (steps >= 3) lines = lines + at(kFrontLimit, kFrontScan);
   return lines;
 }
 

@@ -16,59 +16,43 @@ std::string head(std::string const& name, int actions, std::string const& hidden
          "\nname=2:" + name + "\nDisplayName=2:" + name + " shown\nComment=2:about " + name + "\n";
 }
 
-std::string action(int number, int type, std::string const& settings = "") {
+std::string general(int number, int type) {
   std::string const n = std::to_string(number);
-  return "[action" + n + "]\nname=2:act" + n + "\ncomment=2:c" + n + "\ndisplayName=2:d" + n +
-         "\norder=1:" + n + "\nactionType=1:" + std::to_string(type) + "\n" + settings;
+  return "order=1:" + n + "\ncomment=2:c" + n + "\ndisplayName=2:d" + n +
+         "\nactionType=1:" + std::to_string(type) + "\n";
 }
 
-Lines stored_action(int number, int type, Lines const& settings) {
-  std::string const n = std::to_string(number), key = "\\actions\\act" + n;
-  Lines lines = {key + ":order=DW " + n, key + ":comment=SZ c" + n, key + ":displayName=SZ d" + n,
-                 key + ":actionType=DW " + std::to_string(type)};
-  for (std::string const& line : settings) lines.push_back(key + "\\setting:" + line);
-  return lines;
+std::string action(int number, int type, std::string const& settings) {
+  std::string const n = std::to_string(number);
+  return "[action" + n + "]\nname=2:act" + n + "\n" + general(number, type) + settings;
 }
-
-std::string moved(std::string const& shown_name) {
-  return "Warning: change archive folder to " + kFolder + "\n\tfilter action: " + shown_name +
-         "\n\toriginal path: " + kFolder;
-}
-
-struct TypeCase {
-  int type;
-  std::string settings;
-  Lines stored;
-};
 
 std::string const kForward = "ForwardLists=2:a;b\nFrom=2:f\nSubject=2:s\nContent=2:x\x01\x02y\n";
-Lines const kStoredForward = {"ForwardLists=SZ a;b", "From=SZ f", "Subject=SZ s",
-                              "Content=SZ x\r\ny"};
 std::string const kNotify =
     "SpecifiedAddress=2:a@b\nMailTargetType=1:1\nSubject=2:s\nAttachment=1:2\nOtherAddress=2:o\n"
     "BccOrCc=1:3\nContent=2:x\n";
-Lines const kStoredNotify = {
-    "SpecifiedAddress=SZ a@b", "MailTargetType=DW 1", "Subject=SZ s", "Attachment=DW 2",
-    "OtherAddress=SZ o",       "BccOrCc=DW 3",        "Content=SZ x"};
-Lines const kNone = {"=SZ "};
 
-TypeCase const kTypes[] = {
-    {0x10001, "", kNone},
-    {0x10002, "PostponeTime=1:60\n", {"PostponeTime=DW 60"}},
-    {0x10003, "QuarantineArea=2:/anywhere\n", {"QuarantineArea=SZ /anywhere"}},
-    {0x10004, kForward, kStoredForward},
-    {0x10005, kForward, kStoredForward},
-    {0x10006, "ArchiveFolder=2:/tmp\n", {"ArchiveFolder=SZ " + kFolder}},
-    {0x10007, "ArchiveFolder=2:" + kFolder + "\n", {"ArchiveFolder=SZ " + kFolder}},
-    {0x10008, "ArchiveMailAccount=2:a@b\n", {"ArchiveMailAccount=SZ a@b"}},
-    {0x10009, "ArchiveMailAccount=2:\n", {"ArchiveMailAccount=SZ "}},
-    {0x1000A, "", kNone},
-    {0x20001, kNotify + "Administrator=2:adm\n", kStoredNotify + Lines{"Administrator=SZ adm"}},
-    {0x20001, kNotify, kStoredNotify + Lines{"Administrator=SZ "}},
-    {0x20002, "Content=2:x\n", {"Content=SZ x"}},
-    {0x20003, "", kNone},
-    {0x20004, "", kNone},
-    {0x20005, "", kNone},
+struct {
+  int type;
+  std::string settings;
+  std::string stored = settings;
+} const kTypes[] = {
+    {0x10001, ""},
+    {0x10002, "PostponeTime=1:60\n"},
+    {0x10003, "QuarantineArea=2:/anywhere\n"},
+    {0x10004, kForward},
+    {0x10005, kForward},
+    {0x10006, "ArchiveFolder=2:/tmp\n", "ArchiveFolder=2:" + kFolder + "\n"},
+    {0x10007, "ArchiveFolder=2:" + kFolder + "\n"},
+    {0x10008, "ArchiveMailAccount=2:a@b\n"},
+    {0x10009, "ArchiveMailAccount=2:\n"},
+    {0x1000A, ""},
+    {0x20001, kNotify + "Administrator=2:adm\n"},
+    {0x20001, kNotify, kNotify + "Administrator=2:\n"},
+    {0x20002, "Content=2:x\n"},
+    {0x20003, ""},
+    {0x20004, ""},
+    {0x20005, ""},
 };
 
 class ImportFilterAction : public ImportTest {};
@@ -77,14 +61,18 @@ TEST_F(ImportFilterAction, StoresEveryTypeWithItsSettings) {
   std::string text;
   Lines expected = {":displayName=SZ All shown", ":comment=SZ about All"};
   int number = 0;
-  for (TypeCase const& type : kTypes) {
-    text += action(++number, type.type, type.settings);
-    expected = expected + stored_action(number, type.type, type.stored);
+  for (auto const& [type, settings, stored] : kTypes) {
+    text += action(++number, type, settings);
+    std::string const key = "\\actions\\act" + std::to_string(number);
+    expected = expected + shown(key + ":", general(number, type));
+    expected = expected +
+               (stored.empty() ? Lines{key + "\\setting:=SZ "} : shown(key + "\\setting:", stored));
   }
   EXPECT_EQ(run(import_filter_action,
                 {{"actionFile.txt", index(1)}, {"action1.txt", head("All", number) + text}}),
             0);
-  EXPECT_EQ(logged().back(), moved("d6"));
+  EXPECT_EQ(logged(), Lines{"Warning: change archive folder to " + kFolder +
+                            "\n\tfilter action: d6\n\toriginal path: " + kFolder});
   EXPECT_EQ(values(kClasses + "\\All"), expected);
 }
 
@@ -127,43 +115,32 @@ TEST_F(ImportFilterAction, EndsAtTheFirstFailure) {
   };
   for (auto const& [files, failing, log] : cases) {
     SCOPED_TRACE(log);
-    EXPECT_EQ(
-        run(import_filter_action, {{"actionFile.txt", index(1)}, {"action1.txt", head("Old", 0)}}),
-        0);
+    put(kClasses + "\\Old", "left");
     EXPECT_EQ(run(import_filter_action, files, failing), -11);
     EXPECT_EQ(logged(), Lines{log});
   }
 }
 
-TEST_F(ImportFilterAction, ReplacesClassificationsAndHidesThem) {
+// A hidden classification, one that is not, and half an action, which is stored as far as its
+// general part could be read.
+TEST_F(ImportFilterAction, ReplacesClassifications) {
+  Export const files = {
+      {"actionFile.txt", index(3)},
+      {"action1.txt", head("Old", 0, "01x")},
+      {"action2.txt", head("B", 0, "11")},
+      {"action3.txt", head("C", 1) + "[action1]\nname=2:act\ncomment=2:c\ndisplayName=2:d\n"}};
   auto attributes = [](std::string const& n) {
-    return Lines{"\\" + n + ":displayName=SZ " + n + " shown", "\\" + n + ":comment=SZ about " + n};
+    return shown("\\" + n + ":", "displayName=2:" + n + " shown\ncomment=2:about " + n + "\n");
   };
-  Export const files = {{"actionFile.txt", index(4)},
-                        {"action1.txt", head("Old", 0, "1 ")},
-                        {"action2.txt", head("B", 0, "yes")},
-                        {"action3.txt", head("C", 0, "11")},
-                        {"action4.txt", head("D", 0, "01x")}};
-  std::string const none = "FilterAction [467]: " + reason("REG_EMPTY", "Classification list");
-  // Half an action is stored as far as its general part could be read.
-  Export const malformed = {
-      {"actionFile.txt", index(1)},
-      {"action1.txt", head("A", 1) + "[action1]\nname=2:act\ncomment=2:c\ndisplayName=2:d\n"}};
+  Lines const half =
+      shown("\\C\\actions\\act:", "order=1:0\ncomment=2:c\ndisplayName=2:d\nactionType=1:0\n");
+  Lines const stored = attributes("Old") + Lines{"\\Old:hidden=SZ 01x"} + attributes("B") +
+                       attributes("C") + half + Lines{"\\C\\actions\\act\\setting:=SZ "};
+  Export const nothing = {{"actionFile.txt", index(0)}};
   check(import_filter_action, kClasses, [this] { put(kClasses + "\\Old", "left"); },
-        {{files,
-          "",
-          {},
-          attributes("Old") + Lines{"\\Old:hidden=SZ 1"} + attributes("B") + attributes("C") +
-              attributes("D") + Lines{"\\D:hidden=SZ 01x"}},
-         {{{"actionFile.txt", index(0)}}, "", {}, {}},
-         {malformed,
-          "",
-          {no_value("action1.order", "action1.txt")},
-          attributes("A") + Lines{"\\A\\actions\\act:order=DW 0", "\\A\\actions\\act:comment=SZ c",
-                                  "\\A\\actions\\act:displayName=SZ d",
-                                  "\\A\\actions\\act:actionType=DW 0",
-                                  "\\A\\actions\\act\\setting:=SZ "}}});
-  check(import_filter_action, kClasses, [] {}, {{{{"actionFile.txt", index(0)}}, "", {none}, {}}});
+        {{files, "", {no_value("action1.order", "action3.txt")}, stored}, {nothing, "", {}, {}}});
+  std::string const none = "FilterAction [467]: " + reason("REG_EMPTY", "Classification list");
+  check(import_filter_action, kClasses, [] {}, {{nothing, "", {none}, {}}});
 }
 
 }  // namespace

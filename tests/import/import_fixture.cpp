@@ -1,10 +1,11 @@
 #include "import_fixture.h"
 
 #include <fstream>
-#include <regex>
+#include <sstream>
 
 #include "openkey.h"
 #include "runlog.h"
+#include "typedtext.h"
 
 namespace fs = std::filesystem;
 
@@ -82,6 +83,17 @@ Export without(Export files, std::string const& name) {
   return files;
 }
 
+Lines shown(std::string const& prefix, std::string const& text) {
+  Lines lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) {
+    size_t const type = line.find('=') + 1;
+    lines.push_back(prefix + line.substr(0, type) + (line[type] == '1' ? "DW " : "SZ ") +
+                    trans_str(line.substr(type + 2)));
+  }
+  return lines;
+}
+
 std::string no_value(std::string const& value, std::string const& file) {
   return "Error [148]: read value [" + value + "] from " + file + " failed.";
 }
@@ -129,20 +141,17 @@ void ImportTest::check(Importer importer, std::string const& key,
 }
 
 Lines ImportTest::logged() const {
-  static std::regex const header(R"(^\[[0-9/]+ [0-9:]+\]\[pid=\d+l\]\[tid=\d+l\]:)");
   std::string const folder = dir.string() + "/";
   Lines messages;
   std::ifstream file(log_);
   for (std::string line; std::getline(file, line);) {
-    std::smatch opened;
-    bool const first = std::regex_search(line, opened, header);
-    if (first) line = opened.suffix();
+    size_t const header = line.starts_with('[') ? line.find("l]:") : std::string::npos;
+    if (header != std::string::npos) line.erase(0, header + 3);
     for (size_t at; (at = line.find(folder)) != std::string::npos;) line.erase(at, folder.size());
-    if (first || messages.empty()) {
+    if (header != std::string::npos || messages.empty())
       messages.push_back(line);
-    } else {
+    else
       messages.back() += "\n" + line;
-    }
   }
   return messages;
 }

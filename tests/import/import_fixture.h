@@ -24,6 +24,11 @@ Export changed(Export files, std::string const& name, std::string const& from,
                std::string const& to);
 Export without(Export files, std::string const& name);
 
+// What the store shows of an export's lines "name=1:number" and "name=2:text", each behind
+// `prefix`:
+// "\\key:name=DW 1".
+Lines shown(std::string const& prefix, std::string const& text);
+
 // The line of a value that cannot be read: "common.name" of a file below the export folder.
 std::string no_value(std::string const& value, std::string const& file);
 
