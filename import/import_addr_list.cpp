@@ -17,7 +17,7 @@ namespace {
 // Removes all lists. 0, or the importer's result when that fails.
 int remove_lists(NvAddresslist& list, char const* regfile) {
   std::vector<Nvnamestringpair> old_lists;
-  // Having no lists yet counts as a failure here.
+  // What cannot be listed stays, and is in the way only of a list of its name.
   (void)list.getaddrlistsnamepair(old_lists);
   std::vector<std::string> names;
   for (auto const& [name, shown_name] : old_lists) names.push_back(name);
@@ -71,7 +71,7 @@ int import_addr_list(char const* dir, char const* regfile) {
   if (!read_number(file, "common", "Num", lists)) return -8;
   for (int i = 0; i < lists; ++i) {
     if (!import_list(file, list, numbered("addressList", i + 1))) return -8;
-    // The services that watch the store take up one list at a time.
+    // Leaves the gateway the time to take the list up.
     sleep(1);
   }
   return 0;

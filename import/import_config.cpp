@@ -17,7 +17,7 @@ char const kScanLimitKey[] = "registry\\config\\FilterManager\\0001\\0001";
 char const kFrontScanLimitKey[] = "registry\\config\\FilterManager\\0002";
 char const kQuarantineKey[] = "registry\\config\\Classification\\0001\\0003\\QuarantineArea";
 
-// The only folder from which the gateway's services release quarantined mail.
+// Where this installation keeps quarantined mail, wherever the old one did.
 char const kQuarantineFolder[] = "/opt/norva/zeva/queue/quarantine";
 
 // Reads the rows and stores them under `path`. `code` is that of the key's opening.
@@ -53,7 +53,7 @@ bool import_area(NvConfigFile const& file, NvPoRegistry& registry, int number) {
   if (!key) return false;
   if (path != kQuarantineFolder) {
     path = kQuarantineFolder;
-    // The log has always shown the new path here, and scripts that read it expect so.
+    // The last line has always shown the new path, not the exported one.
     LogDebugMessage(
         "Warning: change quarantine area path to /opt/norva/zeva/queue/quarantine\n"
         "\tquarantine area: %s\n\toriginal path: %s\n",

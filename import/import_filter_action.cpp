@@ -19,7 +19,7 @@ using Rows = std::vector<_tag_MAP_ITEM>;
 
 char const kClassificationKey[] = "registry\\policy\\Classification";
 
-// The only folder that the gateway's archive service serves.
+// Where this installation archives, wherever the old one did.
 char const kArchiveFolder[] = "/opt/norva/zeva/queue/archive";
 
 // The keys of each kind of settings: read from the action's section, written under its own name.
@@ -75,7 +75,7 @@ void adjust(_tag_ACTION const&, Setting&) {}
 void adjust(_tag_ACTION const& action, _tag_ARCHIVE_FOLDER_SETTING& setting) {
   if (setting.ArchiveFolder == kArchiveFolder) return;
   setting.ArchiveFolder = kArchiveFolder;
-  // The log has always shown the new folder here, and scripts that read it expect so.
+  // The last line has always shown the new folder, not the exported one.
   LogDebugMessage(
       "Warning: change archive folder to /opt/norva/zeva/queue/archive\n"
       "\tfilter action: %s\n\toriginal path: %s",
@@ -188,6 +188,13 @@ bool import_action(NvConfigFile const& file, char const* regfile, std::string co
   return done;
 }
 
+// The handles of the classifications made. They are never given back: the classifications stay open
+// to the end of the process.
+std::vector<_NvPolComHandle*>& open_classifications() {
+  static auto* const handles = new std::vector<_NvPolComHandle*>;
+  return *handles;
+}
+
 bool import_classification(NvConfigFile const& file, NvClassification& classes,
                            char const* regfile) {
   std::string hidden, name, shown_name, comment;
@@ -200,11 +207,12 @@ bool import_classification(NvConfigFile const& file, NvClassification& classes,
       {"common", "Comment", VALUE_TEXT, &comment},
   };
   if (!read_rows(file, rows)) return false;
-  // The new classification stays open to the end of the process: its handle is not given back.
-  if (classes.createclass(name, shown_name, comment) == nullptr) {
+  _NvPolComHandle* const made = classes.createclass(name, shown_name, comment);
+  if (!made) {
     LogDebugMessage("FilterAction error [%d]: %s", 533, classes.geterror().c_str());
     return false;
   }
+  open_classifications().push_back(made);
   if (strtol(hidden.c_str(), nullptr, 10) == 1 && !hide_classification(regfile, name, hidden)) {
     return false;
   }

@@ -77,7 +77,7 @@ int import_xfilter(char const* dir, char const* regfile) {
   if (!xfilter) return 0;
   remove_filters(registry, xfilter.get());
 
-  // An older installation without extra filters exports no file.
+  // An export without extra filters has no such file.
   if (access(path.c_str(), F_OK) != 0) return 0;
   NvConfigFile file;
   if (!read_export_file(file, dir, path, 434)) return 0;

@@ -5,8 +5,8 @@
 //
 // Each returns 0 to let the migration go on, or the result code that ends it. What it has changed
 // by then stays changed: putting the store back is the migration's matter. Why something failed or
-// was left out is in the run log. The watchdog may jump out of an importer at any instruction, so
-// none of them keeps anything outside its own frame.
+// was left out is in the run log. The watchdog may jump out of an importer at any instruction: none
+// of them leaves anything behind that is needed whole afterwards.
 #pragma once
 
 // Replaces all classifications and their actions. 0 or -11.
