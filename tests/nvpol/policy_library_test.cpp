@@ -157,10 +157,12 @@ TEST_F(PolicyLibrary, TakesNoNameForAPathAndNoNullForAText) {
                          {nullptr, NVREG_BAD_ARGUMENT, NVREG_BAD_ARGUMENT},
                          {"t", NVREG_EXISTS, NVREG_OK},
                          {longest.c_str(), NVREG_OK, NVREG_OK}}) {
-    nvpol_createTask(rule_, row.name, &attr, &status_);
+    Handle const made = nvpol_createTask(rule_, row.name, &attr, &status_);
     EXPECT_EQ(status_, row.create) << row.name;
-    nvpol_openTask(rule_, row.name, &status_);
+    Handle const opened = nvpol_openTask(rule_, row.name, &status_);
     EXPECT_EQ(status_, row.open) << row.name;
+    for (Handle task : {made, opened})
+      if (task) close(task);
     nvpol_deleteTask(rule_, row.name, &status_);
     EXPECT_EQ(status_, row.open) << row.name;
   }

@@ -205,7 +205,7 @@ struct RuleModel {
   Texts to;
   Ordered<TaskModel> tasks;
   std::set<std::string> inactive;
-  Ordered<RuleModel> rules;
+  Ordered<std::shared_ptr<RuleModel>> rules;
 };
 
 class RuleWalk : public RuleHive {
@@ -218,7 +218,7 @@ class RuleWalk : public RuleHive {
     while (!rule->rules.empty() && dice_.below(3) > 0) {
       auto& [name, below] = rule->rules[dice_.below(rule->rules.size())];
       path += (path.size() > 1 ? "\\" : "") + name;
-      rule = &below;
+      rule = below.get();
     }
     if (dice_.below(2) == 0) return act(path, *rule);
     _NvPolComHandle* opened = hive_->openRule(path);
@@ -241,9 +241,9 @@ class RuleWalk : public RuleHive {
         return hive_->SetRuleAttrib(rule, attr) >= 0;
       }
       case 2: {
-        RuleModel* below = held.rules.find(name);
+        std::shared_ptr<RuleModel>* below = held.rules.find(name);
         bool const fits = below && order > 0;
-        if (fits) below->order = order;
+        if (fits) (*below)->order = order;
         return (hive_->setruleorder(rule, name, order) >= 0) == fits;
       }
       case 3:
@@ -273,11 +273,8 @@ class RuleWalk : public RuleHive {
     _NvPolComHandle* made = nullptr;
     bool const done = hive_->createRule(made, rule, name, shown, "", "a", "b") >= 0;
     if (made) hive_->closeRule(made);
-    RuleModel model;
-    model.displayname = shown.substr(0, 256);
-    model.from = {"a"};
-    model.to = {"b"};
-    return done == held.rules.add(name, model);
+    RuleModel const model{shown.substr(0, 256), 0, {"a"}, {"b"}, {}, {}, {}};
+    return done == held.rules.add(name, std::make_shared<RuleModel>(model));
   }
 
   template <typename Rule>
@@ -363,7 +360,7 @@ class RuleWalk : public RuleHive {
     EXPECT_EQ(hive_->GetAllSubRuleName(rule, rules), held.rules.empty() ? -1 : 0);
     EXPECT_EQ(rules, held.rules.names());
     EXPECT_EQ(hive_->closeRule(rule), 0);
-    for (auto const& [name, below] : held.rules) compare(path + "\\" + name, below);
+    for (auto const& [name, below] : held.rules) compare(path + "\\" + name, *below);
   }
 
   Dice dice_;
