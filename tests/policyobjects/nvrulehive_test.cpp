@@ -5,7 +5,11 @@
 #include <memory>
 #include <set>
 
+#include "importers.h"
+#include "nvaddresslist.h"
+#include "nvclassification.h"
 #include "policy_store.h"
+#include "runlog.h"
 
 using testing::ElementsAre;
 using testing::Pair;
@@ -160,6 +164,38 @@ TEST_F(RuleHive, ReadsWhatAnImporterWrote) {
   EXPECT_EQ(hive.GetAllSubRuleName(names), -1) << "a name that does not fit";
   EXPECT_EQ(hive.geterror(), fail2("nvpol_enumRule", NVREG_BUFFER_TOO_SMALL));
   EXPECT_THAT(names, ElementsAre("A"));
+}
+
+TEST_F(RuleHive, ReadsTheImportedExample) {
+  SetDebugLogFileName((home_.path() + "/migration.log").c_str());
+  ASSERT_EQ(import_filter_action(EXAMPLE_FOLDER, home_.address().c_str()), 0);
+  ASSERT_EQ(import_policy(EXAMPLE_FOLDER, home_.address().c_str()), 0);
+  NvRuleHive hive("registry\\policy", home_.address());
+  Texts rules, tasks, from, to;
+  EXPECT_EQ(hive.GetAllSubRuleName(rules), 0);
+  EXPECT_THAT(rules, ElementsAre("HeadOffice", "Cardiff"));
+  EXPECT_EQ(hive.GetAllTaskName("Cardiff", tasks), 0);
+  EXPECT_THAT(tasks, ElementsAre("VirusScanCardiff", "AntiSpamCardiff", "DisclaimerCardiff"));
+  _NvPolTaskAttr task;
+  EXPECT_EQ(hive.GetTaskAttrib("Cardiff", "VirusScanCardiff", task), 0);
+  EXPECT_STREQ(task.displayName, "Sgan firysau (Caerdydd)");
+  EXPECT_EQ(task.filter, 0x10001u);
+  NvRuleHive::Outcomes outcomes;
+  EXPECT_EQ(hive.getoutcomes("Cardiff", "VirusScanCardiff", outcomes), 0);
+  EXPECT_EQ(outcomes.size(), 8u);
+  EXPECT_EQ(outcomes["BOT_Virus"], "Delete");
+  EXPECT_EQ(hive.istaskactive("Cardiff", "AntiSpam"), 0);
+  EXPECT_EQ(hive.istaskactive("Cardiff", "VirusScanCardiff"), 1);
+  EXPECT_EQ(hive.GetAllConditions("\\HeadOffice\\Finance\\Payroll", from, to), 0);
+  EXPECT_THAT(from, ElementsAre("Partners", "payroll@example.com"));
+  EXPECT_THAT(to, ElementsAre("payroll@example.com", "Partners"));
+
+  NvClassification classes("registry\\policy", home_.address());
+  EXPECT_EQ(classes.deleteclass("Archive"), -1);
+  EXPECT_THAT(classes.geterror(), testing::HasSubstr("Directors"));
+  NvAddresslist lists("registry\\policy", home_.address());
+  EXPECT_EQ(lists.deleteaddrlist("Partners"), -1);
+  EXPECT_THAT(lists.geterror(), testing::HasSubstr("Payroll"));
 }
 
 TEST_F(RuleHive, TakesAHundredConditionsAndPrintsRecords) {
