@@ -188,7 +188,7 @@ TEST_F(ImportPolicy, LosesOnlyWhatDependsOnAFailure) {
     SCOPED_TRACE(failing);
     EXPECT_EQ(import(files, failing), lines);
     Lines kept = whole;
-    std::erase_if(kept, [&](std::string const& line) {
+    std::erase_if(kept, [&lost = lost](std::string const& line) {
       return std::ranges::any_of(lost, [&](auto const& start) { return line.starts_with(start); });
     });
     EXPECT_EQ(stored(kMail) + values(kLists), kept);
