@@ -72,6 +72,8 @@ TEST_F(Intruder, LosesItsConnectionAndNothingElseHappens) {
   stranger.set_version(zeva::kWireVersion);
   std::string const no_cookie = zeva::to_frame(stranger);
   stranger.set_cookie(std::string(zeva::kCookieLength, '\0'));
+  zeva::wire::Greeting endless = stranger;
+  endless.set_cookie(std::string(zeva::kMaxGreeting, 'c'));
   std::string const refused = answer_frame(NVREG_REFUSED);
   std::string const welcome = answer_frame(NVREG_OK);
   struct {
@@ -84,7 +86,7 @@ TEST_F(Intruder, LosesItsConnectionAndNothingElseHappens) {
       {"of another version", greeting(zeva::kWireVersion + 1), refused},
       {"with a greeting that is none", "\3\0\0\0\xff\xff\xff"s, ""},
       {"with a greeting of 4 GiB", "\xff\xff\xff\xff"s, ""},
-      {"with a greeting over its bound", "\1\1\0\0"s + std::string(257, 'x'), ""},
+      {"with a greeting over its bound", zeva::to_frame(endless), ""},
       {"calling without a greeting", "\2\0\0\0\x08\x09"s, refused},
       {"with a frame of 4 GiB", greeting() + "\xff\xff\xff\xff"s, welcome},
       {"with a frame over its bound", greeting() + "\1\0\x40\0"s, welcome},
