@@ -51,9 +51,9 @@ typedef enum _NvRegDataType {
 } _NvRegDataType;
 
 /* Ceilings, in bytes without terminator. Beyond them a call fails with the status beside them. */
-#define NVREG_MAX_NAME 1024u            /* NVREG_NAME_TOO_LONG; also for a component of a path */
-#define NVREG_MAX_PATH (1024u * 1024u)  /* NVREG_PATH_TOO_LONG; counted from the root */
-#define NVREG_MAX_VALUE (1024u * 1024u) /* NVREG_VALUE_TOO_LONG */
+#define NVREG_MAX_NAME 1024u     /* NVREG_NAME_TOO_LONG; also for a component of a path */
+#define NVREG_MAX_PATH 1048576u  /* NVREG_PATH_TOO_LONG; counted from the root */
+#define NVREG_MAX_VALUE 1048576u /* NVREG_VALUE_TOO_LONG */
 
 /* Status codes. Only NVREG_END_OF_LIST and the sign are relied on by the migration. */
 #define NVREG_OK 0

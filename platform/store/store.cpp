@@ -65,7 +65,7 @@ bool Store::load(std::vector<std::string>& notes, std::string& why) {
       why = path + " is damaged and cannot be kept aside: " + strerror(errno);
       return false;
     }
-    notes.push_back(path + ": kept as " + aside);
+    notes.push_back("kept as " + aside);
   }
   root_ = std::move(loaded.root);
   generation_ = loaded.generation;
