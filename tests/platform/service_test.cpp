@@ -99,7 +99,7 @@ TEST_F(Service, StartSaysWhyNot) {
   ASSERT_EQ(run("start"), 0) << output_;
   std::string const running = pid();
   fs::remove(home_.config("regserver.pid"));
-  set_settings("CFILTER_REGSERVER_PORT=1\n");
+  set_settings("CFILTER_REGSERVER_PORT=" + std::to_string(home_.port() ^ 1) + "\n");
   EXPECT_EQ(run("start"), 1) << "one server for a store";
   std::ofstream(home_.config("regserver.pid")) << running;
   EXPECT_EQ(run("stop"), 0);
