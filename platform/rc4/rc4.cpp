@@ -134,8 +134,14 @@ int open_regular(char const* path, struct stat& info) {
   return fd;
 }
 
+// With its slash; empty for the working folder.
+std::string folder_of(std::string_view path) {
+  size_t const slash = path.rfind('/');
+  return slash == std::string_view::npos ? "" : std::string(path.substr(0, slash + 1));
+}
+
 int make_unfinished(char const* path, struct stat const& like) {
-  std::string const name = std::string(path) + ".XXXXXX";
+  std::string const name = folder_of(path) + ".rc4-XXXXXX";
   if (name.size() >= sizeof unfinished) fail(path, "the path is too long");
   memcpy(unfinished, name.c_str(), name.size() + 1);
   int const fd = mkostemp(unfinished, O_CLOEXEC);
@@ -150,11 +156,8 @@ int make_unfinished(char const* path, struct stat const& like) {
 }
 
 void sync_folder_of(char const* path) {
-  std::string_view const text = path;
-  size_t const slash = text.rfind('/');
-  std::string const folder =
-      slash == std::string_view::npos ? "." : std::string(text.substr(0, slash + 1));
-  Fd const fd(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  std::string const folder = folder_of(path);
+  Fd const fd(open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   // A folder that may not be read cannot be synced; the file itself is on the disk already.
   if (fd >= 0) fsync(fd);
 }

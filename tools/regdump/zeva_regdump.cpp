@@ -102,12 +102,16 @@ int main(int argc, char** argv) {
   bool json = false;
   auto* home_option =
       app.add_option("--home", home, "read the store's files in this home (default: $ZEVA_HOME)");
-  app.add_option("--server", server, "ask the registry server at this address, as in ZEVA:5069")
-      ->excludes(home_option);
+  auto* server_option = app.add_option("--server", server,
+                                       "ask the registry server at this address, as in ZEVA:5069");
   app.add_flag("--json", json, "one JSON object a line for each key");
   app.add_option("KEY", key, "a key's path, as in 'registry\\config'");
   if (auto const status = zeva::parse_command_line(app, argc, argv)) return *status;
 
+  if (*home_option && *server_option) {
+    zeva::complain("--home and --server exclude each other", "see --help");
+    return zeva::kWrongUsage;
+  }
   std::string path;
   if (zeva::join_path("", key, path) != NVREG_OK) return zeva::complain(key, "is no key's path");
 

@@ -28,7 +28,7 @@ std::string wait_after(std::string const& line) {
   for (Wait const& wait : kWaits) {
     if (line.starts_with(wait.line_begins)) return wait.what;
   }
-  return "the step \"" + printable(line) + "\"";
+  return "this step";
 }
 
 }  // namespace

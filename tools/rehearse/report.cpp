@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 
 #include "printable.h"
@@ -33,25 +34,33 @@ constexpr Meaning kMeanings[] = {
     {-100, "the run was interrupted."},
 };
 
-// Lines that belong to files, each file once, in the order of their first lines.
-using ByFile = std::vector<std::pair<std::string, std::vector<std::string>>>;
+// Lines under the files that they belong to, each file once, in the order of their first lines.
+class ByFile {
+ public:
+  void add(std::string const& file, std::string const& line) {
+    auto const [place, is_new] = places_.emplace(file, groups_.size());
+    if (is_new) groups_.push_back({file, {}});
+    groups_[place->second].second.push_back(line);
+  }
+  [[nodiscard]] auto const& groups() const { return groups_; }
 
-void add(ByFile& groups, std::string const& file, std::string const& line) {
-  auto group = std::find_if(groups.begin(), groups.end(),
-                            [&](auto const& known) { return known.first == file; });
-  if (group == groups.end()) group = groups.insert(groups.end(), {file, {}});
-  group->second.push_back(line);
-}
+ private:
+  std::vector<std::pair<std::string, std::vector<std::string>>> groups_;
+  std::unordered_map<std::string, size_t> places_;
+};
 
 class TextReport {
  public:
   explicit TextReport(bool in_colour) : in_colour_(in_colour) {}
 
-  void heading(std::string const& text) { put(kBold, "\n" + text); }
+  void heading(std::string const& text) {
+    put("", "");
+    put(kBold, text);
+  }
 
-  void grouped(ByFile const& groups) {
-    if (groups.empty()) put("", "  none");
-    for (auto const& [file, lines] : groups) {
+  void grouped(ByFile const& all) {
+    if (all.groups().empty()) put("", "  none");
+    for (auto const& [file, lines] : all.groups()) {
       put("", "  " + (file.empty() ? "(no file)" : printable(file)));
       for (std::string const& line : lines) message(line);
     }
@@ -155,7 +164,7 @@ std::string report_text(Rehearsal const& rehearsal, bool in_colour) {
   report.heading("Warnings and errors");
   ByFile troubles;
   for (LogLine const& line : rehearsal.log) {
-    if (line.is_trouble) add(troubles, line.file, line.message);
+    if (line.is_trouble) troubles.add(line.file, line.message);
   }
   report.grouped(troubles);
 
@@ -165,8 +174,8 @@ std::string report_text(Rehearsal const& rehearsal, bool in_colour) {
   report.heading("Findings in the package");
   ByFile findings;
   for (Finding const& finding : rehearsal.findings) {
-    add(findings, finding.file,
-        finding.place.empty() ? finding.text : finding.place + ": " + finding.text);
+    findings.add(finding.file,
+                 finding.place.empty() ? finding.text : finding.place + ": " + finding.text);
   }
   report.grouped(findings);
   return report.text();

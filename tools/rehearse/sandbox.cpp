@@ -11,7 +11,7 @@
 namespace zeva {
 namespace {
 
-constexpr char kMark[] = "ZEVA_REHEARSAL";
+constexpr char kSubject[] = "ZEVA_REHEARSAL";  // environment variable
 
 // What the tool can do as root and needs for a package's files; another user has nothing to keep.
 constexpr char const* kCapabilities[] = {"CAP_CHOWN",  "CAP_DAC_OVERRIDE", "CAP_FOWNER",
@@ -20,7 +20,8 @@ constexpr char const* kCapabilities[] = {"CAP_CHOWN",  "CAP_DAC_OVERRIDE", "CAP_
 constexpr char const* kInstalled[] = {"/bin", "/lib", "/config/zevautilerr", "/config/factory.xml"};
 
 std::vector<std::string> options(std::string const& installation,
-                                 std::vector<std::string> const& visible) {
+                                 std::vector<std::string> const& visible,
+                                 std::string const& subject) {
   std::vector<std::string> all{"--die-with-parent",
                                "--new-session",
                                "--unshare-pid",
@@ -49,12 +50,11 @@ std::vector<std::string> options(std::string const& installation,
   if (geteuid() == 0) {
     for (char const* capability : kCapabilities) add({"--cap-add", capability});
   }
-  add({"--setenv", "ZEVA_HOME", kScratchHome, "--setenv", kMark, "1"});
+  add({"--setenv", "ZEVA_HOME", kScratchHome, "--setenv", kSubject, subject});
   return all;
 }
 
-// The run looks for its server's name in the process list. So bwrap gets its options, and with them
-// the user's paths, from a file.
+// bwrap gets its options from a file, again because of the process list.
 int option_file(std::vector<std::string> const& options) {
   std::string bytes;
   for (std::string const& option : options) bytes += option + '\0';
@@ -68,13 +68,16 @@ int option_file(std::vector<std::string> const& options) {
 
 }  // namespace
 
-bool is_in_sandbox() {
-  return getenv(kMark) != nullptr && own_folder() == std::string(kScratchHome) + "/bin";
+std::optional<std::string> sandboxed_subject() {
+  char const* const subject = getenv(kSubject);
+  // Anybody can set a variable, but only the sandbox has this program there.
+  bool const here = own_folder() == std::string(kScratchHome) + "/bin";
+  return subject != nullptr && here ? std::optional<std::string>(subject) : std::nullopt;
 }
 
 void enter_sandbox(std::string const& installation, std::vector<std::string> const& visible,
-                   std::vector<std::string> const& arguments) {
-  int const fd = option_file(options(installation, visible));
+                   std::string const& subject, std::vector<std::string> const& arguments) {
+  int const fd = option_file(options(installation, visible, subject));
   if (fd < 0) return;
   std::vector<std::string> line{"bwrap", "--args", std::to_string(fd), "--",
                                 std::string(kScratchHome) + "/bin/zeva-rehearse"};

@@ -139,10 +139,9 @@ int start(std::string const& home, std::string const& package, bool json) {
   for (std::string const& path : {config, package}) {
     if (fs::exists(path, failure)) visible.push_back(path);
   }
-  std::vector<std::string> arguments{"--from", config};
-  if (json) arguments.push_back("--json");
-  arguments.insert(arguments.end(), {"--", package});
-  zeva::enter_sandbox(installation, visible, arguments);
+  std::vector<std::string> arguments{"--", package};
+  if (json) arguments.insert(arguments.begin(), "--json");
+  zeva::enter_sandbox(installation, visible, config, arguments);
   return zeva::complain("bwrap cannot be run",
                         std::string(strerror(errno)) + "; it is in the package bubblewrap");
 }
@@ -161,7 +160,8 @@ int main(int argc, char** argv) {
   app.add_option("PKG", package, "the settings package")->required();
   if (auto const status = zeva::parse_command_line(app, argc, argv)) return *status;
 
-  if (!zeva::is_in_sandbox()) return start(home, full_path(package), json);
+  auto const config = zeva::sandboxed_subject();
+  if (!config) return start(home, full_path(package), json);
   zeva::prefer_own_commands();
-  return rehearse(home, package, json);
+  return rehearse(*config, package, json);
 }

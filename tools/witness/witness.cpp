@@ -61,7 +61,8 @@ int note(int fd) {
 }
 
 mode_t mode_of(int flags, va_list arguments) {
-  return (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
+  bool const has_mode = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
+  return has_mode ? va_arg(arguments, mode_t) : 0;
 }
 
 }  // namespace
