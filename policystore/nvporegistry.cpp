@@ -147,7 +147,7 @@ int NvPoRegistry::nvregdeletekey(_NvPolComHandle* key, std::string const& subkey
   return check_named(status, "nvreg_deleteKey", subkey);
 }
 
-int NvPoRegistry::nvsetvalue(_NvPolComHandle* key, Nvregentry& entry) {
+int NvPoRegistry::nvsetvalue(_NvPolComHandle* key, Nvregentry const& entry) {
   if (missing(key, "nvsetvalue: hdl")) return -1;
   std::vector<unsigned char> buffer(kWriteBuffer);
   int length = static_cast<int>(buffer.size());
@@ -190,17 +190,17 @@ int NvPoRegistry::nvsetvalue(char const* path, char const* name, _NvRegDataType 
   });
 }
 
-int NvPoRegistry::nvsetentry(std::string const& path, Nvregentry& entry) {
+int NvPoRegistry::nvsetentry(std::string const& path, Nvregentry const& entry) {
   return with_key(path, [&](_NvPolComHandle* key) { return nvsetvalue(key, entry); });
 }
 
-int NvPoRegistry::nvsetallentry(_NvPolComHandle* key, std::vector<Nvregentry>& entries) {
-  for (Nvregentry& entry : entries)
+int NvPoRegistry::nvsetallentry(_NvPolComHandle* key, std::vector<Nvregentry> const& entries) {
+  for (Nvregentry const& entry : entries)
     if (nvsetvalue(key, entry) != 0) return -1;
   return 0;
 }
 
-int NvPoRegistry::nvsetallentry(std::string const& path, std::vector<Nvregentry>& entries) {
+int NvPoRegistry::nvsetallentry(std::string const& path, std::vector<Nvregentry> const& entries) {
   return with_key(path, [&](_NvPolComHandle* key) { return nvsetallentry(key, entries); });
 }
 

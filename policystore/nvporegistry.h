@@ -53,14 +53,14 @@ class NvPoRegistry : public ErrorRecord {
 
   // Stores an entry. Texts are cut at 2048 bytes, and so are lists, before the first text that does
   // not fit; a binary entry is stored as Nvregentry::getvalue converts it.
-  int nvsetvalue(_NvPolComHandle* key, Nvregentry& entry);
+  int nvsetvalue(_NvPolComHandle* key, Nvregentry const& entry);
   // Stores length bytes as they are.
   int nvsetvalue(char const* path, char const* name, _NvRegDataType type, unsigned char const* data,
                  int length);
-  int nvsetentry(std::string const& path, Nvregentry& entry);
+  int nvsetentry(std::string const& path, Nvregentry const& entry);
   // Store the entries in order, up to the first that fails.
-  int nvsetallentry(_NvPolComHandle* key, std::vector<Nvregentry>& entries);
-  int nvsetallentry(std::string const& path, std::vector<Nvregentry>& entries);
+  int nvsetallentry(_NvPolComHandle* key, std::vector<Nvregentry> const& entries);
+  int nvsetallentry(std::string const& path, std::vector<Nvregentry> const& entries);
 
   // Reads a value of at most 2049 bytes.
   int getentry(_NvPolComHandle* key, std::string const& name, Nvregentry& entry);

@@ -79,7 +79,7 @@ class NvPoRegistryTest : public testing::Test {
     return entry;
   }
   // Stores an entry and reads it back as its log line.
-  std::string back(Nvregentry entry) {
+  std::string back(Nvregentry const& entry) {
     EXPECT_EQ(registry_->nvsetentry("test", entry), 0) << registry_->geterror();
     std::string line;
     stored(entry.getname()).getregentrystring("", line);
