@@ -12,58 +12,43 @@
 #include "updatelog.h"
 #include "version.h"
 
-TEST(TextUtil, SplitsAtTheFirstAndAtTheLastSeparator) {
-  struct {
-    char const *source, *separator, *first, *second, *first_r, *second_r;  // null: -1
-  } const cases[] = {
-      {"a:b", ":", "a", "b", "a", "b"},
-      {"a:b:c", ":", "a", "b:c", "a:b", "c"},
-      {"a::", "::", "a", ":", "a", ":"},
-      {":", ":", "", "", "", ""},
-      {"ab", ":", nullptr, nullptr, nullptr, nullptr},
-      {"", ":", nullptr, nullptr, nullptr, nullptr},
-      {"", "", nullptr, nullptr, nullptr, nullptr},
-  };
-  auto check = [](auto split, char const* source, char const* separator, char const* first,
-                  char const* second) {
-    std::string a = "old", b = "old";
-    EXPECT_EQ(split(source, a, b, separator), first == nullptr ? -1 : 0) << source;
-    EXPECT_EQ(a, first == nullptr ? "old" : first) << source;
-    EXPECT_EQ(b, second == nullptr ? "old" : second) << source;
-  };
-  for (auto const& c : cases) {
-    check(splitstring, c.source, c.separator, c.first, c.second);
-    check(splitstringr, c.source, c.separator, c.first_r, c.second_r);
-  }
+using Pairs = std::vector<std::pair<std::string, std::string>>;
+
+namespace {
+
+// Both parts joined by a bar, or "-" when the text was not split.
+std::string parts(decltype(splitstring) split, char const* source, char const* separator) {
+  std::string first = "old", second = "old";
+  if (split(source, first, second, separator) == 0) return first + "|" + second;
+  EXPECT_EQ(first + second, "oldold");
+  return "-";
 }
 
-TEST(TextUtil, DividesAddressesBehindWhatTheOutputsHold) {
-  std::string local = "x", domain = "y";
-  EXPECT_EQ(divide("", local, domain), -1);
+}  // namespace
+
+TEST(TextUtil, SplitsAtTheFirstAndAtTheLastSeparator) {
+  struct {
+    char const *source, *separator, *at_first, *at_last;
+  } const cases[] = {{"a:b", ":", "a|b", "a|b"},  {"a:b:c", ":", "a|b:c", "a:b|c"},
+                     {"a::", "::", "a|:", "a|:"}, {":", ":", "|", "|"},
+                     {"ab", ":", "-", "-"},       {"", ":", "-", "-"}};
+  for (auto const& c : cases) {
+    EXPECT_EQ(parts(splitstring, c.source, c.separator), c.at_first) << c.source;
+    EXPECT_EQ(parts(splitstringr, c.source, c.separator), c.at_last) << c.source;
+  }
+  std::string local = "x", domain = "y";  // addresses are appended to the outputs
   EXPECT_EQ(divide("nobody", local, domain), -1);
   EXPECT_EQ(divide("a@b@c", local, domain), 0);
-  EXPECT_EQ(local, "xa");
-  EXPECT_EQ(domain, "yb@c");
+  EXPECT_EQ(local + "|" + domain, "xa|yb@c");
 }
 
 TEST(TextUtil, TrimsButKeepsATrailingTab) {
-  struct {
-    char const *text, *trimmed;
-  } const cases[] = {{" \t a b  ", "a b"}, {"a \t", "a \t"}, {"a \t  ", "a \t"}, {"", ""},
-                     {"  \t ", ""},        {"a\r ", "a\r"}};
-  for (auto const& c : cases) {
-    std::string text = c.text;
-    EXPECT_EQ(Nvtrim(text), 0);
-    EXPECT_EQ(text, c.trimmed) << c.text;
+  for (auto const& [text, trimmed] :
+       Pairs{{" \t a b  ", "a b"}, {"a \t  ", "a \t"}, {"  \t ", ""}, {"", ""}, {"a\r ", "a\r"}}) {
+    std::string out = text;
+    EXPECT_EQ(Nvtrim(out), 0);
+    EXPECT_EQ(out, trimmed) << text;
   }
-}
-
-TEST(TextUtil, KnowsTheHome) {
-  unsetenv("ZEVA_HOME");
-  EXPECT_STREQ(gethomepath(), "/opt/norva/zeva");
-  setenv("ZEVA_HOME", std::string(300, 'h').c_str(), 1);
-  EXPECT_EQ(gethomepath(), std::string(255, 'h'));
-  unsetenv("ZEVA_HOME");
 }
 
 TEST(TextUtil, PacksVersions) {
@@ -72,30 +57,26 @@ TEST(TextUtil, PacksVersions) {
     uint32_t packed;
     char const* shown;
   } const cases[] = {{"6.5", 0x00065000, "6.5000"},     {"6.05", 0x00060500, "6.500"},
-                     {"6.1234", 0x00061234, "6.1234"},  {"7", 0x00070000, "7.0"},
+                     {"6.12345", 0x00061234, "6.1234"}, {"7", 0x00070000, "7.0"},
                      {"6.5x", 0x00065000, "6.5000"},    {"6.", 0x00060000, "6.0"},
-                     {"6.12345", 0x00061234, "6.1234"}, {"", 0, "0.0"},
-                     {"10.a", 0x000a0000, "a.0"}};
+                     {"10.a", 0x000a0000, "a.0"},       {"", 0, "0.0"}};
+  char text[16];
   for (auto const& c : cases) {
     EXPECT_EQ(NvMakeVersion(c.text), c.packed) << c.text;
-    char text[16];
     NvMakeVersionString(c.packed, text, sizeof text);
     EXPECT_STREQ(text, c.shown);
   }
-  char cut[4] = "...";
-  NvMakeVersionString(0x00061234, cut, 3);
-  EXPECT_EQ(std::string(cut, 4), std::string("6.\0\0", 4));
+  NvMakeVersionString(0x00061234, text, 3);
+  EXPECT_STREQ(text, "6.");
 }
 
 TEST(TextUtil, MakesBuffersUpToANullSlot) {
-  char* buffers[4];
-  buffers[3] = buffers[2] = reinterpret_cast<char*>(buffers);
+  char* buffers[4] = {nullptr, nullptr, nullptr, reinterpret_cast<char*>(buffers)};
   ASSERT_EQ(createBuffers(buffers, 2, 10), 0);
   buffers[1][9] = 'x';
   EXPECT_EQ(buffers[2], nullptr);
   EXPECT_NE(buffers[3], nullptr);
   clearBuffers(buffers);
-
   _NvPolAddrPairCond* conditions[3];
   ASSERT_EQ(createConds(conditions, 2), 0);
   EXPECT_EQ(conditions[1]->recipient[NVPOL_ADDRESS_SIZE - 1], '\0');
@@ -110,16 +91,13 @@ TEST(TextUtil, ConvertsToCodePagesWithinTheBuffer) {
     int32_t capacity;
     int result;
     std::string bytes;
-  } const cases[] = {
-      {"UTF8", 16, 0, "aä€\xF0\x9F\x93\xA7"},
-      {"UTF8", 10, 0, "aä€\xF0\x9F\x93\xA7"},
-      {"UTF8", 3, -1, "aä"},
-      {"UTF8", 0, -1, ""},
-      {"iso-8859-1", 16, 0, "a\xe4\x1a\x1a"},
-      {nullptr, 16, 0, "a\x1a\x1a\x1a"},
-      {"", 16, 0, "a\x1a\x1a\x1a"},
-      {"no-such-page", 16, -1, ""},
-  };
+  } const cases[] = {{"UTF8", 16, 0, "aä€\xF0\x9F\x93\xA7"},
+                     {"UTF8", 10, 0, "aä€\xF0\x9F\x93\xA7"},
+                     {"UTF8", 3, -1, "aä"},
+                     {"UTF8", 0, -1, ""},
+                     {"iso-8859-1", 16, 0, "a\xe4\x1a\x1a"},
+                     {nullptr, 16, 0, "a\x1a\x1a\x1a"},
+                     {"no-such-page", 16, -1, ""}};
   for (auto const& c : cases) {
     std::string buffer(17, '.');
     int32_t length = c.capacity;
@@ -133,49 +111,37 @@ TEST(TextUtil, ConvertsToStringsAndRecords) {
   std::string out;
   EXPECT_EQ(convunicodetostring(icu::UnicodeString(u"gr\u00fc\u00df"), out), 0);
   EXPECT_EQ(out, "grüß");
-  EXPECT_EQ(convunicodetostring(icu::UnicodeString(), out), 0);
-  EXPECT_EQ(out, "");
   EXPECT_EQ(convunicodetostring(icu::UnicodeString(9000, u'x', 9000), out), -1);
   EXPECT_EQ(out, std::string(8200, 'x'));
-
   _NvPolCommAttrib record = {"kept", "old"};
   commonustringtoutf8(record, icu::UnicodeString(), icu::UnicodeString(600, u'c', 600));
   EXPECT_STREQ(record.displayName, "kept");
   EXPECT_EQ(std::string(record.comment, sizeof record.comment), std::string(512, 'c'));
 }
 
-TEST(TextUtil, DrawsNamesThatAreNotInUse) {
+TEST(TextUtil, DrawsAndShowsNames) {
   srandom(1);
   std::string const first = std::to_string(random());
-  srandom(1);
   std::string name;
+  srandom(1);
   gen_iname(name, "");
   EXPECT_EQ(name, first);
   srandom(1);
   gen_iname(name, "9" + first + "9");
   EXPECT_NE(name, first);
-}
-
-TEST(TextUtil, ShowsPatternNumbers) {
-  struct {
-    unsigned long number;
-    char const* shown;
-  } const cases[] = {{1234567, "12.345.67"},
-                     {345667, "3.456.67"},
-                     {12345, "0.123.45"},
-                     {1234, "12.34"},
-                     {345, "3.45"},
-                     {45, "0.45"},
-                     {7, "7"},
-                     {4294967295, "42949.672.95"}};
-  for (auto const& c : cases) {
-    std::string shown = "old";
-    getpatshowname(c.number, shown);
-    EXPECT_EQ(shown, c.shown);
+  for (auto const& [number, shown] : Pairs{{"1234567", "12.345.67"},
+                                           {"345667", "3.456.67"},
+                                           {"12345", "0.123.45"},
+                                           {"345", "3.45"},
+                                           {"45", "0.45"},
+                                           {"7", "7"},
+                                           {"4294967295", "42949.672.95"}}) {
+    getpatshowname(strtoul(number.c_str(), nullptr, 10), name);
+    EXPECT_EQ(name, shown);
   }
 }
 
-TEST(TextUtil, AppendsToTheUpdateLog) {
+TEST(TextUtil, AppendsToTheUpdateLogOfAFolder) {
   std::string folder = std::filesystem::temp_directory_path() / "zeva-updatelog-XXXXXX";
   mkdtemp(folder.data());
   writelog(folder, "nowhere to go");
@@ -183,8 +149,12 @@ TEST(TextUtil, AppendsToTheUpdateLog) {
   writelog(folder, "one");
   writelog(folder, "two");
   std::ifstream log(folder + "/log/updatelog.debug");
-  std::string const text{std::istreambuf_iterator<char>(log), {}};
-  EXPECT_THAT(text, testing::MatchesRegex("... ... ../../.. ..:..[AP]M   one... ... ../../.. "
-                                          "..:..[AP]M   two"));
+  EXPECT_THAT((std::string{std::istreambuf_iterator<char>(log), {}}),
+              testing::MatchesRegex("... ... ../../.. ..:..[AP]M   one... ... ../../.. "
+                                    "..:..[AP]M   two"));
   std::filesystem::remove_all(folder);
+  setenv("ZEVA_HOME", std::string(300, 'h').c_str(), 1);
+  EXPECT_EQ(gethomepath(), std::string(255, 'h'));
+  unsetenv("ZEVA_HOME");
+  EXPECT_STREQ(gethomepath(), "/opt/norva/zeva");
 }
