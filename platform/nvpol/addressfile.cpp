@@ -10,7 +10,7 @@
 namespace zeva {
 namespace {
 
-constexpr off_t kMaxFileSize = 64 * 1024 * 1024;
+constexpr off_t kMaxFileSize = off_t{64} * 1024 * 1024;
 
 std::string_view trimmed(std::string_view field) {
   constexpr std::string_view kBlanks = " \t\r";
