@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "storage.h"
 #include "trimname.h"
 
 namespace {
@@ -81,6 +82,7 @@ class IniReader {
     at_ += line.size() + 1;
 
     size_t const equals = std::min(line.find('='), line.size());
+    zeva::make_room(keys_);
     Nvkeypair& key = keys_.emplace_back();
     key.name = line.substr(0, equals);
     std::erase_if(key.name, is_blank);

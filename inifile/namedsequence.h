@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "namehash.h"
+#include "storage.h"
 
 namespace zeva {
 
@@ -60,14 +61,14 @@ class NamedSequence {
   Item& obtain(std::string_view name) {
     if (slots_.empty()) {
       if (Item* item = find(name)) return *item;
-      items_.push_back(Item{std::string(name)});
+      append(name);
       if (items_.size() > kScanned) index_items();
       return items_.back();
     }
     uint32_t const hash = name_hash(name);
     size_t const at = slot_of(name, hash);
     if (slots_[at].item != 0) return items_[slots_[at].item - 1];
-    items_.push_back(Item{std::string(name)});
+    append(name);
     slots_[at] = {hash, static_cast<uint32_t>(items_.size())};
     if (items_.size() > slots_.size() / 2) double_slots();
     return items_.back();
@@ -82,6 +83,17 @@ class NamedSequence {
   };
 
   static std::string const& name_of(Item const& item) { return std::invoke(kName, item); }
+
+  static std::vector<Slot> free_slots(size_t count) {
+    auto slots = vector_with_room<Slot>(count);
+    slots.resize(count);
+    return slots;
+  }
+
+  void append(std::string_view name) {
+    make_room(items_);
+    items_.push_back(Item{std::string(name)});
+  }
 
   // The slot of that name, or the free one that it would take.
   size_t slot_of(std::string_view name, uint32_t hash) const {
@@ -98,7 +110,7 @@ class NamedSequence {
   bool index_items() {
     size_t count = 4 * kScanned;
     while (count / 2 < items_.size()) count *= 2;
-    slots_.assign(count, {});
+    slots_ = free_slots(count);
     std::vector<uint32_t> hashes;
     hashes.reserve(items_.size());
     for (Item const& item : items_) hashes.push_back(name_hash(name_of(item)));
@@ -117,7 +129,7 @@ class NamedSequence {
   }
 
   void double_slots() {
-    std::vector<Slot> doubled(2 * slots_.size());
+    std::vector<Slot> doubled = free_slots(2 * slots_.size());
     size_t const mask = doubled.size() - 1;
     for (Slot const& slot : slots_) {
       if (slot.item == 0) continue;
