@@ -50,7 +50,7 @@ class Rehearse : public testing::Test {
     std::vector<std::string> line{"env",
                                   "--default-signal=INT",
                                   "LD_PRELOAD=/usr/$LIB/faketime/libfaketime.so.1",
-                                  "FAKETIME=+0 x100",
+                                  "FAKETIME=+0 x30",
                                   "ASAN_OPTIONS=verify_asan_link_order=0",
                                   "TMPDIR=" + (work_ / "tmp"),
                                   *installed / "home/bin/zeva-rehearse",

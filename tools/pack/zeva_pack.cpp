@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "command.h"
+#include "files.h"
 #include "package_key.h"
 #include "private_folder.h"
 #include "tool.h"
@@ -100,9 +101,9 @@ bool run(zeva::Command const& command, std::string const& subject, std::string& 
 }
 
 bool write(std::string const& path, std::string const& content) {
-  if (zeva::write_file(path, content)) return true;
-  zeva::complain(path, "cannot be written: " + os_error());
-  return false;
+  int const error = zeva::write_new_file(path, content);
+  if (error != 0) zeva::complain(path, std::string("cannot be written: ") + strerror(error));
+  return error == 0;
 }
 
 bool make_checksums(std::string const& folder, Contents const& contents, std::string const& path) {

@@ -69,6 +69,10 @@ char const* describe(tag_VALUE_TYPE type) {
 
 }  // namespace
 
+std::string numbered(std::string const& stem, int number) {
+  return stem + std::to_string(number);
+}
+
 ExportReader::ExportReader(std::string const& folder, std::string const& name,
                            std::vector<Finding>& findings)
     : folder_(folder), name_(name), findings_(findings) {}

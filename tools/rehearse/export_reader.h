@@ -20,6 +20,12 @@
 
 namespace zeva {
 
+// The section that every export file begins with.
+inline constexpr char kCommon[] = "common";
+
+// The name of an item of a list: "task3".
+[[nodiscard]] std::string numbered(std::string const& stem, int number);
+
 // Where a text goes, and so how much of it is kept.
 enum class Fate {
   kUsed,       // names something; not stored as a value

@@ -23,7 +23,4 @@ class PrivateFolder {
   std::string error_;
 };
 
-// Makes or replaces a file, mode 0600; false with errno set when it cannot be written.
-[[nodiscard]] bool write_file(std::string const& path, std::string_view content);
-
 }  // namespace zeva
