@@ -18,6 +18,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <fstream>
+#include <iterator>
 #include <memory>
 #include <random>
 #include <string>
@@ -168,7 +169,8 @@ Times run(Competitor const& competitor, std::string const& path,
 Times median(std::vector<Times> const& times) {
   auto middle = [&](double Times::*phase) {
     std::vector<double> values;
-    for (Times const& one : times) values.push_back(one.*phase);
+    std::transform(times.begin(), times.end(), std::back_inserter(values),
+                   [&](Times const& one) { return one.*phase; });
     std::sort(values.begin(), values.end());
     return values[values.size() / 2];
   };
