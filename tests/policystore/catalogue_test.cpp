@@ -9,6 +9,7 @@
 #include <map>
 
 #include "errorrecord.h"
+#include "scratch_home.h"
 
 namespace fs = std::filesystem;
 using testing::EndsWith;
@@ -26,25 +27,6 @@ std::map<std::string, int> const kArguments = {
 };
 
 struct Wrapper : ErrorRecord {};  // without a library behind it
-
-// A home of the test's own with the catalogue in it, named by ZEVA_HOME.
-class Home {
- public:
-  explicit Home(std::string const& name = "zeva-catalogue-") {
-    path_ = (fs::temp_directory_path() / (name + "XXXXXX")).string();
-    mkdtemp(path_.data());
-    fs::create_directories(path_ + "/config");
-    fs::create_directory_symlink(CATALOGUE_DIR, path_ + "/config/zevautilerr");
-    setenv("ZEVA_HOME", path_.c_str(), 1);
-  }
-  ~Home() {
-    unsetenv("ZEVA_HOME");
-    fs::remove_all(path_);
-  }
-
- private:
-  std::string path_;
-};
 
 void speak(char const* locale) {
   UErrorCode status = U_ZERO_ERROR;
@@ -110,7 +92,7 @@ TEST(Catalogue, LooksUpOtherTablesAndMissesQuietly) {
 
 TEST(ErrorRecord, JoinsFailuresInOrderAndForgetsThemWhenFetched) {
   speak("en_US");
-  Home home;
+  ScratchHome home;
   Wrapper wrapper;
   wrapper.initResBundle();
   wrapper.seterrorname("REG_FAIL", "call", "key\\{0}", -2130575348);
@@ -128,15 +110,17 @@ TEST(ErrorRecord, JoinsFailuresInOrderAndForgetsThemWhenFetched) {
 }
 
 TEST(ErrorRecord, SpeaksTheLanguageOfTheProcess) {
-  Home home;
+  ScratchHome home;
   speak("en_US");
   std::string const english = fail_once().first;
   speak("fr_FR");
   EXPECT_EQ(fail_once().first, english);
   speak("de_AT");
   EXPECT_THAT(fail_once().first, HasSubstr("Unterrichtlinien"));
-  for (char const* name : {"zeva home-", "zeva'$(x)\"-", "zeva.dat-", "zeva:a-", "zevä-"}) {
-    Home odd_home(name);
+  for (char const* name : {"a b", "zeva'$(x)\"", "zeva.dat-", "zeva:a", "zevä"}) {
+    std::string const odd = home.path() + "/" + name;
+    fs::create_directory_symlink(home.path(), odd);
+    setenv("ZEVA_HOME", odd.c_str(), 1);
     EXPECT_NE(fail_once().first, "") << name;
   }
 }

@@ -1,5 +1,5 @@
-// Makes a call of the policy library fail, or an enumeration give an empty name, after the real
-// library has done its work, so that nothing stays open.
+// Makes a call of the gateway's libraries fail, or an enumeration give what the bundled libraries
+// never give, after the real library has done its work, so that nothing stays open.
 #pragma once
 
 #include <stdint.h>
@@ -7,6 +7,7 @@
 #include <string>
 
 constexpr int32_t kFailed = -5;
+constexpr int kUnknownType = 7;  // of values, no member of _NvRegDataType
 
 // The name of the call that fails from now on; empty for none.
 extern std::string failing_call;

@@ -48,3 +48,19 @@ void __wrap_nvpol_enumTask(_NvPolComHandle* rule, uint32_t index, char* name, ui
   __real_nvpol_enumTask(rule, index, name, length, status);
   if (failing_call == "nvpol_enumTask" && index == 0) name[*length = 0] = '\0';
 }
+
+// Numbers are of a type that nobody knows. Visible, because the linker takes the calls of libnvpol
+// for wrapped ones too; they are not.
+#pragma GCC visibility push(default)
+extern "C" {
+void __real_nvreg_enumValue(_NvPolComHandle*, uint32_t, char*, uint32_t*, _NvRegDataType*,
+                            unsigned char*, uint32_t*, int32_t*);
+void __wrap_nvreg_enumValue(_NvPolComHandle* key, uint32_t index, char* name, uint32_t* name_length,
+                            _NvRegDataType* type, unsigned char* data, uint32_t* length,
+                            int32_t* status) {
+  __real_nvreg_enumValue(key, index, name, name_length, type, data, length, status);
+  if (failing_call == "nvreg_enumValue" && *type == NVREG_DWORD)
+    *type = static_cast<_NvRegDataType>(kUnknownType);
+}
+}
+#pragma GCC visibility pop

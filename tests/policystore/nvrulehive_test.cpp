@@ -2,14 +2,11 @@
 
 #include "nvrulehive.h"
 
-#include <memory>
 #include <set>
 
-#include "importers.h"
 #include "nvaddresslist.h"
 #include "nvclassification.h"
 #include "policy_store.h"
-#include "runlog.h"
 
 using testing::ElementsAre;
 using testing::Pair;
@@ -23,7 +20,7 @@ class RuleHive : public PolicyStoreTest {
 
 TEST_F(RuleHive, WithoutAHiveNothingOpens) {
   NvRuleHive closed;
-  _NvPolComHandle* created = nullptr;
+  Handle created = nullptr;
   NvRuleHive rootless(kPolicy + "\\elsewhere", home_.address());
   EXPECT_EQ(rootless.geterror(), fail2("nvpol_openRootRule", kGone));
   Failure const closed_failures[] = {
@@ -43,11 +40,11 @@ TEST_F(RuleHive, WithoutAHiveNothingOpens) {
 
 TEST_F(RuleHive, RecordsEachFailureByItsNameAndTexts) {
   NvRuleHive hive(kPolicy, home_.address());
-  _NvPolComHandle* const none = nullptr;
-  _NvPolComHandle* const root = hive.getRootRule();
-  _NvPolComHandle* created = nullptr;
+  Handle const none = nullptr;
+  Handle const root = hive.getRootRule();
+  Handle created = nullptr;
   ASSERT_EQ(hive.createRule(created, root, "gone", "d", "", "a", "b"), 0);
-  _NvPolComHandle* const gone = created;
+  Handle const gone = created;
   ASSERT_EQ(hive.deleteRule(root, "gone"), 0);
   ASSERT_EQ(hive.createTask(root, "t", "d", "", 1), 0);
   ASSERT_EQ(hive.createTask(root, "u", "d", "", 1), 0);
@@ -72,9 +69,10 @@ TEST_F(RuleHive, RecordsEachFailureByItsNameAndTexts) {
        message("REG_SIZE1", "createRule:")},
       {DOING(hive.createRule(created, gone, "r", "", "", "a", "b")),
        fail("nvpol_createRule", "r", kGone)},
+      {DOING(hive.createRule(created, root, "half", "d", "", Texts{"a", "a;c"}, Texts{"b", "b"})),
+       fail("nvpol_createRule", "half", NVREG_BAD_NAME)},
       {DOING(hive.deleteRule(root, "x")), fail("nvpol_deleteRule", "x", kGone)},
       {DOING(hive.GetAllSubRuleName(none, names)), empty("GetAllSubRuleName hParent")},
-      {DOING(hive.GetAllSubRuleName(names)), message("REG_NOSUBPOLICY")},
       {DOING(hive.GetRuleAttrib(none, rule)), empty("GetRuleAttrib htRule")},
       {DOING(hive.GetRuleAttrib("x", rule)),
        message("REG_FILE", "nvpol_openRule", "x", kGone) + empty("GetRuleAttrib hRule")},
@@ -90,6 +88,7 @@ TEST_F(RuleHive, RecordsEachFailureByItsNameAndTexts) {
       {DOING(hive.settaskorder(root, "x", 1)), fail2("nvpol_setTaskOrder", kGone)},
       {DOING(hive.AddCondition(none, "a", "b")), empty("AddCondition hRule")},
       {DOING(hive.AddCondition(root, "a;b", "c")), fail2("nvpol_addCondition", NVREG_BAD_NAME)},
+      {DOING(hive.AddCondition(gone, "a", "b")), fail2("nvpol_addCondition", kGone)},
       {DOING(hive.RemoveCondition(none, "a", "b")), empty("RemoveCondition hRule")},
       {DOING(hive.RemoveCondition(root, "a", "b")), fail2("nvpol_removeCondition", kGone)},
       {DOING(hive.GetAllConditions(none, names, others)), empty("GetAllCondition hRule")},
@@ -97,6 +96,7 @@ TEST_F(RuleHive, RecordsEachFailureByItsNameAndTexts) {
       {DOING(hive.createTask(none, "t", "", "", 1)), empty("createTask htRule")},
       {DOING(hive.createTask(root, "", "", "", 1)), empty("createTask Taskname")},
       {DOING(hive.createTask(root, "t", "", "", 1)), fail("nvpol_createTask", "t", NVREG_EXISTS)},
+      {DOING(hive.createTask(gone, "t", "", "", 1)), fail("nvpol_createTask", "t", kGone)},
       {DOING(hive.deleteTask(none, "t")), empty("deleteTask hdl")},
       {DOING(hive.deleteTask(root, "")), empty("deleteTask taskname")},
       {DOING(hive.deleteTask(root, "x")), fail("nvpol_deleteTask", "x", kGone)},
@@ -116,12 +116,15 @@ TEST_F(RuleHive, RecordsEachFailureByItsNameAndTexts) {
       {DOING(hive.addoutcome(none, "o", "v")), empty("addoutcome hTask")},
       {DOING(hive.addoutcomes(root, "", outcomes)), empty("taskname")},
       {DOING(hive.addoutcome(root, "t", "", "v")), fail2("nvpol_addOutcome", NVREG_BAD_NAME)},
+      {DOING(hive.addoutcome(gone, "o", "v")), fail2("nvpol_addOutcome", kGone)},
       {DOING(hive.deleteoutcome(none, "t", "o")), empty("deleteoutcome hRule")},
       {DOING(hive.deleteoutcome(none, "o")), empty("deleteoutcome hTask")},
       {DOING(hive.deleteoutcome(root, "t", "o")), fail("nvpol_deleteOutcome", "o", kGone)},
       {DOING(hive.getoutcome(none, "t", outcomes)), empty("getoutcome hRule")},
       {DOING(hive.getoutcomes(none, outcomes)), empty("getoutcome hTask")},
       {DOING(hive.getoutcome(root, "", outcomes)), empty("getoutcome taskname")},
+      // No half rule is left, and no rule has come back.
+      {DOING(hive.GetAllSubRuleName(names)), message("REG_NOSUBPOLICY")},
       {DOING(hive.closeRuleHive()), fail2("nvpol_closeRuleHive", kFailed), "nvpol_closeRuleHive"},
   };
   expect_failures(hive, hive_failures);
@@ -130,25 +133,23 @@ TEST_F(RuleHive, RecordsEachFailureByItsNameAndTexts) {
 }
 
 TEST_F(RuleHive, ReadsWhatAnImporterWrote) {
+  std::string const long_sender(600, 's'), long_recipient(600, 'r');
   for (auto const& [path, name, value] : std::initializer_list<std::array<std::string, 3>>{
-           {"", "condition1", "*;Staff"},
+           {"", "condition1", "only"},
            {"", "condition2", ";"},
-           {"", "condition3", "Staff;*"},
+           {"", "condition3", long_sender + ";" + long_recipient},
            {"\\tasks\\AV\\Classification", "Worm", "Delete"},
            {"\\tasks\\AV\\Classification", "", "nameless"},
            {"\\inactive", "inactive1", "AV"},
            {"\\rules\\A\\rules\\B", "displayName", "deep"},
-           {"\\rules\\" + std::string(200, 'n'), "comment", ""}}) {
-    Nvregentry entry(name, NVREG_STRING, value);
-    ASSERT_EQ(registry_.nvsetentry(kPolicy + "\\Rule\\Mail" + path, entry), 0);
-  }
+           {"\\rules\\" + std::string(200, 'n'), "comment", ""}})
+    set(kPolicy + "\\Rule\\Mail" + path, name, value);
   NvRuleHive hive(kPolicy, home_.address());
-  Texts from;
-  Texts to;
+  Texts from, to, names;
   EXPECT_EQ(hive.GetAllConditions("\\", from, to), -1);
   EXPECT_EQ(hive.geterror(), empty("Get condition"));
-  EXPECT_THAT(from, ElementsAre("*", "Staff"));
-  EXPECT_THAT(to, ElementsAre("Staff", "*"));
+  EXPECT_THAT(from, ElementsAre("only", std::string(512, 's')));
+  EXPECT_THAT(to, ElementsAre("", std::string(512, 'r')));
   NvRuleHive::Outcomes outcomes{{"Worm", ""}, {"Joke", ""}};
   EXPECT_EQ(hive.getoutcome("\\", "AV", outcomes), 0);
   EXPECT_THAT(outcomes, ElementsAre(Pair("Joke", "void"), Pair("Worm", "Delete")));
@@ -157,56 +158,58 @@ TEST_F(RuleHive, ReadsWhatAnImporterWrote) {
   EXPECT_EQ(hive.geterror(), empty("setoutcomes get task"));
   EXPECT_THAT(outcomes, ElementsAre(Pair("Worm", "Delete")));
   EXPECT_EQ(hive.istaskactive("\\", "AV"), 0);
-  _NvPolRuleAttr attr;
-  EXPECT_EQ(hive.GetRuleAttrib("\\A\\B", attr), 0);
-  EXPECT_STREQ(attr.displayName, "deep");
-  Texts names;
+  for (char const* path : {"A\\B", "\\A\\B", "\\\\A\\\\B\\"}) {
+    _NvPolRuleAttr attr{};
+    EXPECT_EQ(hive.GetRuleAttrib(path, attr), 0) << path;
+    EXPECT_STREQ(attr.displayName, "deep") << path;
+  }
   EXPECT_EQ(hive.GetAllSubRuleName(names), -1) << "a name that does not fit";
   EXPECT_EQ(hive.geterror(), fail2("nvpol_enumRule", NVREG_BUFFER_TOO_SMALL));
   EXPECT_THAT(names, ElementsAre("A"));
 }
 
-TEST_F(RuleHive, ReadsTheImportedExample) {
-  SetDebugLogFileName((home_.path() + "/migration.log").c_str());
-  ASSERT_EQ(import_filter_action(EXAMPLE_FOLDER, home_.address().c_str()), 0);
-  ASSERT_EQ(import_policy(EXAMPLE_FOLDER, home_.address().c_str()), 0);
-  NvRuleHive hive("registry\\policy", home_.address());
-  Texts rules, tasks, from, to;
-  EXPECT_EQ(hive.GetAllSubRuleName(rules), 0);
-  EXPECT_THAT(rules, ElementsAre("HeadOffice", "Cardiff"));
-  EXPECT_EQ(hive.GetAllTaskName("Cardiff", tasks), 0);
-  EXPECT_THAT(tasks, ElementsAre("VirusScanCardiff", "AntiSpamCardiff", "DisclaimerCardiff"));
-  _NvPolTaskAttr task;
-  EXPECT_EQ(hive.GetTaskAttrib("Cardiff", "VirusScanCardiff", task), 0);
-  EXPECT_STREQ(task.displayName, "Sgan firysau (Caerdydd)");
-  EXPECT_EQ(task.filter, 0x10001u);
-  NvRuleHive::Outcomes outcomes;
-  EXPECT_EQ(hive.getoutcomes("Cardiff", "VirusScanCardiff", outcomes), 0);
-  EXPECT_EQ(outcomes.size(), 8u);
-  EXPECT_EQ(outcomes["BOT_Virus"], "Delete");
-  EXPECT_EQ(hive.istaskactive("Cardiff", "AntiSpam"), 0);
-  EXPECT_EQ(hive.istaskactive("Cardiff", "VirusScanCardiff"), 1);
-  EXPECT_EQ(hive.GetAllConditions("\\HeadOffice\\Finance\\Payroll", from, to), 0);
-  EXPECT_THAT(from, ElementsAre("Partners", "payroll@example.com"));
-  EXPECT_THAT(to, ElementsAre("payroll@example.com", "Partners"));
+TEST_F(RuleHive, KeepsWhatARuleRefersToInATreeOfAnyDepth) {
+  std::string const root = kPolicy + "\\Rule\\Mail", long_name(200, 'n');
+  std::string bottom = root;
+  for (int depth = 0; depth < 1000; ++depth) bottom += "\\rules\\deep";
+  bottom += "\\rules\\bottom";
+  set(bottom + "\\tasks\\t\\Classification", "Passed", "Keep");
+  set(bottom, "condition1", "*;Staff");
+  set(root + "\\rules\\" + long_name, "condition1", "Guests;*");
 
-  NvClassification classes("registry\\policy", home_.address());
-  EXPECT_EQ(classes.deleteclass("Archive"), -1);
-  EXPECT_THAT(classes.geterror(), testing::HasSubstr("Directors"));
-  NvAddresslist lists("registry\\policy", home_.address());
-  EXPECT_EQ(lists.deleteaddrlist("Partners"), -1);
-  EXPECT_THAT(lists.geterror(), testing::HasSubstr("Payroll"));
+  NvClassification classes(kPolicy, home_.address());
+  NvAddresslist lists(kPolicy, home_.address());
+  for (char const* name : {"Keep", "Staff"}) {
+    Handle made = classes.createclass(name, "d", "");
+    EXPECT_EQ(classes.closeclass(made), 0);
+    EXPECT_EQ(lists.createaddrlist(name, {}), 0);
+  }
+  auto referred = [](char const* name, std::string const& rule) {
+    return message("REG_REFERENCE", "nvpol_checkReferInRule", name, rule);
+  };
+  Failure const kept_classes[] = {
+      {DOING(classes.deleteclass("Keep")), referred("Keep", "bottom")},
+      {DOING(classes.deleteclass("Passed")), fail("nvpol_deleteClassification", "Passed", kGone)}};
+  expect_failures(classes, kept_classes);
+  Failure const kept_lists[] = {
+      {DOING(lists.deleteaddrlist("Staff")), referred("Staff", "bottom")},
+      {DOING(lists.deleteaddrlist("Guests")), referred("Guests", long_name.substr(0, 127))},
+      {DOING(lists.deleteaddrlist("Staf")), fail("nvpol_deleteAddrList", "Staf", kGone)}};
+  expect_failures(lists, kept_lists);
+  EXPECT_EQ(classes.deleteclass("Staff"), 0);
+  EXPECT_EQ(lists.deleteaddrlist("Keep"), 0);
+  set(root, "condition1", "Staff;*");
+  EXPECT_EQ(lists.deleteaddrlist("Staff"), -1);
+  EXPECT_EQ(lists.geterror(), referred("Staff", "Mail")) << "the root rule comes first";
 }
 
 TEST_F(RuleHive, TakesAHundredConditionsAndPrintsRecords) {
   NvRuleHive hive(kPolicy, home_.address());
-  _NvPolComHandle* rule = nullptr;
+  Handle rule = nullptr;
+  std::string const shown(300, 'd'), comment(300, 'c');
   Texts const sides(100, std::string(600, 's'));
-  ASSERT_EQ(
-      hive.createRule(rule, "\\", "r", std::string(300, 'd'), std::string(300, 'c'), sides, sides),
-      0);
-  Texts from;
-  Texts to;
+  ASSERT_EQ(hive.createRule(rule, "\\", "r", shown, comment, sides, sides), 0);
+  Texts from, to;
   EXPECT_EQ(hive.GetAllConditions(rule, from, to), 0);
   EXPECT_EQ(from, Texts(100, std::string(512, 's')));
   EXPECT_EQ(to, from);
@@ -216,14 +219,12 @@ TEST_F(RuleHive, TakesAHundredConditionsAndPrintsRecords) {
   attr.matchType = 0x2a;
   testing::internal::CaptureStdout();
   printRuleattr(attr);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "displayName = " + std::string(256, 'd') +
-                                                        "\ncomment = " + std::string(256, 'c') +
-                                                        "\nmatchType = 0x0000002a\norder = -1\n");
-  testing::internal::CaptureStdout();
   printTaskattr({"a", "b", 3, 0x10001, 1, 0, 7});
   EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "displayName = a\ncomment = b\nfilter = 0x00010001\norder = 3\nenable = 1\n"
-            "overridable = 0\n");
+            "displayName = " + shown.substr(0, 256) + "\ncomment = " + comment.substr(0, 256) +
+                "\nmatchType = 0x0000002a\norder = -1\n"
+                "displayName = a\ncomment = b\nfilter = 0x00010001\norder = 3\nenable = 1\n"
+                "overridable = 0\n");
   EXPECT_EQ(hive.closeRule(rule), 0);
 }
 
@@ -232,32 +233,34 @@ struct TaskModel {
   std::string displayname;
   uint32_t filter = 0;
   int32_t order = 0;
-  NvRuleHive::Outcomes outcomes;
+  NvRuleHive::Outcomes outcomes{};
+  bool operator==(TaskModel const&) const = default;
 };
 struct RuleModel {
   std::string displayname;
   int32_t order = 0;
-  Texts from;
-  Texts to;
-  Ordered<TaskModel> tasks;
-  std::set<std::string> inactive;
-  Ordered<std::shared_ptr<RuleModel>> rules;
+  std::vector<std::pair<std::string, std::string>> conditions{};
+  Ordered<TaskModel> tasks{};
+  std::set<std::string> inactive{};
+  Ordered<RuleModel> rules{};
+  bool operator==(RuleModel const&) const = default;
 };
 
-class RuleWalk : public RuleHive {
+class RuleWalk : public HiveWalk<NvRuleHive> {
  protected:
-  // Does one thing to a rule, by its path or by its handle; true when hive and model agree on
-  // whether it could be done.
-  bool step() {
+  RuleWalk() { OpenKey root(registry_, kPolicy + "\\Rule\\Mail"); }
+
+  // To some rule, by its path or by its handle.
+  bool step() override {
     RuleModel* rule = &model_;
     std::string path = "\\";
     while (!rule->rules.empty() && dice_.below(3) > 0) {
       auto& [name, below] = rule->rules[dice_.below(rule->rules.size())];
-      path += (path.size() > 1 ? "\\" : "") + name;
-      rule = below.get();
+      path += name + "\\";
+      rule = &below;
     }
     if (dice_.below(2) == 0) return act(path, *rule);
-    _NvPolComHandle* opened = hive_->openRule(path);
+    Handle opened = hive_->openRule(path);
     bool const agreed = opened && act(opened, *rule);
     return hive_->closeRule(opened) == 0 && agreed;
   }
@@ -267,35 +270,48 @@ class RuleWalk : public RuleHive {
     std::string const name = dice_.name();
     int32_t const order = static_cast<int32_t>(dice_.below(5)) - 1;
     switch (dice_.below(9)) {
-      case 0:
-        return create_rule(rule, held, name);
+      case 0: {
+        std::string const shown = dice_.text();
+        Handle made = nullptr;
+        bool const done = hive_->createRule(made, rule, name, shown, "", "a", "b") >= 0;
+        if (made) hive_->closeRule(made);
+        return done == held.rules.add(name, {shown.substr(0, 256), 0, {{"a", "b"}}});
+      }
       case 1: {
         _NvPolRuleAttr attr{};
-        held.displayname = "changed";
-        zeva::set_field(attr.displayName, held.displayname);
         attr.order = held.order = dice_.number();
+        zeva::set_field(attr.displayName, held.displayname = "changed");
         return hive_->SetRuleAttrib(rule, attr) >= 0;
       }
       case 2: {
-        std::shared_ptr<RuleModel>* below = held.rules.find(name);
-        bool const fits = below && order > 0;
-        if (fits) (*below)->order = order;
-        return (hive_->setruleorder(rule, name, order) >= 0) == fits;
+        RuleModel* below = order > 0 ? held.rules.find(name) : nullptr;
+        if (below) below->order = order;
+        return (hive_->setruleorder(rule, name, order) >= 0) == (below != nullptr);
       }
-      case 3:
-        return change_conditions(rule, held);
+      case 3: {
+        std::pair const sides("f" + std::to_string(dice_.below(3)),
+                              "t;" + std::to_string(dice_.below(3)));
+        if (dice_.below(2) == 0)
+          return (hive_->RemoveCondition(rule, sides.first, sides.second) >= 0) ==
+                 remove_first(held.conditions, sides);
+        held.conditions.push_back(sides);
+        return hive_->AddCondition(rule, sides.first, sides.second) >= 0;
+      }
       case 4:
         return dice_.below(6) == 0
                    ? (hive_->deleteRule(rule, name) >= 0) == held.rules.remove(name)
                    : (hive_->deleteTask(rule, name) >= 0) == held.tasks.remove(name);
-      case 5:
-        return create_task(rule, held, name);
+      case 5: {
+        std::string const shown = dice_.text();
+        auto const filter = static_cast<uint32_t>(dice_.number());
+        return (hive_->createTask(rule, name, shown, "", filter) >= 0) ==
+               held.tasks.add(name, {shown.substr(0, 256), filter});
+      }
       case 6: {
         bool const inactive = dice_.below(2) == 0;
         bool const fits = !name.empty() && name.find('\\') == name.npos;
         if (fits && inactive) held.inactive.insert(name);
         if (!inactive) held.inactive.erase(name);
-        if (fits && hive_->istaskactive(rule, name) < 0) return false;
         return (hive_->inactivetask(rule, name, inactive) >= 0) == fits;
       }
       default:
@@ -304,53 +320,15 @@ class RuleWalk : public RuleHive {
   }
 
   template <typename Rule>
-  bool create_rule(Rule const& rule, RuleModel& held, std::string const& name) {
-    std::string const shown = dice_.text();
-    _NvPolComHandle* made = nullptr;
-    bool const done = hive_->createRule(made, rule, name, shown, "", "a", "b") >= 0;
-    if (made) hive_->closeRule(made);
-    RuleModel const model{shown.substr(0, 256), 0, {"a"}, {"b"}, {}, {}, {}};
-    return done == held.rules.add(name, std::make_shared<RuleModel>(model));
-  }
-
-  template <typename Rule>
-  bool change_conditions(Rule const& rule, RuleModel& held) {
-    std::string const from = "f" + std::to_string(dice_.below(3));
-    std::string const to = "t;" + std::to_string(dice_.below(3));
-    if (dice_.below(2) == 0) {
-      held.from.push_back(from);
-      held.to.push_back(to);
-      return hive_->AddCondition(rule, from, to) >= 0;
-    }
-    size_t i = 0;
-    while (i < held.from.size() && (held.from[i] != from || held.to[i] != to)) ++i;
-    bool const found = i < held.from.size();
-    if (found) held.from.erase(held.from.begin() + static_cast<ptrdiff_t>(i));
-    if (found) held.to.erase(held.to.begin() + static_cast<ptrdiff_t>(i));
-    return (hive_->RemoveCondition(rule, from, to) >= 0) == found;
-  }
-
-  template <typename Rule>
-  bool create_task(Rule const& rule, RuleModel& held, std::string const& name) {
-    std::string const shown = dice_.text();
-    auto const filter = static_cast<uint32_t>(dice_.number());
-    bool const done = hive_->createTask(rule, name, shown, "", filter) >= 0;
-    return done == held.tasks.add(name, {shown.substr(0, 256), filter, 0, {}});
-  }
-
-  template <typename Rule>
   bool change_task(Rule const& rule, TaskModel* held, std::string const& name, int32_t order) {
     std::string const finding = "o" + std::to_string(dice_.below(4));
     switch (dice_.below(4)) {
-      case 0: {
-        bool const fits = held && order > 0;
-        if (fits) held->order = order;
-        return (hive_->settaskorder(rule, name, order) >= 0) == fits;
-      }
-      case 1: {
-        bool const found = held && held->outcomes.erase(finding) > 0;
-        return (hive_->deleteoutcome(rule, name, finding) >= 0) == found;
-      }
+      case 0:
+        if (held && order > 0) held->order = order;
+        return (hive_->settaskorder(rule, name, order) >= 0) == (held && order > 0);
+      case 1:
+        return (hive_->deleteoutcome(rule, name, finding) >= 0) ==
+               (held && held->outcomes.erase(finding) > 0);
       case 2: {
         std::string const value = dice_.text();
         if (held) held->outcomes[finding] = value;
@@ -366,54 +344,42 @@ class RuleWalk : public RuleHive {
     }
   }
 
-  void compare(std::string const& path, RuleModel const& held) {
+  bool agrees() override { return read("\\") == model_; }
+
+  RuleModel read(std::string const& path) {
     SCOPED_TRACE(path);
-    _NvPolComHandle* rule = hive_->openRule(path);
-    ASSERT_NE(rule, nullptr);
-    _NvPolRuleAttr attr;
+    RuleModel found;
+    Handle rule = hive_->openRule(path);
+    _NvPolRuleAttr attr{};
     EXPECT_EQ(hive_->GetRuleAttrib(rule, attr), 0);
-    EXPECT_EQ(zeva::field_text(attr.displayName), held.displayname);
-    EXPECT_EQ(attr.order, held.order);
+    found.displayname = zeva::field_text(attr.displayName);
+    found.order = attr.order;
     Texts from, to, tasks, rules;
     EXPECT_EQ(hive_->GetAllConditions(rule, from, to), 0);
-    EXPECT_EQ(from, held.from);
-    EXPECT_EQ(to, held.to);
-    EXPECT_EQ(hive_->GetAllTaskName(rule, tasks), 0);
-    ASSERT_EQ(tasks, held.tasks.names());
+    for (size_t i = 0; i < from.size(); ++i) found.conditions.emplace_back(from[i], to.at(i));
     std::vector<_NvPolTaskAttr> attrs;
+    EXPECT_EQ(hive_->GetAllTaskName(rule, tasks), 0);
     EXPECT_EQ(hive_->GetTasksAttrib(rule, attrs), 0);
     for (size_t i = 0; i < tasks.size(); ++i) {
-      TaskModel const& task = held.tasks[i].second;
-      EXPECT_EQ(zeva::field_text(attrs[i].displayName), task.displayname);
-      EXPECT_EQ(attrs[i].filter, task.filter);
-      EXPECT_EQ(attrs[i].order, task.order);
-      NvRuleHive::Outcomes outcomes;
-      EXPECT_EQ(hive_->getoutcomes(rule, tasks[i], outcomes), 0);
-      EXPECT_EQ(outcomes, task.outcomes);
+      _NvPolTaskAttr const& task = attrs.at(i);
+      found.tasks.emplace_back(
+          tasks[i], TaskModel{zeva::field_text(task.displayName), task.filter, task.order});
+      EXPECT_EQ(hive_->getoutcomes(rule, tasks[i], found.tasks[i].second.outcomes), 0);
     }
-    for (char const* name : {"n0", "n1", "n2", "n3", "n4"})
-      EXPECT_EQ(hive_->istaskactive(rule, name), held.inactive.contains(name) ? 0 : 1);
-    EXPECT_EQ(hive_->GetAllSubRuleName(rule, rules), held.rules.empty() ? -1 : 0);
-    EXPECT_EQ(rules, held.rules.names());
+    for (std::string const& name : Dice::kNames)
+      if (hive_->istaskactive(rule, name) == 0) found.inactive.insert(name);
+    long const listed = hive_->GetAllSubRuleName(rule, rules);
+    EXPECT_EQ(listed, rules.empty() ? -1 : 0);
     EXPECT_EQ(hive_->closeRule(rule), 0);
-    for (auto const& [name, below] : held.rules) compare(path + "\\" + name, *below);
+    for (std::string const& name : rules) found.rules.emplace_back(name, read(path + name + "\\"));
+    return found;
   }
 
-  Dice dice_;
   RuleModel model_;
-  std::unique_ptr<NvRuleHive> hive_;
 };
 
 TEST_F(RuleWalk, AgreesWithAPlainModel) {
-  SCOPED_TRACE("POLICY_SEED=" + std::to_string(dice_.seed()));
-  for (int i = 0; i < 4000; ++i) {
-    if (i % 1000 == 0) restart([&] { hive_.reset(); });
-    if (i % 200 == 0) hive_ = std::make_unique<NvRuleHive>(kPolicy, home_.address());
-    ASSERT_TRUE(step()) << "step " << i << ": " << hive_->geterror();
-    hive_->geterror();
-    if (i % 100 == 99) compare("\\", model_);
-    if (HasFailure()) return;
-  }
+  walk();
 }
 
 }  // namespace
