@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -32,6 +33,16 @@ void fill_standard_descriptors() {
 }
 
 void ignore_signal(int) {}
+
+// Whoever started the run may have left signals ignored or blocked and the width of a terminal set:
+// system() needs to be told of ended children, the watchdog its alarm, and ps whole lines.
+void forget_the_starter() {
+  my_signal(SIGCHLD, SIG_DFL);
+  sigset_t none;
+  sigemptyset(&none);
+  sigprocmask(SIG_SETMASK, &none, nullptr);
+  unsetenv("COLUMNS");
+}
 
 void choose_log(int argc, char** argv) {
   if (argc == 3) {
@@ -65,6 +76,7 @@ void log_start() {
 
 int main(int argc, char** argv) {
   fill_standard_descriptors();
+  forget_the_starter();
   // Nobody reading the echo is no reason to stop. A handler and not SIG_IGN, so that the commands
   // of the run start with the default.
   my_signal(SIGPIPE, ignore_signal);

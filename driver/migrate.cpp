@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <new>
 #include <string>
 
 #include "commands.h"
@@ -165,11 +166,13 @@ int make_regserver_run() {
   return -7;
 }
 
-int make_backup_folder(char const* folder) {
+int make_backup_folder(FixedText<> const& folder) {
   struct stat status;
-  bool ready = stat(folder, &status) == 0 ? S_ISDIR(status.st_mode) : mkdir(folder, 0755) == 0;
+  bool ready =
+      folder.fits() && (stat(folder.c_str(), &status) == 0 ? S_ISDIR(status.st_mode)
+                                                           : mkdir(folder.c_str(), 0755) == 0);
   if (!ready) {
-    LogDebugMessage("Error [%d]: make backup folder failed (%s).", 328, folder);
+    LogDebugMessage("Error [%d]: make backup folder failed (%s).", 328, folder.c_str());
     return -16;
   }
   return 0;
@@ -178,7 +181,7 @@ int make_backup_folder(char const* folder) {
 int back_up_policy_files() {
   LogDebugMessage("Backup policy files...");
   auto folder = backup_folder();
-  if (int result = make_backup_folder(folder.c_str()); result != 0) return result;
+  if (int result = make_backup_folder(folder); result != 0) return result;
   for (PolicyFile& file : policy_files) {
     auto source = below(product_home(), file.path);
     auto target = below(folder.c_str(), file.backup);
@@ -219,6 +222,16 @@ int prepare(char const* package) {
   return result;
 }
 
+// Running out of memory is the one failure that importers do not report by a status.
+int run_importer(Importer const& importer, char const* address) {
+  try {
+    return importer.import(kUnpackFolder, address);
+  } catch (std::bad_alloc const&) {
+    LogDebugMessage("Error [%d]: not enough memory to import.", 347);
+    return -18;
+  }
+}
+
 int import_or_restore(char const* address) {
   signal(SIGALRM, timeout);
   if (sigsetjmp(restore_point, 1) != 0) {
@@ -230,7 +243,7 @@ int import_or_restore(char const* address) {
   alarm(kWatchdogSeconds);
   for (Importer const& importer : kImporters) {
     if (importer.progress != nullptr) LogDebugMessage("%s", importer.progress);
-    int result = importer.import(kUnpackFolder, address);
+    int result = run_importer(importer, address);
     if (result != 0) {
       restore_policy_files();
       return result;
@@ -260,7 +273,7 @@ int migrate(char const* package) {
     LogDebugMessage("Error [%d]: package %s don't exists.", 220, package);
     return -1;
   }
-  if (run_would_delete(package, kPackageCopy, kUnpackFolder)) {
+  if (stands_in_the_way(package, kPackageCopy, kKeyFile, kUnpackFolder)) {
     // The package stays: neither the run nor its clean-up touches anything under /tmp.
     LogDebugMessage("Error [%d]: backup package failed.", 233);
     stop_regserver();

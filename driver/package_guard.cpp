@@ -6,11 +6,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <fstream>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include "export_file.h"
+#include "regularfile.h"
 
 namespace {
 
@@ -30,9 +31,11 @@ std::string real_path(std::string path, bool keep_last) {
 
 constexpr size_t kSumDigits = 32;
 
-// What is missing may be read: md5sum will say that it is not there.
+// What is missing may be read: md5sum will say that it is not there. "-" would be the standard
+// input.
 bool may_be_read(std::string const& folder, std::string const& name) {
-  if (name.starts_with('/') || ('/' + name + '/').find("/../") != std::string::npos) return false;
+  if (name == "-" || name.starts_with('/') || ('/' + name + '/').find("/../") != std::string::npos)
+    return false;
   std::string path = folder + "/" + name;
   int fd = zeva::open_export_file(folder, path);
   if (fd >= 0) close(fd);
@@ -54,11 +57,12 @@ std::string unescape(std::string const& name) {
   return plain;
 }
 
-// The file that a line of a checksum list names: "SUM  NAME", "SUM *NAME" or "MD5 (NAME) = SUM".
-// Empty when md5sum would not take the line.
-std::string listed_name(std::string const& line) {
+// The files that md5sum may take a line of a checksum list to name: "SUM  NAME", "SUM *NAME" or
+// "MD5 (NAME) = SUM". What stands before NAME belongs to it once a line has named its file with a
+// single blank. None when md5sum would not take the line.
+std::vector<std::string> listed_names(std::string const& line) {
   size_t at = line.find_first_not_of(" \t");
-  if (at == std::string::npos) return "";
+  if (at == std::string::npos) return {};
   bool escaped = line[at] == '\\';
   if (escaped) ++at;
 
@@ -66,25 +70,27 @@ std::string listed_name(std::string const& line) {
   if (line.compare(at, 3, "MD5") == 0) {
     size_t open = line.find('(', at);
     size_t close = line.rfind(')');
-    if (open == std::string::npos || close == std::string::npos || close < open) return "";
+    if (open == std::string::npos || close == std::string::npos || close < open) return {};
     name = line.substr(open + 1, close - open - 1);
   } else {
     size_t end = line.find_first_not_of("0123456789abcdefABCDEF", at);
-    if (end != at + kSumDigits || (line[end] != ' ' && line[end] != '\t')) return "";
-    at = end + 1;
-    if (at < line.size() && (line[at] == ' ' || line[at] == '*')) ++at;
-    name = line.substr(at);
+    if (end != at + kSumDigits || (line[end] != ' ' && line[end] != '\t')) return {};
+    name = line.substr(end + 1);
   }
-  return escaped ? unescape(name) : name;
+  if (escaped) name = unescape(name);
+  bool marked = name.starts_with(' ') || name.starts_with('*');
+  return {name, marked ? name.substr(1) : name};
 }
 
 }  // namespace
 
-bool run_would_delete(char const* package, char const* working_copy, char const* unpack_folder) {
+bool stands_in_the_way(char const* package, char const* working_copy, char const* key_file,
+                       char const* unpack_folder) {
   std::string below = real_path(unpack_folder, true) + "/";
   for (bool keep_last : {false, true}) {
     std::string path = real_path(package, keep_last);
-    if (path == real_path(working_copy, true) || path.compare(0, below.size(), below) == 0) {
+    if (path == real_path(working_copy, true) || path == real_path(key_file, true) ||
+        path.starts_with(below)) {
       return true;
     }
   }
@@ -92,12 +98,20 @@ bool run_would_delete(char const* package, char const* working_copy, char const*
 }
 
 bool checksum_list_is_safe(char const* folder) {
-  if (!may_be_read(folder, "md5.sum")) return false;
-  std::ifstream list(std::string(folder) + "/md5.sum");
+  std::string path = std::string(folder) + "/md5.sum";
+  int fd = zeva::open_export_file(folder, path);
+  if (fd < 0) return may_be_read(folder, "md5.sum");
+  std::string text;
+  bool read = zeva::read_regular(fd, text);
+  close(fd);
+  if (!read) return false;
+
+  std::istringstream list(text);
   for (std::string line; std::getline(list, line);) {
     if (!line.empty() && line.back() == '\r') line.pop_back();  // as md5sum does
-    std::string name = listed_name(line);
-    if (!name.empty() && !may_be_read(folder, name)) return false;
+    for (std::string const& name : listed_names(line)) {
+      if (!may_be_read(folder, name)) return false;
+    }
   }
   return true;
 }

@@ -14,6 +14,8 @@
 
 namespace {
 
+constexpr size_t kMessageSize = 2048;
+
 char log_path[1024] = "migration.log";
 
 // Holds back every signal that could jump out of, or end, the line being written: a jump out of
@@ -45,6 +47,33 @@ void write_all(int fd, char const* data, size_t length) {
   }
 }
 
+// Puts a line into the file; false when it cannot be opened. The run's working folder becomes the
+// package's: a relative path must not lead through a link of the package, nor wait at a pipe of it.
+bool append_line(char const* message) {
+  time_t now = time(nullptr);
+  tm local;
+  localtime_r(&now, &local);
+  char when[32];
+  strftime(when, sizeof when, "%Y/%m/%d %H:%M:%S", &local);
+
+  int relative = log_path[0] == '/' ? 0 : O_NOFOLLOW;
+  int log = open(
+      log_path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | relative, 0666);
+  if (log < 0) return false;
+
+  // "%ul" prints the number and a letter l: the log has always looked so. The thread handle is
+  // shown by its low 32 bits.
+  char header[100];
+  snprintf(header, sizeof header, "[%s][pid=%ul][tid=%ul]:", when, static_cast<unsigned>(getpid()),
+           static_cast<unsigned>(pthread_self()));
+
+  char line[sizeof header + kMessageSize];
+  int length = snprintf(line, sizeof line, "%s%s\n", header, message);
+  write_all(log, line, static_cast<size_t>(length));
+  close(log);
+  return true;
+}
+
 }  // namespace
 
 void SetDebugLogFileName(char const* path) {
@@ -53,34 +82,16 @@ void SetDebugLogFileName(char const* path) {
 }
 
 void LogDebugMessage(char const* format, ...) {
-  SignalsHeld held;
-
-  time_t now = time(nullptr);
-  tm local;
-  localtime_r(&now, &local);
-  char when[32];
-  strftime(when, sizeof when, "%Y/%m/%d %H:%M:%S", &local);
-
-  int log = open(log_path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
-  if (log < 0) return;
-
-  // "%ul" prints the number and a letter l: the log has always looked so. The thread handle is
-  // shown by its low 32 bits.
-  char header[100];
-  snprintf(header, sizeof header, "[%s][pid=%ul][tid=%ul]:", when, static_cast<unsigned>(getpid()),
-           static_cast<unsigned>(pthread_self()));
-
-  char message[2048];
-  va_list arguments;
-  va_start(arguments, format);
-  vsnprintf(message, sizeof message, format, arguments);
-  va_end(arguments);
-
-  char line[sizeof header + sizeof message];
-  int length = snprintf(line, sizeof line, "%s%s\n", header, message);
-  write_all(log, line, static_cast<size_t>(length));
-  close(log);
-
+  char message[kMessageSize];
+  {
+    SignalsHeld held;
+    va_list arguments;
+    va_start(arguments, format);
+    vsnprintf(message, sizeof message, format, arguments);
+    va_end(arguments);
+    if (!append_line(message)) return;
+  }
+  // Signals may interrupt the echo: nobody may be reading it.
   size_t echoed = strlen(message);
   message[echoed] = '\n';
   write_all(STDOUT_FILENO, message, echoed + 1);

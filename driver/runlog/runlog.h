@@ -4,12 +4,13 @@
 // echoed to standard output. The file is opened and closed for each line, so a line that was logged
 // is in the file whatever happens next.
 //
-// Usable from a signal handler's jump: while a line is written the run's signals are held back, so
-// a jump never leaves one half written, and nothing here uses the heap or a stream.
+// Usable after a jump out of a signal handler: while a line is put into the file the run's signals
+// are held back, so that a jump never leaves one half written, and nothing here uses the heap or a
+// stream.
 #pragma once
 
 // Sets the run log's path, cut at 1023 bytes. Until then it is "migration.log". A relative path is
-// taken relative to the working directory of each line.
+// taken relative to the working directory of each line, and must not be a link.
 void SetDebugLogFileName(char const* path);
 
 // Appends one line, printf-style; the message is cut at 2047 bytes. When the log cannot be opened

@@ -17,7 +17,8 @@ class PackageGuard : public testing::Test {
     std::string pattern = (fs::temp_directory_path() / "zeva-guard-XXXXXX").string();
     root_ = mkdtemp(pattern.data());
     fs::create_directory(root_ / "unpacked");
-    for (char const* name : {"pkg", "copy", "unpacked/file", "unpacked/a b", "unpacked/a\\b"}) {
+    for (char const* name :
+         {"pkg", "copy", "key", "unpacked/file", "unpacked/a b", "unpacked/a\\b"}) {
       std::ofstream(root_ / name) << name;
     }
   }
@@ -36,6 +37,7 @@ TEST_F(PackageGuard, FindsPackagesTheRunWouldDelete) {
   } const cases[] = {
       {"pkg", false},
       {"copy", true},
+      {"key", true},
       {"to-copy", true},
       {"unpacked/file", true},
       {"./unpacked//file", true},
@@ -44,16 +46,19 @@ TEST_F(PackageGuard, FindsPackagesTheRunWouldDelete) {
       {"unpacked/../pkg", false},
   };
   for (auto const& test : cases) {
-    EXPECT_EQ(run_would_delete((root_.string() + "/" + test.package).c_str(),
-                               (root_ / "copy").c_str(), (root_ / "unpacked").c_str()),
-              test.deleted)
+    EXPECT_EQ(
+        stands_in_the_way((root_.string() + "/" + test.package).c_str(), (root_ / "copy").c_str(),
+                          (root_ / "key").c_str(), (root_ / "unpacked").c_str()),
+        test.deleted)
         << test.package;
   }
 }
 
 TEST_F(PackageGuard, RefusesListsThatLeaveTheFolder) {
   mkfifo((root_ / "unpacked/fifo").c_str(), 0600);
-  fs::create_symlink("/dev/zero", root_ / "unpacked/link");
+  for (char const* name : {"link", " blank", "*star"}) {
+    fs::create_symlink("/dev/zero", root_ / "unpacked" / name);
+  }
   std::string const sum = "d41d8cd98f00b204e9800998ecf8427e";
   struct {
     std::string line;
@@ -65,7 +70,9 @@ TEST_F(PackageGuard, RefusesListsThatLeaveTheFolder) {
       {sum + "  fifo", false},        {sum + "  link", false},
       {sum + "  /dev/zero", false},   {sum + "  ../pkg", false},
       {"MD5 (fifo) = " + sum, false}, {"  " + sum + "  fifo", false},
-      {sum + "  missing", true},      {sum + "  missing/../pkg", false},
+      {sum + "  missing", true},      {sum + "  -", false},
+      {sum + " fifo", false},         {sum + "  blank", false},
+      {sum + " *star", false},        {sum + "  missing/../pkg", false},
   };
   for (auto const& test : cases) {
     std::ofstream(root_ / "unpacked/md5.sum") << sum << "  file\n" << test.line << "\n";

@@ -2,12 +2,16 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <setjmp.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <sys/stat.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
 
 namespace fs = std::filesystem;
@@ -57,15 +61,42 @@ TEST_F(RunLog, DropsMessagesItCannotWrite) {
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
 }
 
-TEST_F(RunLog, LeavesTheSignalMaskAsItWas) {
-  sigset_t before, after;
-  sigemptyset(&before);
-  sigaddset(&before, SIGALRM);
-  sigprocmask(SIG_SETMASK, &before, nullptr);
-  LogDebugMessage("line");
-  sigprocmask(SIG_SETMASK, nullptr, &after);
-  EXPECT_TRUE(sigismember(&after, SIGALRM));
-  EXPECT_FALSE(sigismember(&after, SIGTERM));
+sigjmp_buf back;
+int jumps = 0;
+
+long open_files() {
+  return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+}
+
+// A jump at any moment leaves whole lines and a log that goes on.
+TEST_F(RunLog, SurvivesJumpsOutOfIt) {
+  testing::internal::CaptureStdout();
+  static long const before = open_files();
+  signal(SIGALRM, [](int) { siglongjmp(back, 1); });
+  if (sigsetjmp(back, 1) != 0) ++jumps;
+  if (jumps < 500) {
+    itimerval soon = {{0, 0}, {0, 20 + jumps % 50}};
+    setitimer(ITIMER_REAL, &soon, nullptr);
+    for (;;) LogDebugMessage("%s", "whole");
+  }
+  EXPECT_EQ(open_files(), before);
+  testing::internal::GetCapturedStdout();
+  std::istringstream lines(log());
+  for (std::string line; std::getline(lines, line);) {
+    ASSERT_THAT(line, testing::MatchesRegex("\\[.*\\]\\[pid=[0-9]+l\\]\\[tid=[0-9]+l\\]:whole"));
+  }
+}
+
+// The run's working folder becomes the package's.
+TEST_F(RunLog, FollowsNoLinkAndWaitsAtNoPipe) {
+  fs::current_path(root_);
+  fs::create_symlink(root_ / "target", "link");
+  mkfifo("pipe", 0600);
+  for (char const* name : {"link", "pipe"}) {
+    SetDebugLogFileName(name);
+    LogDebugMessage("lost");
+  }
+  EXPECT_FALSE(fs::exists("target"));
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "sandbox.h"
 
@@ -73,11 +74,6 @@ void PrintTo(Case const& test, std::ostream* out) {
 #define REPACK "; rm pkg; zeva-pack export pkg"
 
 Case const kCases[] = {
-    {"FolderOfSomebodyElse",
-     "mkdir -p other/kept; ln -s /mnt/work/other /tmp/migrate",
-     -2,
-     {"Error [245]: make temp dir failed."},
-     {"migrate"}},
     {"FileForUnpackFolder", "touch /tmp/migrate", -2, {"Error [245]: make temp dir failed."}},
     {"FolderForKeyFile",
      "mkdir /tmp/rc_key",
@@ -98,8 +94,7 @@ Case const kCases[] = {
               "2>&1) (512)"}})},
     {"DamagedExport",
      "mkdir p; cp -a export/. p; (cd p; md5sum misc.txt > md5.sum; echo >> misc.txt;"
-     " tar czf ../pkg .); printf '\\172\\035\\344\\223\\133\\310\\006\\257\\062\\331\\116\\201\\365"
-     "\\140\\054\\267' > key; rc4 -enc -in pkg -key key",
+     " tar czf ../pkg .); rc4 -enc -in pkg -key key",
      -6,
      joined({kCheck,
              {"Error [301]: md5 check failed. (md5sum -c /tmp/migrate/md5.sum > /dev/null "
@@ -128,43 +123,63 @@ Case const kCases[] = {
      joined({kConfig,
              {"Error [148]: read value [area2.KeepDate] from /tmp/migrate/quarantine.txt failed."},
              kRestore})},
+    {"NoAddressGroups", "rm export/address.txt" REPACK, -8,
+     joined({kConfig,
+             kExampleToAddresses,
+             {"Error [81]: read /tmp/migrate/address.txt failed."},
+             kRestore})},
+    {"BadValueInTheLastFile", "sed -i /^SectionNum/d export/misc.txt" REPACK, -15,
+     joined({kConfig,
+             kExampleToAddresses,
+             {"Error [148]: read value [common.SectionNum] from /tmp/migrate/misc.txt failed."},
+             kRestore})},
+    {"ServerNeverShows", "printf '#!/bin/sh\\n' > $ZEVA_HOME/bin/migration/S99Reg", -11,
+     joined({kServer,
+             {"StartRegServer [165]: get successfully timeout.", "Backup policy files...",
+              "Import filter actions...",
+              "Error [461]: The call nvreg_open failed on \"ZEVA:5069\" with status 0x81020001. "
+              "Nothing there to work with: polreg.root is empty or not open. "},
+             kRestore})},
+    {"NoMemory",
+     "for i in 1 2 3 4 5 6 7 8; do head -c 30000000 /dev/zero | tr '\\0' x; done > big; "
+     "{ printf '[common]\\nFileNum=1:'; cat big; } > export/actionFile.txt" REPACK
+     "; ulimit -v 600000",
+     -18, joined({kActions, {"Error [347]: not enough memory to import."}, kRestore})},
 };
-
-class Failure : public testing::TestWithParam<Case> {};
-
-TEST_P(Failure, IsReportedAndUndone) {
-  Case const& test = GetParam();
-  Sandbox box;
-  ASSERT_EQ(box.run("S99Reg() { $ZEVA_HOME/bin/migration/S99Reg $1; }; S99Reg start && S99Reg stop "
-                    "&& zeva-pack export pkg")
-                .status,
-            0);
-  std::string before = box.store();
-  ASSERT_THAT(before, HasSubstr("registry\\policy\\Rule\\Mail"));
-
-  auto run = box.run(std::string(test.setup) + "\nmigrate pkg /mnt/work/log");
-
-  EXPECT_EQ(run.status, test.code & 0xff) << run.output;
-  EXPECT_THAT(box.log(), ElementsAreArray(joined({kStart, test.log, end(test.code)})));
-  EXPECT_EQ(box.result(), result_text(test.code));
-  EXPECT_THAT(box.tmp(), ElementsAreArray(test.tmp));
-  EXPECT_EQ(box.store(), before);
-}
 
 // A machine with a package of the example, and the store of a gateway that has run before.
 class Migration : public testing::Test {
  protected:
   void SetUp() override {
-    auto made = box_.run(
-        "S99Reg() { $ZEVA_HOME/bin/migration/S99Reg $1; }; S99Reg start && S99Reg "
-        "stop && zeva-pack export pkg");
+    auto made = box_.run("S99Reg start && S99Reg stop && zeva-pack export pkg");
     ASSERT_EQ(made.status, 0) << made.output;
     before_ = box_.store();
+    ASSERT_THAT(before_, HasSubstr("registry\\policy\\Rule\\Mail"));
+  }
+
+  // What a run that ended with the code has left behind.
+  void expect_undone(int code, Lines const& log, Lines const& tmp = kCleanTmp) {
+    EXPECT_THAT(box_.log(), ElementsAreArray(joined({kStart, log, end(code)})));
+    EXPECT_EQ(box_.result(), result_text(code));
+    EXPECT_THAT(box_.tmp(), ElementsAreArray(tmp));
+    EXPECT_EQ(box_.store(), before_);
+    // A restarted server serves the same.
+    box_.run("S99Reg start");
+    EXPECT_EQ(box_.store(), before_);
   }
 
   Sandbox box_;
   std::string before_;
 };
+
+class Failure : public Migration, public testing::WithParamInterface<Case> {};
+
+TEST_P(Failure, IsReportedAndUndone) {
+  Case const& test = GetParam();
+  auto run = box_.run(std::string(test.setup) + "\nmigrate pkg /mnt/work/log");
+  EXPECT_EQ(run.status, test.code & 0xff) << run.output;
+  expect_undone(test.code, test.log, test.tmp);
+}
 
 TEST_F(Migration, CarriesTheExampleIntoTheStore) {
   auto run = box_.run("migrate pkg /mnt/work/log");
@@ -175,8 +190,7 @@ TEST_F(Migration, CarriesTheExampleIntoTheStore) {
   EXPECT_THAT(box_.store(), HasSubstr("    MaxScanSize=DW "));
 
   // The imported store is what a restarted server serves.
-  auto served =
-      box_.run("$ZEVA_HOME/bin/migration/S99Reg start && zeva-regdump --server ZEVA:5069");
+  auto served = box_.run("S99Reg start && zeva-regdump --server ZEVA:5069");
   EXPECT_EQ(served.status, 0);
   EXPECT_EQ(served.output, box_.store());
 }
@@ -184,7 +198,7 @@ TEST_F(Migration, CarriesTheExampleIntoTheStore) {
 TEST_F(Migration, UsesARunningServerAndItsPort) {
   auto run = box_.run(R"(
     sed -i s/5069/5070/ $ZEVA_HOME/bin/migration/RegSvrCfg.ini
-    $ZEVA_HOME/bin/migration/S99Reg start
+    S99Reg start
     sed -i /^MultipleCleanLayer/d export/scanlimit.txt
     rm pkg; zeva-pack export pkg; migrate pkg /mnt/work/log; echo $?; ps -e | grep -c regserver)");
   EXPECT_THAT(run.output, testing::EndsWith("\n242\n0\n"));
@@ -194,18 +208,20 @@ TEST_F(Migration, UsesARunningServerAndItsPort) {
 
 TEST_F(Migration, MissingPackageTouchesNothing) {
   auto run = box_.run(
-      "$ZEVA_HOME/bin/migration/S99Reg start; migrate nope log; echo $?; "
-      "$ZEVA_HOME/bin/migration/S99Reg status && echo running");
+      "S99Reg start; migrate nope log; echo $?; "
+      "S99Reg status && echo running");
   EXPECT_THAT(run.output, testing::EndsWith("\n255\nrunning\n"));
   EXPECT_THAT(box_.log(),
               ElementsAre(kSeparator, kStart[1], "Error [220]: package nope don't exists.",
                           "End migration(-1).", kSeparator, ""));
   EXPECT_EQ(box_.result(), result_text(-1));
   EXPECT_THAT(box_.tmp(), ElementsAre());
+  EXPECT_EQ(box_.store(), before_);
 }
 
 TEST_F(Migration, WrongCommandLineIsRefused) {
   for (char const* arguments : {"", "pkg log more"}) {
+    std::filesystem::remove(box_.home() / "xhtml/en/download/mig_result");
     auto run =
         box_.run("cd /mnt/work; $ZEVA_HOME/bin/migration/zeva-migrate " + std::string(arguments));
     EXPECT_EQ(run.status, 156);
@@ -250,10 +266,11 @@ TEST_F(Migration, TerminationDuringDecryptionLeavesNoKey) {
 // The server's start waits ten seconds: the signals arrive there.
 TEST_F(Migration, TerminationEndsItAtOnceWithoutCleanUp) {
   for (char const* name : {"INT", "QUIT", "TERM"}) {
+    std::filesystem::remove(box_.home() / "xhtml/en/download/mig_result");
     auto run = box_.run("signal=" + std::string(name) + R"(
       rm -f log
       $ZEVA_HOME/bin/migration/zeva-migrate pkg /mnt/work/log > output & pid=$!
-      until $ZEVA_HOME/bin/migration/S99Reg status > /dev/null; do sleep 0.1; done; sleep 1
+      until S99Reg status > /dev/null; do sleep 0.1; done; sleep 1
       kill -$signal $pid; wait $pid; echo $?; ps -e | grep -c regserver)");
     EXPECT_EQ(run.output, "156\n1\n");
     EXPECT_EQ(box_.result(), result_text(-100));
@@ -270,30 +287,14 @@ TEST_F(Migration, WatchdogRestores) {
       done; } > export/address.txt
     rm pkg; zeva-pack export pkg; migrate pkg /mnt/work/log)");
   EXPECT_EQ(run.status, 239) << run.output;
-  EXPECT_THAT(box_.log(), ElementsAreArray(joined({kStart,
-                                                   kConfig,
-                                                   kExampleToAddresses,
-                                                   {"Timeout, restore all configurations."},
-                                                   kRestore,
-                                                   end(-17)})));
-  EXPECT_EQ(box_.result(), result_text(-17));
-  EXPECT_THAT(box_.tmp(), ElementsAreArray(kCleanTmp));
-  EXPECT_EQ(box_.store(), before_);
-}
-
-TEST_F(Migration, FailureOfTheLastImporterUndoesAllOthers) {
-  auto run = box_.run("sed -i 's/^SectionNum=.*/SectionNum=1:99/' export/misc.txt" REPACK
-                      "; migrate pkg /mnt/work/log");
-  EXPECT_EQ(run.status, 241) << run.output;
-  EXPECT_EQ(box_.store(), before_);
-  auto served =
-      box_.run("$ZEVA_HOME/bin/migration/S99Reg start && zeva-regdump --server ZEVA:5069");
-  EXPECT_EQ(served.output, before_);
+  expect_undone(
+      -17,
+      joined({kConfig, kExampleToAddresses, {"Timeout, restore all configurations."}, kRestore}));
 }
 
 TEST_F(Migration, PutsBackOnlyItsOwnBackups) {
   box_.run(R"(
-    $ZEVA_HOME/bin/migration/S99Reg start
+    S99Reg start
     rm $ZEVA_HOME/config/cFlt_db.xml.bak export/actionFile.txt
     mkdir $ZEVA_HOME/config/backup; echo old > $ZEVA_HOME/config/backup/cFlt_db.xml.bak
     rm pkg; zeva-pack export pkg; migrate pkg log)");
@@ -303,12 +304,36 @@ TEST_F(Migration, PutsBackOnlyItsOwnBackups) {
 }
 
 TEST_F(Migration, NeverDeletesItsOwnPackage) {
-  for (char const* place : {"/tmp/migrate_pkg", "/tmp/migrate/pkg"}) {
+  for (char const* place : {"/tmp/migrate_pkg", "/tmp/rc_key", "/tmp/migrate/pkg"}) {
     auto run = box_.run("rm -f log; mkdir -p /tmp/migrate; cp pkg " + std::string(place) +
                         "; migrate " + place + " log > output; echo $?; cmp pkg " + place);
     EXPECT_EQ(run.output, "252\n");
     EXPECT_THAT(box_.log()[2], "Error [233]: backup package failed.");
   }
+}
+
+// A link to a folder of our own, and, where this test may give files away, somebody else's folder.
+TEST_F(Migration, LeavesWhatIsNotItsUnpackFolderAlone) {
+  std::string const setups[] = {"mkdir -p other/kept; ln -s /mnt/work/other /tmp/migrate",
+                                "mkdir -p /tmp/migrate/kept; chown nobody /tmp/migrate"};
+  for (std::string const& setup : setups) {
+    if (&setup == &setups[1] && geteuid() != 0) break;
+    auto run = box_.run("rm -rf log /tmp/migrate; " + setup +
+                        "; migrate pkg /mnt/work/log > output; echo $?; ls /tmp /tmp/migrate/");
+    EXPECT_EQ(run.output, "254\n/tmp:\nmigrate\n\n/tmp/migrate/:\nkept\n");
+    EXPECT_EQ(box_.log()[2], "Error [245]: make temp dir failed.");
+  }
+}
+
+// Its archive gives the unpack folder another owner and mode; the clean-up empties it all the same.
+TEST_F(Migration, TakesItsUnpackFolderBack) {
+  auto run = box_.run(R"(
+    mkdir p; cp -a export/. p; chmod 700 p; rm p/actionFile.txt
+    (cd p; md5sum misc.txt > md5.sum; tar czf ../pkg --owner=1234 --mode=0500 ./)
+    rc4 -enc -in pkg -key key; migrate pkg /mnt/work/log > output; echo $?
+    ls -ld /tmp/migrate | cut -c1-10)");
+  EXPECT_EQ(run.output, "245\ndrwxr-xr-x\n");
+  EXPECT_THAT(box_.tmp(), ElementsAreArray(kCleanTmp));
 }
 
 TEST_F(Migration, OddNamesAreNamesAndNotCommands) {

@@ -8,6 +8,8 @@
 #include <regex>
 #include <sstream>
 
+#include "package_key.h"
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -16,6 +18,7 @@ constexpr char kHome[] = "/opt/norva/zeva";
 constexpr char kPrelude[] =
     "export PATH=/opt/norva/zeva/bin:$PATH ZEVA_HOME=/opt/norva/zeva ASAN_OPTIONS="
     "verify_asan_link_order=0\n"
+    "S99Reg() { $ZEVA_HOME/bin/migration/S99Reg \"$@\"; }\n"
     "migrate() { faketime -f '+0 x100' $ZEVA_HOME/bin/migration/zeva-migrate \"$@\"; }\n";
 
 int run_shell(std::string const& command) {
@@ -38,6 +41,8 @@ Sandbox::Sandbox() {
   tmp_ = root_ / "tmp";
   for (auto const& folder : {work_, tmp_}) fs::create_directory(folder);
   fs::copy(EXAMPLE_FOLDER, work_ / "export", fs::copy_options::recursive);
+  std::ofstream(work_ / "key")
+      .write(reinterpret_cast<char const*>(kPackageKey.data()), kPackageKey.size());
   std::string install = CMAKE_PROGRAM " --install " BUILD_FOLDER " --prefix " + home_.string();
   if (run_shell(install + " > /dev/null") != 0) abort();
 }

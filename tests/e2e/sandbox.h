@@ -1,6 +1,7 @@
 // A machine of its own for a test of the installed commands: a home at the standard place, a /tmp,
 // a process list and a network that nobody else sees. Scripts in it start in a work folder that
-// holds "export", a copy of the example, and last until their last process has ended.
+// holds "export", a copy of the example, and "key", the package key; they last until their last
+// process has ended.
 #pragma once
 
 #include <filesystem>
@@ -20,8 +21,8 @@ class Sandbox {
     int status;          // exit status, or 128 and the signal's number
     std::string output;  // standard output and error
   };
-  // Runs a shell script. The function `migrate PACKAGE [LOG]` in it is the installed tool with its
-  // waits shortened to a hundredth.
+  // Runs a shell script. In it `migrate PACKAGE [LOG]` is the installed tool with its waits
+  // shortened to a hundredth, and `S99Reg` the installed service script.
   Outcome run(std::string const& script);
 
   // The messages of the run log in a file of the work folder, without their headers; the start

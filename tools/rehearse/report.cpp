@@ -31,6 +31,7 @@ constexpr Meaning kMeanings[] = {
     {-15, "the single values of misc.txt could not be imported."},
     {-16, "the backup folder could not be made."},
     {-17, "the import took more than 300 seconds."},
+    {-18, "there was not enough memory to import."},
     {-100, "the run was interrupted."},
 };
 
