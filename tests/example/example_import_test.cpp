@@ -2,12 +2,10 @@
 #include <gmock/gmock.h>
 
 #include <fstream>
-#include <functional>
 #include <set>
 
 #include "expected_store.h"
 #include "importers.h"
-#include "nvreg.h"
 #include "runlog.h"
 #include "scratch_home.h"
 
@@ -16,62 +14,8 @@ namespace fs = std::filesystem;
 namespace {
 
 using testing::ElementsAreArray;
-using testing::IsEmpty;
 
 fs::path const kExample = EXAMPLE_FOLDER;
-
-// Reads a key with all that is below it.
-void read_key(_NvPolComHandle* key, std::string const& path, Store& store) {
-  int32_t status = 0;
-  std::vector<StoredValue>& values = store[path];
-  std::string name(NVREG_MAX_NAME + 1, '\0'), data(4096, '\0');
-  for (uint32_t i = 0;; ++i) {
-    uint32_t name_length = static_cast<uint32_t>(name.size());
-    uint32_t length = static_cast<uint32_t>(data.size());
-    _NvRegDataType type{};
-    nvreg_enumValue(key, i, name.data(), &name_length, &type,
-                    reinterpret_cast<unsigned char*>(data.data()), &length, &status);
-    if (status < 0) break;
-    values.push_back({name.substr(0, name_length), type, data.substr(0, length)});
-  }
-  EXPECT_EQ(status, NVREG_END_OF_LIST) << path;
-  for (uint32_t i = 0;; ++i) {
-    uint32_t length = static_cast<uint32_t>(name.size());
-    nvreg_enumSubkey(key, i, name.data(), &length, &status);
-    if (status < 0) break;
-    std::string const subkey = name.substr(0, length);
-    _NvPolComHandle* child = nvreg_openKey(key, subkey.c_str(), &status);
-    ASSERT_NE(child, nullptr) << path << ": " << subkey;
-    read_key(child, path.empty() ? subkey : path + "\\" + subkey, store);
-    nvreg_closeKey(child, &status);
-  }
-  EXPECT_EQ(status, NVREG_END_OF_LIST) << path;
-}
-
-// What differs between two stores, a line for each key.
-std::vector<std::string> differences(Store const& expected, Store const& actual) {
-  std::vector<std::string> found;
-  auto const describe = [](std::vector<StoredValue> const& values) {
-    std::string text;
-    for (StoredValue const& value : values)
-      text += "\n    " + value.name + " " + std::to_string(value.type) + " " +
-              std::to_string(value.bytes.size()) + " " +
-              testing::PrintToString(value.bytes.substr(0, 60));
-    return text;
-  };
-  for (auto const& [path, values] : expected) {
-    auto const other = actual.find(path);
-    if (other == actual.end())
-      found.push_back("missing " + path);
-    else if (other->second != values)
-      found.push_back(path + ": expected" + describe(values) + "\n  stored" +
-                      describe(other->second));
-  }
-  for (auto const& [path, values] : actual) {
-    if (!expected.contains(path)) found.push_back("unexpected " + path);
-  }
-  return found;
-}
 
 // Texts that an export can carry and that are easily spoilt on the way.
 std::vector<std::string> const kTexts = {
@@ -163,29 +107,15 @@ void write_second_export(fs::path const& folder) {
   }
 }
 
-// Opens the store for one piece of work on its root key.
-void with_root(ScratchHome const& home, std::function<void(_NvPolComHandle*)> const& work) {
-  int32_t status = 0;
-  _NvPolComHandle* root = nullptr;
-  _NvPolComHandle* registry = nvreg_open(1, home.address().c_str(), &root, &status);
-  ASSERT_NE(registry, nullptr) << home.reports();
-  work(root);
-  nvreg_closeKey(root, &status);
-  nvreg_close(registry, &status);
-}
-
 Store read_store(ScratchHome const& home) {
-  Store store;
-  with_root(home, [&](_NvPolComHandle* root) { read_key(root, "", store); });
-  return store;
+  std::vector<StoredKey> const keys = RegistryClient(home.address()).contents();
+  return {keys.begin(), keys.end()};
 }
 
-void put(_NvPolComHandle* root, std::string const& path, std::string const& name) {
-  int32_t status = 0;
-  _NvPolComHandle* key = nvreg_createKey(root, path.c_str(), &status);
-  nvreg_setValue(key, name.c_str(), NVREG_BINARY, nullptr, 0, &status);
-  EXPECT_EQ(status, 0) << path;
-  nvreg_closeKey(key, &status);
+void put(ScratchHome const& home, std::string const& path, std::string const& name) {
+  RegistryClient client(home.address());
+  EXPECT_EQ(client.create(path), NVREG_OK) << path;
+  EXPECT_EQ(client.set(path, name, NVREG_BINARY, ""), NVREG_OK) << path;
 }
 
 void import(fs::path const& folder, ScratchHome const& home) {
@@ -219,39 +149,33 @@ TEST(ExampleImport, ArrivesValueForValueAndTheNextExportReplacesIt) {
   SetDebugLogFileName(log.c_str());
 
   // A store that has been in use: what an export replaces, beside what none touches.
-  with_root(home, [](_NvPolComHandle* root) {
-    for (std::string const path : {
-             "Other\\Product",
-             "WhiteBlackLists\\Global\\Old",
-             "WhiteBlackLists\\Local",
-             "XFilter",
-             "XFilter\\Old",
-             "registry\\config\\Classification\\0001\\0003\\QuarantineArea\\Old",
-             "registry\\config\\Classification\\0001\\0003\\Other",
-             "registry\\config\\Delivery",
-             "registry\\policy\\AddressList\\Old",
-             "registry\\policy\\Classification\\Old\\actions\\Old\\setting",
-             "registry\\policy\\Other",
-             "registry\\policy\\Rule\\Mail\\rules\\Old\\tasks\\Old",
-             "registry\\policy\\Rule\\Web",
-         })
-      put(root, path, "old");
-    put(root, "XFilter", "enable");
-    put(root, "registry\\config\\Delivery", "RetryMinutes");
-  });
+  for (std::string const path : {
+           "Other\\Product",
+           "WhiteBlackLists\\Global\\Old",
+           "WhiteBlackLists\\Local",
+           "XFilter",
+           "XFilter\\Old",
+           "registry\\config\\Classification\\0001\\0003\\QuarantineArea\\Old",
+           "registry\\config\\Classification\\0001\\0003\\Other",
+           "registry\\config\\Delivery",
+           "registry\\policy\\AddressList\\Old",
+           "registry\\policy\\Classification\\Old\\actions\\Old\\setting",
+           "registry\\policy\\Other",
+           "registry\\policy\\Rule\\Mail\\rules\\Old\\tasks\\Old",
+           "registry\\policy\\Rule\\Web",
+       })
+    put(home, path, "old");
+  put(home, "XFilter", "enable");
+  put(home, "registry\\config\\Delivery", "RetryMinutes");
 
   Store expected = migrated(read_store(home), kExample);
   import(kExample, home);
-  EXPECT_THAT(differences(expected, read_store(home)), IsEmpty());
+  EXPECT_EQ(to_text(read_store(home)), to_text(expected));
   EXPECT_THAT(logged(log), ElementsAreArray(kWarnings));
 
   fs::path const second = home.path() + "/second";
   write_second_export(second);
   expected = migrated(expected, second);
   import(second, home);
-  EXPECT_THAT(differences(expected, read_store(home)), IsEmpty());
-
-  home.stop();
-  home.start();
-  EXPECT_THAT(differences(expected, read_store(home)), IsEmpty()) << "after a restart";
+  EXPECT_EQ(to_text(read_store(home)), to_text(expected));
 }

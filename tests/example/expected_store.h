@@ -12,6 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include "registry_client.h"
+
 // A typed text of an export, unescaped: type 1 number, 2 text, 3 list, 4 identifier.
 struct TypedText {
   int type = 0;
@@ -24,14 +26,6 @@ using ExportFile = std::map<std::string, ExportSection>;
 
 ExportFile read_export(std::filesystem::path const& path);
 void write_export(std::filesystem::path const& path, ExportFile const& file);
-
-// A value as the registry library gives it back: its type number and its very bytes.
-struct StoredValue {
-  std::string name;
-  int type = 0;
-  std::string bytes;
-  bool operator==(StoredValue const&) const = default;
-};
 
 // Every key of a store by its full path, each with its values in store order.
 using Store = std::map<std::string, std::vector<StoredValue>>;

@@ -10,9 +10,9 @@
 #include "loader.h"
 #include "nvreg.h"
 #include "redolog.h"
-#include "registry_text.h"
 #include "snapshot.h"
 #include "store.h"
+#include "tree_text.h"
 
 namespace {
 
@@ -279,7 +279,7 @@ TEST_F(Damage, RandomDamageNeverCrashesOrInvents) {
     ++accepted;
     zeva::Key again;
     ASSERT_TRUE(zeva::read_snapshot(zeva::write_snapshot(root, 1), again, generation, why)) << why;
-    ASSERT_EQ(registry_text(again), registry_text(root));
+    ASSERT_EQ(to_text(again), to_text(root));
   }
   EXPECT_GT(accepted, 100u) << "the damage is such that some of it goes unnoticed";
 }

@@ -13,7 +13,6 @@
 #include "frame.h"
 #include "nvreg.h"
 #include "registry_client.h"
-#include "registry_text.h"
 #include "scratch_home.h"
 
 namespace {
@@ -105,7 +104,7 @@ TEST_F(Intruder, RandomBytesChangeNothing) {
   SCOPED_TRACE("seed " + std::to_string(seed));
   std::mt19937 random(seed);
   RegistryClient client(home_.address());
-  std::string const before = registry_text(client);
+  std::string const before = to_text(client.contents());
   for (int i = 0; i < 300; ++i) {
     std::string bytes(random() % 300 + 4, '\0');
     for (char& byte : bytes) byte = static_cast<char>(random());
@@ -114,7 +113,7 @@ TEST_F(Intruder, RandomBytesChangeNothing) {
     std::string sent = (i % 3 == 0 ? "" : greeting()) + bytes;
     send(socket.get(), sent.data(), sent.size(), MSG_NOSIGNAL);
   }
-  EXPECT_EQ(registry_text(client), before);
+  EXPECT_EQ(to_text(client.contents()), before);
 }
 
 TEST_F(Intruder, ManyWhoSayNothingKeepNobodyOut) {

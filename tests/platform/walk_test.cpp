@@ -10,49 +10,30 @@
 #include "loader.h"
 #include "nvreg.h"
 #include "registry_client.h"
-#include "registry_text.h"
 #include "scratch_home.h"
+#include "tree_text.h"
 
 namespace {
 
-struct ModelValue {
-  std::string name;
-  _NvRegDataType type;
-  std::string data;
-};
-
-struct ModelKey {
-  std::string name;
-  std::vector<ModelValue> values{};
-  std::vector<ModelKey> subkeys{};
-};
-
-template <class Item>
-typename std::vector<Item>::iterator find(std::vector<Item>& items, std::string const& name) {
-  return std::find_if(items.begin(), items.end(), [&](Item& item) { return item.name == name; });
-}
-
 using Path = std::vector<std::string>;
 
-ModelKey* find_model(ModelKey& root, Path const& path, bool create = false) {
-  ModelKey* key = &root;
-  for (std::string const& name : path) {
-    auto below = find(key->subkeys, name);
-    if (below == key->subkeys.end()) {
-      if (!create) return nullptr;
-      below = key->subkeys.insert(below, ModelKey{name});
-    }
-    key = &*below;
-  }
-  return key;
+std::string parent(std::string const& path) {
+  size_t const last = path.rfind('\\');
+  return last == std::string::npos ? "" : path.substr(0, last);
 }
 
-std::string model_text(ModelKey const& key, std::string const& path = {}) {
-  std::string text = key_text(path);
-  for (ModelValue const& value : key.values) text += value_text(value.name, value.type, value.data);
-  for (ModelKey const& below : key.subkeys)
-    text += model_text(below, (path.empty() ? "" : path + "\\") + below.name);
-  return text;
+// The keys as text, those of one parent together and in the order of their making.
+std::string by_parent(std::vector<StoredKey> keys) {
+  std::ranges::stable_sort(keys, {}, [](StoredKey const& key) { return parent(key.first); });
+  return to_text(keys);
+}
+
+void replace(std::vector<StoredValue>& values, StoredValue const& value) {
+  auto const old = std::ranges::find(values, value.name, &StoredValue::name);
+  if (old == values.end())
+    values.push_back(value);
+  else
+    *old = value;
 }
 
 class Walk : public testing::Test {
@@ -97,6 +78,12 @@ class Walk : public testing::Test {
     return text + std::string(any(3), '\\');
   }
 
+  auto find(Path const& path) {
+    std::string text;
+    for (std::string const& name : path) text = below(text, name);
+    return std::ranges::find(model_, text, &StoredKey::first);
+  }
+
   void step();
   void create_key();
   void delete_key();
@@ -109,52 +96,51 @@ class Walk : public testing::Test {
   std::mt19937 random_{seed_};
   ScratchHome home_;
   std::unique_ptr<RegistryClient> client_;
-  ModelKey model_;
+  std::vector<StoredKey> model_{{"", {}}};  // in the order of their making
 };
 
 void Walk::create_key() {
-  Path path = any_path();
+  Path const path = any_path();
   ASSERT_EQ(client_->create(spell(path)), NVREG_OK);
-  find_model(model_, path, true);
+  std::string made;
+  for (std::string const& name : path) {
+    made = below(made, name);
+    if (std::ranges::find(model_, made, &StoredKey::first) == model_.end())
+      model_.push_back({made, {}});
+  }
 }
 
 void Walk::delete_key() {
-  Path path = any_path();
-  if (path.empty()) {
-    ASSERT_EQ(client_->erase(spell(path)), NVREG_BAD_ARGUMENT);
-    return;
-  }
-  bool there = find_model(model_, path) != nullptr;
-  ASSERT_EQ(client_->erase(spell(path)), there ? NVREG_OK : NVREG_NOT_FOUND);
-  if (!there) return;
-  std::string const last = path.back();
-  path.pop_back();
-  auto& siblings = find_model(model_, path)->subkeys;
-  siblings.erase(find(siblings, last));
+  Path const path = any_path();
+  bool const there = find(path) != model_.end();
+  ASSERT_EQ(client_->erase(spell(path)), path.empty() ? NVREG_BAD_ARGUMENT
+                                         : there      ? NVREG_OK
+                                                      : NVREG_NOT_FOUND);
+  if (path.empty() || !there) return;
+  std::string const gone = find(path)->first;
+  std::erase_if(model_, [&](StoredKey const& key) {
+    return key.first == gone || key.first.starts_with(gone + "\\");
+  });
 }
 
 void Walk::set_value() {
-  Path path = any_path();
-  auto type = static_cast<_NvRegDataType>(any(4));
-  ModelValue value{any(5) == 0 ? "" : any_name(), type, any_data(type)};
-  ModelKey* key = find_model(model_, path);
-  ASSERT_EQ(client_->set(spell(path), value.name, type, value.data),
-            key ? NVREG_OK : NVREG_NOT_FOUND);
-  if (!key) return;
-  auto old = find(key->values, value.name);
-  if (old == key->values.end())
-    key->values.push_back(value);
-  else
-    *old = value;
+  Path const path = any_path();
+  auto const type = static_cast<_NvRegDataType>(any(4));
+  StoredValue const value{any(5) == 0 ? "" : any_name(), type, any_data(type)};
+  auto const key = find(path);
+  ASSERT_EQ(client_->set(spell(path), value.name, type, value.bytes),
+            key != model_.end() ? NVREG_OK : NVREG_NOT_FOUND);
+  if (key != model_.end()) replace(key->second, value);
 }
 
 void Walk::delete_value() {
-  Path path = any_path();
-  std::string name = any_name();
-  ModelKey* key = find_model(model_, path);
-  bool there = key && find(key->values, name) != key->values.end();
+  Path const path = any_path();
+  std::string const name = any_name();
+  auto const key = find(path);
+  bool const there = key != model_.end() && std::erase_if(key->second, [&](StoredValue const& v) {
+                                              return v.name == name;
+                                            }) > 0;
   ASSERT_EQ(client_->erase_value(spell(path), name), there ? NVREG_OK : NVREG_NOT_FOUND);
-  if (there) key->values.erase(find(key->values, name));
 }
 
 // A server may end at any time; what it has answered counts.
@@ -167,11 +153,11 @@ void Walk::end_server() {
 
 // What the client sees, and what the files say meanwhile.
 void Walk::compare() {
-  std::string const expected = model_text(model_);
-  ASSERT_EQ(registry_text(*client_), expected);
+  std::vector<StoredKey> const seen = client_->contents();
+  ASSERT_EQ(by_parent(seen), by_parent(model_));
   zeva::LoadedStore loaded = zeva::load_store(home_.path() + "/config");
   ASSERT_TRUE(loaded.root) << loaded.failure;
-  ASSERT_EQ(registry_text(*loaded.root), expected);
+  ASSERT_EQ(to_text(*loaded.root), to_text(seen));
   ASSERT_TRUE(loaded.notes.empty()) << loaded.notes[0];
 }
 
@@ -208,8 +194,7 @@ TEST_F(Walk, SnapshotsOnRefreshLoseNothing) {
     std::string const name = std::to_string(i % 3);
     std::string const data(500000, static_cast<char>(i));
     ASSERT_EQ(client_->set("", name, NVREG_BINARY, data), NVREG_OK);
-    if (i < 3) model_.values.push_back({name, NVREG_BINARY, {}});
-    model_.values[static_cast<size_t>(i % 3)].data = data;
+    replace(model_[0].second, {name, NVREG_BINARY, data});
     ASSERT_EQ(client_->refresh(), NVREG_OK);
     if (i % 13 == 12) end_server();
     if (i % 10 == 9) compare();
