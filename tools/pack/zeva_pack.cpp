@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <exception>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -29,7 +30,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr char kChecksums[] = "md5.sum";
-constexpr size_t kArgumentBytes = 64 * 1024;  // of file names for one call of md5sum
+constexpr size_t kArgumentBytes = size_t{64} * 1024;  // of file names for one call of md5sum
 
 // Names relative to the folder, each with "./" in front, so that none can pass for an option or for
 // standard input; in the order of their bytes.
@@ -165,7 +166,7 @@ std::string place_for(std::string const& package, std::string const& folder) {
   }
   fs::path const parent = fs::path(package).parent_path();
   std::error_code failure;
-  std::string const place = fs::canonical(parent.empty() ? "." : parent, failure);
+  std::string place = fs::canonical(parent.empty() ? "." : parent, failure);
   if (failure) {
     zeva::complain(package, "cannot be made: " + failure.message());
     return "";
@@ -195,7 +196,7 @@ bool pack(std::string const& folder, std::string const& package) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
   CLI::App app(
       "Makes a settings package for zeva-migrate from a folder of export files.\n"
       "The folder is only read; an md5.sum in it is left out and a new one packed instead.");
@@ -215,4 +216,6 @@ int main(int argc, char** argv) {
   if (!fs::is_directory(place)) return zeva::complain(folder, "is not a folder");
   if (pack(place, package)) return 0;
   return zeva::signal_received() != 0 ? 128 + zeva::signal_received() : zeva::kFailed;
+} catch (std::exception const& error) {
+  return zeva::complain("ended early", error.what());
 }

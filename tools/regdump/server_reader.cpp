@@ -75,7 +75,7 @@ class KeyReader {
   }
 
   std::string name_ = std::string(NVREG_MAX_NAME + 1, '\0');
-  std::string data_ = std::string(64 * 1024, '\0');
+  std::string data_ = std::string(size_t{64} * 1024, '\0');
 };
 
 }  // namespace

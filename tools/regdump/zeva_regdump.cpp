@@ -9,6 +9,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include <exception>
 #include <string>
 
 #include "home.h"
@@ -94,7 +95,7 @@ int dump_server(std::string const& address, std::string const& path,
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
   CLI::App app("Prints the policy store below KEY; everything without one.");
   std::string home = zeva::home_folder();
   std::string server;
@@ -123,4 +124,6 @@ int main(int argc, char** argv) {
     return zeva::complain("standard output", std::string("cannot be written: ") + strerror(errno));
   }
   return status;
+} catch (std::exception const& error) {
+  return zeva::complain("ended early", error.what());
 }

@@ -86,7 +86,7 @@ void examine_spam_classes(ExportReader& file, std::string const& section, bool s
   for (std::string const category : kSpamCategories) {
     for (std::string const level : kSpamLevels) {
       if (!shown && level == "Default") continue;
-      file.value(section, category + "_" + level, VALUE_TEXT);
+      file.value(section, std::string(category).append("_").append(level), VALUE_TEXT);
     }
   }
   report_part(file, section);
@@ -111,7 +111,8 @@ void examine_mail_lists(ExportReader& file) {
       file.value(section, numbered("l_" + list + "_", n), VALUE_LIST);
     }
     if (size < sizes[i]) {
-      file.report("missing", section + ".size_" + list, "announces more lists than there are");
+      file.report("missing", std::string(section).append(".size_").append(list),
+                  "announces more lists than there are");
     }
   }
   file.take_unreadable();

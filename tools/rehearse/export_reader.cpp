@@ -17,6 +17,10 @@ constexpr size_t kValueBuffer = 2048;
 constexpr size_t kShownNameBytes = 256;
 constexpr size_t kRemarkBytes = 512;
 
+std::string place_of(std::string place, std::string const& key) {
+  return place.append(".").append(key);
+}
+
 std::string number_loss(std::string const& payload) {
   errno = 0;
   char* end = nullptr;
@@ -118,13 +122,14 @@ std::vector<std::string> ExportReader::keys(std::string const& section) const {
   std::vector<Nvkeypair> pairs;
   file_.getsection(section, pairs);
   std::vector<std::string> names;
+  names.reserve(pairs.size());
   for (Nvkeypair const& pair : pairs) names.push_back(pair.name);
   return names;
 }
 
 std::optional<std::string> ExportReader::value(std::string const& section, std::string const& key,
                                                tag_VALUE_TYPE type, Fate fate) {
-  std::string const place = section + "." + key;
+  std::string const place = place_of(section, key);
   std::string text;
   if (file_.getattribute(section, key, text) != 0) {
     if (unreadable_.empty()) unreadable_ = place;
@@ -203,7 +208,7 @@ void ExportReader::report_unasked() {
       continue;
     }
     for (std::string const& key : unasked) {
-      report("unread-key", section + "." + key, "no importer asks for this key");
+      report("unread-key", place_of(section, key), "no importer asks for this key");
     }
   }
 }

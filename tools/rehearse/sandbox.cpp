@@ -83,6 +83,7 @@ void enter_sandbox(std::string const& installation, std::vector<std::string> con
                                 std::string(kScratchHome) + "/bin/zeva-rehearse"};
   line.insert(line.end(), arguments.begin(), arguments.end());
   std::vector<char*> pointers;
+  pointers.reserve(line.size() + 1);
   for (std::string& argument : line) pointers.push_back(argument.data());
   pointers.push_back(nullptr);
   execvp(pointers[0], pointers.data());

@@ -12,6 +12,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include <exception>
 #include <filesystem>
 
 #include "command.h"
@@ -148,7 +149,7 @@ int start(std::string const& home, std::string const& package, bool json) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
   CLI::App app(
       "Shows what the migration of a package would do to a home's policy store: the real\n"
       "tool runs in a sandbox, in a copy that is thrown away. The home is only read.");
@@ -164,4 +165,6 @@ int main(int argc, char** argv) {
   if (!config) return start(home, full_path(package), json);
   zeva::prefer_own_commands();
   return rehearse(*config, package, json);
+} catch (std::exception const& error) {
+  return zeva::complain("ended early", error.what());
 }
