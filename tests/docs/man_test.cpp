@@ -2,37 +2,14 @@
 
 #include <gmock/gmock.h>
 
-#include <fstream>
-#include <regex>
-#include <set>
-#include <sstream>
-
 #include "command.h"
+#include "project_text.h"
 #include "report.h"
 
 namespace {
 
-using Names = std::set<std::string>;
-
-std::string read(std::string const& path) {
-  std::ostringstream text;
-  text << std::ifstream(SOURCE_FOLDER "/" + path).rdbuf();
-  EXPECT_NE(text.str(), "") << path;
-  return text.str();
-}
-
 std::string page(std::string const& name) {
   return std::regex_replace(read("docs/man/" + name), std::regex(R"(\\-)"), "-");
-}
-
-Names all(std::string const& text, std::string const& pattern) {
-  std::regex const wanted(pattern);
-  Names names;
-  for (auto match = std::sregex_iterator(text.begin(), text.end(), wanted);
-       match != std::sregex_iterator(); ++match) {
-    names.insert((*match)[1]);
-  }
-  return names;
 }
 
 TEST(ManualPages, NameTheOptionsOfEachTool) {
