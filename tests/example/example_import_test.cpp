@@ -6,6 +6,7 @@
 
 #include "expected_store.h"
 #include "importers.h"
+#include "run_log.h"
 #include "runlog.h"
 #include "scratch_home.h"
 
@@ -62,13 +63,12 @@ std::map<std::string, std::string> const kFewer = {
 
 // What the log says about the example, and all that it says.
 std::vector<std::string> const kWarnings = {
-    "Warning: change archive folder to /opt/norva/zeva/queue/archive",
-    "\tfilter action: Archive the attachments",
+    "Warning: change archive folder to /opt/norva/zeva/queue/archive\n"
+    "\tfilter action: Archive the attachments\n"
     "\toriginal path: /opt/norva/zeva/queue/archive",
-    "Warning: change quarantine area path to /opt/norva/zeva/queue/quarantine",
-    "\tquarantine area: Swyddfa Caerdydd – cwarantîn",
-    "\toriginal path: /opt/norva/zeva/queue/quarantine",
-    "",
+    "Warning: change quarantine area path to /opt/norva/zeva/queue/quarantine\n"
+    "\tquarantine area: Swyddfa Caerdydd – cwarantîn\n"
+    "\toriginal path: /opt/norva/zeva/queue/quarantine\n",
     "Warning [159]: Invalid BaselineDetectionRate (9), use default value.",
     "Warning [154]: BaselineDetectionRate changed to 4, original is 1",
 };
@@ -124,17 +124,6 @@ void import(fs::path const& folder, ScratchHome const& home) {
     EXPECT_EQ(importer(folder.c_str(), home.address().c_str()), 0);
 }
 
-// Everything logged so far, without the bracketed heads of the lines.
-std::vector<std::string> logged(std::string const& log) {
-  std::vector<std::string> lines;
-  std::ifstream in(log);
-  for (std::string line; std::getline(in, line);) {
-    size_t const head = line.find("]:");
-    lines.push_back(head == std::string::npos ? line : line.substr(head + 2));
-  }
-  return lines;
-}
-
 }  // namespace
 
 // The pause after each address group.
@@ -171,7 +160,7 @@ TEST(ExampleImport, ArrivesValueForValueAndTheNextExportReplacesIt) {
   Store expected = migrated(read_store(home), kExample);
   import(kExample, home);
   EXPECT_EQ(to_text(read_store(home)), to_text(expected));
-  EXPECT_THAT(logged(log), ElementsAreArray(kWarnings));
+  EXPECT_THAT(logged_messages(log), ElementsAreArray(kWarnings));
 
   fs::path const second = home.path() + "/second";
   write_second_export(second);

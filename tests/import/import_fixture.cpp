@@ -1,11 +1,12 @@
 #include "import_fixture.h"
 
+#include <algorithm>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 
-#include "openkey.h"
+#include "run_log.h"
 #include "runlog.h"
-#include "typedtext.h"
 
 namespace fs = std::filesystem;
 
@@ -19,20 +20,8 @@ bool fails(char const* name, int32_t* status) {
   return true;
 }
 
-void list(NvPoRegistry& registry, _NvPolComHandle* key, std::string const& path, Lines& lines) {
-  std::vector<Nvregentry> entries;
-  EXPECT_EQ(registry.nvgetallentry(key, entries), 0);
-  for (Nvregentry const& entry : entries) {
-    std::string line;
-    entry.getregentrystring("", line);
-    lines.push_back(path + ":" + line.substr(4, line.size() - 5));
-  }
-  Lines names;
-  if (registry.nvgetallentryname(key, names) == -1 && entries.empty()) lines.push_back(path);
-  for (std::string const& name : names) {
-    OpenKey below(registry, key, name);
-    list(registry, below.get(), path + "\\" + name, lines);
-  }
+bool begins_with_any(std::string const& text, Lines const& beginnings) {
+  return std::ranges::any_of(beginnings, [&](auto const& each) { return text.starts_with(each); });
 }
 
 }  // namespace
@@ -68,6 +57,18 @@ Lines operator+(Lines first, Lines const& more) {
   return first;
 }
 
+Export example() {
+  Export files;
+  fs::path const folder = ZEVA_EXAMPLE_FOLDER;
+  for (auto const& entry : fs::recursive_directory_iterator(folder)) {
+    if (!entry.is_regular_file()) continue;
+    std::ostringstream text;
+    text << std::ifstream(entry.path()).rdbuf();
+    files[entry.path().lexically_relative(folder)] = text.str();
+  }
+  return files;
+}
+
 Export changed(Export files, std::string const& name, std::string const& from,
                std::string const& to) {
   std::string& text = files.at(name);
@@ -78,24 +79,12 @@ Export changed(Export files, std::string const& name, std::string const& from,
   return files;
 }
 
-Export without(Export files, std::string const& name) {
-  EXPECT_EQ(files.erase(name), 1u);
-  return files;
-}
-
-Lines shown(std::string const& prefix, std::string const& text) {
-  Lines lines;
-  std::istringstream stream(text);
-  for (std::string line; std::getline(stream, line);) {
-    size_t const type = line.find('=') + 1;
-    lines.push_back(prefix + line.substr(0, type) + (line[type] == '1' ? "DW " : "SZ ") +
-                    trans_str(line.substr(type + 2)));
-  }
-  return lines;
-}
-
 std::string no_value(std::string const& value, std::string const& file) {
   return "Error [148]: read value [" + value + "] from " + file + " failed.";
+}
+
+std::string unreadable(int code, std::string const& file) {
+  return "Error [" + std::to_string(code) + "]: read " + file + " failed.";
 }
 
 std::string refused(int code, std::string const& call, std::string const& name,
@@ -109,69 +98,79 @@ void ImportTest::SetUpTestSuite() {
   home->start();
 }
 
-ImportTest::ImportTest() : dir(home->path() + "/export"), log_(home->path() + "/run.log") {
+ImportTest::ImportTest() : dir_(home->path() + "/export"), log_(home->path() + "/run.log") {
   SetDebugLogFileName(log_.c_str());
 }
 
 int ImportTest::run(Importer importer, Export const& files, std::string const& failing) {
-  fs::remove_all(dir);
-  fs::create_directories(dir);
+  fs::remove_all(dir_);
+  fs::create_directories(dir_);
   for (auto const& [name, text] : files) {
-    fs::create_directories((dir / name).parent_path());
-    std::ofstream(dir / name) << text;
+    fs::create_directories((dir_ / name).parent_path());
+    std::ofstream(dir_ / name) << text;
   }
   fs::remove(log_);
   failing_name = failing;
-  int const result = importer(dir.c_str(), home->address().c_str());
+  int const result = importer(dir_.c_str(), home->address().c_str());
   failing_name.clear();
   return result;
 }
 
-void ImportTest::check(Importer importer, std::string const& key,
-                       std::function<void()> const& prepare, std::vector<ImportCase> const& cases) {
-  for (ImportCase const& each : cases) {
-    SCOPED_TRACE(testing::PrintToString(each.log) + " " + each.failing);
-    NvPoRegistry registry(home->address());
-    registry.nvregdeletekey(OpenKey(registry, "").get(), key);
-    prepare();
-    EXPECT_EQ(run(importer, each.files, each.failing), each.result);
-    EXPECT_EQ(logged(), each.log);
-    EXPECT_EQ(values(key), each.values);
+void ImportTest::prepare(Lines const& old_keys) {
+  for (auto const& [path, values] : client_.contents()) {
+    if (path.empty()) {
+      for (StoredValue const& value : values) client_.erase_value("", value.name);
+    } else if (path.find('\\') == std::string::npos) {
+      client_.erase(path);
+    }
+  }
+  for (std::string const& key : old_keys) {
+    EXPECT_EQ(client_.create(key), NVREG_OK);
+    EXPECT_EQ(client_.set(key, "old", NVREG_BINARY, ""), NVREG_OK);
+  }
+}
+
+void ImportTest::check(Importer importer, Export const& files, Lines const& old_keys,
+                       std::vector<ImportCase> const& cases) {
+  prepare();
+  EXPECT_EQ(run(importer, files), 0);
+  Lines const whole = stored();
+  for (auto const& [fault, log, lost, result, others] : cases) {
+    SCOPED_TRACE(fault.file + fault.failing + ": " + fault.from + " -> " + fault.to);
+    Export faulty = files;
+    if (!fault.from.empty())
+      faulty = changed(files, fault.file, fault.from, fault.to);
+    else
+      faulty.erase(fault.file);
+    prepare(old_keys);
+    EXPECT_EQ(run(importer, faulty, fault.failing), result);
+    Lines messages = logged();
+    std::erase_if(messages, [](auto const& message) { return message.starts_with("Warning"); });
+    EXPECT_EQ(messages, log);
+
+    Lines expected = whole, arrived = stored(), other;
+    std::erase_if(expected, [&](auto const& value) { return begins_with_any(value, lost); });
+    auto const is_other = [&](auto const& value) { return !std::ranges::count(whole, value); };
+    std::ranges::copy_if(arrived, std::back_inserter(other), is_other);
+    std::erase_if(arrived, is_other);
+    EXPECT_EQ(arrived, expected);
+    EXPECT_EQ(other.size(), others) << testing::PrintToString(other);
   }
 }
 
 Lines ImportTest::logged() const {
-  std::string const folder = dir.string() + "/";
-  Lines messages;
-  std::ifstream file(log_);
-  for (std::string line; std::getline(file, line);) {
-    size_t const header = line.starts_with('[') ? line.find("l]:") : std::string::npos;
-    if (header != std::string::npos) line.erase(0, header + 3);
-    for (size_t at; (at = line.find(folder)) != std::string::npos;) line.erase(at, folder.size());
-    if (header != std::string::npos || messages.empty())
-      messages.push_back(line);
-    else
-      messages.back() += "\n" + line;
-  }
+  std::string const folder = dir_.string() + "/";
+  Lines messages = logged_messages(log_);
+  for (std::string& message : messages)
+    for (size_t at; (at = message.find(folder)) != std::string::npos;)
+      message.erase(at, folder.size());
   return messages;
 }
 
-void ImportTest::put(std::string const& path, std::string const& value) {
-  NvPoRegistry registry(home->address());
-  Nvregentry entry(value, NVREG_DWORD, 1ul);
-  EXPECT_EQ(registry.nvsetentry(path, entry), 0);
-}
-
-Lines ImportTest::stored(std::string const& path) {
-  NvPoRegistry registry(home->address());
-  OpenKey key(registry, path);
-  Lines lines;
-  list(registry, key.get(), "", lines);
-  return lines;
-}
-
-Lines ImportTest::values(std::string const& path) {
-  Lines lines = stored(path);
-  std::erase_if(lines, [](std::string const& line) { return line.find(':') == std::string::npos; });
-  return lines;
+Lines ImportTest::stored() {
+  Lines names;
+  for (auto const& [path, values] : client_.contents())
+    for (StoredValue const& value : values) names.push_back(path + ":" + value.name);
+  std::ranges::sort(names);
+  return names;
 }

@@ -5,12 +5,12 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
-#include <functional>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "nvporegistry.h"
+#include "registry_client.h"
 #include "scratch_home.h"
 
 using Lines = std::vector<std::string>;
@@ -19,18 +19,18 @@ using Importer = int (*)(char const*, char const*);
 
 Lines operator+(Lines first, Lines const& more);
 
-// An export with one text in a file replaced everywhere, or without a file.
+// The files of examples/branch-office, by their paths in it.
+Export example();
+
+// An export with one text in a file replaced everywhere.
 Export changed(Export files, std::string const& name, std::string const& from,
                std::string const& to);
-Export without(Export files, std::string const& name);
-
-// What the store shows of an export's lines "name=1:number" and "name=2:text", each behind
-// `prefix`:
-// "\\key:name=DW 1".
-Lines shown(std::string const& prefix, std::string const& text);
 
 // The line of a value that cannot be read: "common.name" of a file below the export folder.
 std::string no_value(std::string const& value, std::string const& file);
+
+// The line of a file that cannot be read.
+std::string unreadable(int code, std::string const& file);
 
 // The text that an error record has for a failure: its name and the arguments of its message.
 template <class... Arguments>
@@ -46,15 +46,24 @@ std::string reason(Arguments const&... arguments) {
 std::string refused(int code, std::string const& call, std::string const& name,
                     std::string const& what = "Error");
 
-// An import with its whole log and the values that it leaves below the key looked at. `failing`:
-// opening, making and deleting the key of this name, and setting the value of this name, fails with
-// NVREG_STORE_WRITE. A key's name is the path that the call is made with.
+// What is wrong with an import: the file is missing, or has another text in the place of `from`; or
+// opening, making and deleting the key of the name `failing`, and setting the value of this name,
+// fails with NVREG_STORE_WRITE. A key's name is the path that the call is made with.
+struct Fault {
+  std::string file, from = {}, to = {}, failing = {};
+};
+inline Fault failing(std::string const& name) {
+  return {"", "", "", name};
+}
+
+// An import with its whole log, but for warnings, and with what it leaves in the store. A value
+// shows as "path\\of\\key:name".
 struct ImportCase {
-  Export files;
-  std::string failing;
+  Fault fault;
   Lines log;
-  Lines values;
+  Lines lost;  // how those values begin that would be there without the fault
   int result = 0;
+  size_t others = 0;  // how many values are there beside those of the whole import
 };
 
 class ImportTest : public testing::Test {
@@ -65,23 +74,20 @@ class ImportTest : public testing::Test {
 
   int run(Importer importer, Export const& files, std::string const& failing = "");
 
-  // Runs cases in a row, before each of which `key` is deleted and then prepared.
-  void check(Importer importer, std::string const& key, std::function<void()> const& prepare,
+  // Empties the store and makes keys with a value "old" each.
+  void prepare(Lines const& old_keys = {});
+
+  // Runs the importer over the faultless export, then each case over a prepared store.
+  void check(Importer importer, Export const& files, Lines const& old_keys,
              std::vector<ImportCase> const& cases);
 
-  // The messages that the last run has logged. A message of several lines is one of them; the
-  // export folder and its slash are left out.
+  // The messages that the last run has logged, the export folder and its slash left out.
   Lines logged() const;
 
-  // Stores the number 1.
-  void put(std::string const& path, std::string const& value);
-
-  // The values of a key and, with their paths below it, of all keys under it: "\\key:name=DW 1",
-  // and "\\key" for a key without values and keys.
-  Lines stored(std::string const& path);
-  // The same without empty keys.
-  Lines values(std::string const& path);
+  // All values of the store, sorted.
+  Lines stored();
 
   static inline ScratchHome* home;
-  std::filesystem::path dir, log_;
+  RegistryClient client_{home->address()};
+  std::filesystem::path dir_, log_;
 };
