@@ -65,7 +65,7 @@ FixedText<> below(char const* folder, char const* name) {
 }
 
 FixedText<> backup_folder() {
-  return below(product_home(), "/config/backup");
+  return below(zeva::product_home(), "/config/backup");
 }
 
 // The copy is made closed before cp fills it, so that nobody else can put something in its place.
@@ -183,7 +183,7 @@ int back_up_policy_files() {
   auto folder = backup_folder();
   if (int result = make_backup_folder(folder); result != 0) return result;
   for (PolicyFile& file : policy_files) {
-    auto source = below(product_home(), file.path);
+    auto source = below(zeva::product_home(), file.path);
     auto target = below(folder.c_str(), file.backup);
     file.backed_up = exists(source.c_str()) && source.fits() && target.fits() &&
                      copyfile(source.c_str(), target.c_str());
@@ -198,7 +198,7 @@ void restore_policy_files() {
   for (PolicyFile const& file : policy_files) {
     auto backup = below(folder.c_str(), file.backup);
     if (!file.backed_up || !exists(backup.c_str())) continue;
-    copyfile(backup.c_str(), below(product_home(), file.path).c_str());
+    copyfile(backup.c_str(), below(zeva::product_home(), file.path).c_str());
   }
 }
 
@@ -206,7 +206,7 @@ void restore_policy_files() {
 // have to be freed after the jump.
 FixedText<> regserver_address() {
   std::string port = "5069";
-  getregport(product_home(), port);
+  getregport(zeva::product_home(), port);
   FixedText address;
   address.add("ZEVA:").add(port.c_str());
   return address;
@@ -300,5 +300,5 @@ void remove_key_file() {
 }
 
 bool is_web_enable() {
-  return !exists(below(product_home(), "/config/disable.webui").c_str());
+  return !exists(below(zeva::product_home(), "/config/disable.webui").c_str());
 }

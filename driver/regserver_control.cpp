@@ -13,7 +13,7 @@ namespace {
 template <size_t Size>
 FixedText<Size> service_command(char const* action) {
   FixedText<Size> command;
-  command.add_word(product_home()).add("/bin/migration/S99Reg ").add(action);
+  command.add_word(zeva::product_home()).add("/bin/migration/S99Reg ").add(action);
   command.add(" > /dev/null 2>&1");
   return command;
 }

@@ -8,7 +8,7 @@
 
 void my_exit(int code) {
   FixedText path;
-  path.add(product_home()).add("/xhtml/en/download/mig_result");
+  path.add(zeva::product_home()).add("/xhtml/en/download/mig_result");
   int file = path.fits() ? open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666) : -1;
   if (file >= 0) {
     // The console reads this file as one piece: no line end follows.

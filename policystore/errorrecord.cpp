@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "console.h"
+#include "product_home.h"
 
 namespace {
 
@@ -87,12 +88,9 @@ std::string ErrorRecord::geterror() {
 }
 
 void ErrorRecord::initResBundle() {
-  std::string home = "/opt/norva/zeva";
-  if (char const* set = getenv("ZEVA_HOME")) {
-    home = set;
-  } else {
+  if (getenv("ZEVA_HOME") == nullptr)
     zeva::print_line("Unable to get ZEVA_HOME, initResBundle failed.");
-  }
+  std::string const home = zeva::product_home();
   catalogue_.setfile(home + "/config/zevautilerr", "IDG_ZEVA_UTIL", nullptr);
 }
 

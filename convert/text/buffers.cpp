@@ -8,12 +8,14 @@ constexpr size_t kConditionSize = 1024;
 static_assert(sizeof(_NvPolAddrPairCond) <= kConditionSize);
 
 template <typename T>
-void clear(T** slots) {
+int clear(T** slots) {
   for (; *slots != nullptr; ++slots) free(*slots);
+  return 0;
 }
 
 template <typename T>
 int create(T** slots, int count, size_t size) {
+  if (count < 0) return -1;
   for (int i = 0; i < count; ++i) {
     slots[i] = static_cast<T*>(calloc(1, size));
     if (slots[i] != nullptr) continue;
@@ -31,14 +33,14 @@ int createBuffers(char** buffers, int count, size_t size) {
   return create(buffers, count, size);
 }
 
-void clearBuffers(char** buffers) {
-  clear(buffers);
+int clearBuffers(char** buffers) {
+  return clear(buffers);
 }
 
 int createConds(_NvPolAddrPairCond** conditions, int count) {
   return create(conditions, count, kConditionSize);
 }
 
-void clearConds(_NvPolAddrPairCond** conditions) {
-  clear(conditions);
+int clearConds(_NvPolAddrPairCond** conditions) {
+  return clear(conditions);
 }

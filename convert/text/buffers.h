@@ -1,5 +1,6 @@
-// Arrays of fixed-size buffers that end with a null slot, as the policy library takes them. 0 for
-// success, -1 when memory runs out; then nothing is allocated and the first slot is null.
+// Arrays of fixed-size buffers that end with a null slot, as the policy library takes them. All
+// return 0; creating returns -1 when memory runs out, then nothing is allocated and the first slot
+// is null, and for a negative count, which leaves the array as it is.
 #pragma once
 
 #include <stddef.h>
@@ -11,8 +12,8 @@
 int createBuffers(char** buffers, int count, size_t size);
 
 // Frees the buffers up to the first null slot; the slots keep their values.
-void clearBuffers(char** buffers);
+int clearBuffers(char** buffers);
 
 // The same for conditions, each zeroed.
 int createConds(_NvPolAddrPairCond** conditions, int count);
-void clearConds(_NvPolAddrPairCond** conditions);
+int clearConds(_NvPolAddrPairCond** conditions);

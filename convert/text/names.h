@@ -1,4 +1,4 @@
-// Names that the consoles give: of new objects and of numbered patterns.
+// Names for new objects, and for numbered patterns.
 #pragma once
 
 #include <string>

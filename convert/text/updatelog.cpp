@@ -3,9 +3,9 @@
 #include <stdio.h>
 #include <time.h>
 
-void writelog(std::string const& folder, std::string const& message) {
+int writelog(std::string const& folder, std::string const& message) {
   FILE* log = fopen((folder + "/log/updatelog.debug").c_str(), "a");
-  if (log == nullptr) return;
+  if (log == nullptr) return -1;
   time_t now = time(nullptr);
   tm local;
   localtime_r(&now, &local);
@@ -13,4 +13,5 @@ void writelog(std::string const& folder, std::string const& message) {
   strftime(when, sizeof when, "%a %b %m/%d/%y %H:%M%p", &local);
   fprintf(log, "%s   %s", when, message.c_str());
   fclose(log);
+  return 0;
 }

@@ -4,5 +4,5 @@
 #include <string>
 
 // Appends the local time, three blanks and the message to FOLDER/log/updatelog.debug, without a
-// line break. Nothing happens when the file cannot be opened.
-void writelog(std::string const& folder, std::string const& message);
+// line break. 0; -1, and nothing happens, when the file cannot be opened.
+int writelog(std::string const& folder, std::string const& message);

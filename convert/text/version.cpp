@@ -14,6 +14,8 @@ uint32_t NvMakeVersion(std::string const& version) {
   return major << 16 | static_cast<uint32_t>(strtoul(minor, nullptr, 16));
 }
 
-void NvMakeVersionString(uint32_t version, char* text, size_t size) {
+int NvMakeVersionString(uint32_t version, char* text, size_t size) {
+  if (size == 0) return -1;
   snprintf(text, size, "%x.%x", version >> 16, version & 0xffff);
+  return 0;
 }

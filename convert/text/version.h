@@ -11,5 +11,6 @@
 // digits from the left; without them it is 0.
 uint32_t NvMakeVersion(std::string const& version);
 
-// Writes a packed version as "%x.%x", cut at size - 1 characters.
-void NvMakeVersionString(uint32_t version, char* text, size_t size);
+// Writes a packed version as "%x.%x", cut at size - 1 characters. 0, also when it was cut; -1 for a
+// buffer of no size.
+int NvMakeVersionString(uint32_t version, char* text, size_t size);

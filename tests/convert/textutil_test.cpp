@@ -5,8 +5,8 @@
 #include <fstream>
 
 #include "buffers.h"
-#include "home.h"
 #include "names.h"
+#include "product_home.h"
 #include "split.h"
 #include "unicode.h"
 #include "updatelog.h"
@@ -73,6 +73,8 @@ TEST(TextUtil, PacksVersions) {
 TEST(TextUtil, MakesBuffersUpToANullSlot) {
   char* buffers[4] = {nullptr, nullptr, nullptr, reinterpret_cast<char*>(buffers)};
   ASSERT_EQ(createBuffers(buffers, 2, 10), 0);
+  EXPECT_EQ(createBuffers(buffers + 1, -1, 10), -1);
+  ASSERT_NE(buffers[0], nullptr);
   buffers[1][9] = 'x';
   EXPECT_EQ(buffers[2], nullptr);
   EXPECT_NE(buffers[3], nullptr);
@@ -144,7 +146,7 @@ TEST(TextUtil, DrawsAndShowsNames) {
 TEST(TextUtil, AppendsToTheUpdateLogOfAFolder) {
   std::string folder = std::filesystem::temp_directory_path() / "zeva-updatelog-XXXXXX";
   mkdtemp(folder.data());
-  writelog(folder, "nowhere to go");
+  EXPECT_EQ(writelog(folder, "nowhere to go"), -1);
   std::filesystem::create_directory(folder + "/log");
   writelog(folder, "one");
   writelog(folder, "two");
