@@ -51,6 +51,9 @@ class ErrorRecord {
   int check_named(int32_t status, char const* call, std::string const& name,
                   char const* code = "REG_FAIL");
 
+  // The texts that geterror() would return.
+  std::string const& recorded() const { return error_text_; }
+
   // Takes over texts that another wrapper has recorded.
   void appenderror(std::string const& text) { error_text_ += text; }
 

@@ -13,6 +13,7 @@ namespace {
 
 constexpr size_t kWriteBuffer = 2048;
 constexpr uint32_t kReadBuffer = 2049;
+constexpr char kNoLabel[] = "hdl";  // a key in the error texts of calls that know its handle alone
 
 // A value as the library delivers it. The bytes behind it are zero, so that a list without its
 // closing empty text ends all the same.
@@ -21,15 +22,6 @@ struct RawValue {
   unsigned char data[kReadBuffer + 2] = {};
   uint32_t length = kReadBuffer;
 };
-
-uint32_t query_dword(_NvPolComHandle* key, std::string const& name, int32_t& status) {
-  uint32_t number = 0;
-  uint32_t length = sizeof number;
-  _NvRegDataType type;
-  nvreg_queryValue(key, name.c_str(), &type, reinterpret_cast<unsigned char*>(&number), &length,
-                   &status);
-  return number;
-}
 
 int32_t list_subkeys(_NvPolComHandle* key, std::vector<std::string>& names, bool& at_first) {
   return zeva::append_names(nvreg_enumSubkey, key, NVREG_MAX_NAME + 1, names, at_first);
@@ -85,6 +77,12 @@ int NvPoRegistry::closeregfile() {
   return result;
 }
 
+_NvPolComHandle* NvPoRegistry::open_existing(_NvPolComHandle* parent, std::string const& path) {
+  int32_t status = 0;
+  _NvPolComHandle* key = nvreg_openKey(parent, path.c_str(), &status);
+  return check_named(status, "nvreg_openkey", path) == 0 ? key : nullptr;
+}
+
 _NvPolComHandle* NvPoRegistry::open_or_create(_NvPolComHandle* parent, std::string const& path) {
   int32_t status = 0;
   _NvPolComHandle* key = nvreg_openKey(parent, path.c_str(), &status);
@@ -125,9 +123,8 @@ int NvPoRegistry::with_key(std::string const& path, Work work) {
 
 int NvPoRegistry::nvregdeletevalue(std::string const& path, std::string const& name) {
   if (missing(root_, "polreg.root")) return -1;
-  int32_t status = 0;
-  _NvPolComHandle* key = nvreg_openKey(root_, path.c_str(), &status);
-  if (check_named(status, "nvreg_openkey", path) != 0) return -1;
+  _NvPolComHandle* key = open_existing(root_, path);
+  if (key == nullptr) return -1;
   int result = nvregdeletevalue(key, name);
   nvregclosekey(key);
   return result;
@@ -204,27 +201,49 @@ int NvPoRegistry::nvsetallentry(std::string const& path, std::vector<Nvregentry>
   return with_key(path, [&](_NvPolComHandle* key) { return nvsetallentry(key, entries); });
 }
 
-int NvPoRegistry::get_entry(_NvPolComHandle* key, std::string const& label, std::string const& name,
-                            Nvregentry& entry) {
+int NvPoRegistry::check_query(int32_t status, std::string const& label, std::string const& name) {
+  if (status >= 0) return 0;
+  seterrorname("REG_FAIL4", "nvreg_queryValue", label, name, status);
+  return -1;
+}
+
+int NvPoRegistry::query_dword(_NvPolComHandle* key, std::string const& label,
+                              std::string const& name, uint32_t& number) {
+  uint32_t length = sizeof number;
+  _NvRegDataType type;
+  int32_t status = 0;
+  nvreg_queryValue(key, name.c_str(), &type, reinterpret_cast<unsigned char*>(&number), &length,
+                   &status);
+  return check_query(status, label, name);
+}
+
+int NvPoRegistry::read_entry(_NvPolComHandle* key, std::string const& label,
+                             std::string const& name, Nvregentry& entry) {
   if (missing(key, "getentry: hdl")) return -1;
   RawValue value;
   int32_t status = 0;
   nvreg_queryValue(key, name.c_str(), &value.type, value.data, &value.length, &status);
-  uint32_t number = 0;
-  if (status >= 0 && value.type == NVREG_DWORD) number = query_dword(key, name, status);
-  if (status < 0) {
-    seterrorname("REG_FAIL4", "nvreg_queryValue", label, name, status);
-    return -1;
-  }
-  if (value.type == NVREG_DWORD)
-    entry.setattributes(name, value.type, number);
-  else
+  if (check_query(status, label, name) != 0) return -1;
+  if (value.type != NVREG_DWORD) {
     entry.setattributes(name, value.type, value.data, value.length);
+    return 0;
+  }
+  uint32_t number = 0;
+  if (query_dword(key, label, name, number) != 0) return -1;
+  entry.setattributes(name, value.type, number);
   return 0;
 }
 
+int NvPoRegistry::get_entry(_NvPolComHandle* key, std::string const& label, std::string const& name,
+                            Nvregentry& entry) {
+  size_t before = recorded().size();
+  int result = read_entry(key, label, name, entry);
+  if (result != 0) entry.seterror(recorded().substr(before));
+  return result;
+}
+
 int NvPoRegistry::getentry(_NvPolComHandle* key, std::string const& name, Nvregentry& entry) {
-  return get_entry(key, "hdl", name, entry);
+  return get_entry(key, kNoLabel, name, entry);
 }
 
 int NvPoRegistry::nvgetentry(std::string const& path, std::string const& name, Nvregentry& entry) {
@@ -238,9 +257,7 @@ int NvPoRegistry::nvgetvalue(char const* path, char const* name, _NvRegDataType&
     auto size = static_cast<uint32_t>(std::max(length, 0));
     nvreg_queryValue(key, name, &type, data, &size, &status);
     length = static_cast<int>(size);
-    if (status >= 0) return 0;
-    seterrorname("REG_FAIL4", "nvreg_queryValue", path, name, status);
-    return -1;
+    return check_query(status, path, name);
   });
 }
 
@@ -268,9 +285,9 @@ int NvPoRegistry::nvgetallentry(_NvPolComHandle* key, std::vector<Nvregentry>& e
     nvreg_enumValue(key, index, name, &name_length, &value.type, value.data, &value.length,
                     &status);
     if (status == NVREG_END_OF_LIST) return 0;
-    uint32_t number = 0;
-    if (status >= 0 && value.type == NVREG_DWORD) number = query_dword(key, name, status);
     if (check(status, "nvreg_enumAddress") != 0) return -1;
+    uint32_t number = 0;
+    if (value.type == NVREG_DWORD && query_dword(key, kNoLabel, name, number) != 0) return -1;
     Nvregentry entry(name, value.type, number);
     if (value.type > NVREG_MULTISTRING)
       seterrorname("REG_FAIL1", "nvreg_enumValue get type error at ", name);
@@ -303,29 +320,37 @@ int NvPoRegistry::enumKey(_NvPolComHandle* key, std::string const& label) {
   return enumAttrs(key, "");
 }
 
-int NvPoRegistry::enumKeys(_NvPolComHandle* key, std::string const& label) {
-  if (enumKey(key, label) != 0) return -1;
-  // Paths below key still to be shown, the next one last: one key is open at a time, whatever the
-  // depth of the tree.
-  std::vector<std::string> pending{""};
-  while (!pending.empty()) {
-    std::string path = pending.back();
-    pending.pop_back();
-    OpenKey below(*this, key, path);
-    if (!below || (!path.empty() && enumKey(below.get(), label + "\\" + path) != 0)) return -1;
-    std::vector<std::string> names;
-    bool at_first;
-    int32_t status = list_subkeys(below.get(), names, at_first);
-    if (status != NVREG_END_OF_LIST) return check(status, "nvreg_enumSubkey");
-    for (auto name = names.rbegin(); name != names.rend(); ++name)
-      pending.push_back(path.empty() ? *name : path + "\\" + *name);
-  }
+int NvPoRegistry::dump_key(_NvPolComHandle* key, std::string const& label, std::string const& path,
+                           std::vector<std::string>& pending) {
+  if (enumKey(key, path.empty() ? label : label + "\\" + path) != 0) return -1;
+  std::vector<std::string> names;
+  bool at_first;
+  int32_t status = list_subkeys(key, names, at_first);
+  if (status != NVREG_END_OF_LIST) return check(status, "nvreg_enumSubkey");
+  for (auto name = names.rbegin(); name != names.rend(); ++name)
+    pending.push_back(path.empty() ? *name : path + "\\" + *name);
   return 0;
+}
+
+int NvPoRegistry::enumKeys(_NvPolComHandle* key, std::string const& label) {
+  // Paths below key still to be shown: one key is open at a time, whatever the depth of the tree.
+  std::vector<std::string> pending;
+  int result = dump_key(key, label, "", pending);
+  while (result == 0 && !pending.empty()) {
+    std::string const path = pending.back();
+    pending.pop_back();
+    _NvPolComHandle* below = open_existing(key, path);  // it may be gone; a dump makes no key
+    if (below == nullptr) return -1;
+    result = dump_key(below, label, path, pending);
+    nvregclosekey(below);
+  }
+  return result;
 }
 
 int NvPoRegistry::get_simple(_NvPolComHandle* key, std::string const& label,
                              std::string const& name, _NvRegDataType type, std::string& value) {
-  Nvregentry entry;
+  // A value of unknown type leaves the entry's type as it is: one that is neither number nor text.
+  Nvregentry entry(name, NVREG_BINARY, "");
   if (get_entry(key, label, name, entry) != 0) return -1;
   unsigned long number = 0;
   if (type == entry.gettype()) {

@@ -62,7 +62,7 @@ class NvPoRegistry : public ErrorRecord {
   int nvsetallentry(_NvPolComHandle* key, std::vector<Nvregentry> const& entries);
   int nvsetallentry(std::string const& path, std::vector<Nvregentry> const& entries);
 
-  // Reads a value of at most 2049 bytes.
+  // Reads a value of at most 2049 bytes. After a failure the entry has its text, too.
   int getentry(_NvPolComHandle* key, std::string const& name, Nvregentry& entry);
   int nvgetentry(std::string const& path, std::string const& name, Nvregentry& entry);
   // Reads a value's bytes as they are. length: the capacity of data on entry, the length of the
@@ -106,7 +106,19 @@ class NvPoRegistry : public ErrorRecord {
   // Runs work(key) on the key at a path and closes the key; -1 when it cannot be opened.
   template <typename Work>
   int with_key(std::string const& path, Work work);
+  _NvPolComHandle* open_existing(_NvPolComHandle* parent, std::string const& path);
   _NvPolComHandle* open_or_create(_NvPolComHandle* parent, std::string const& path);
+  // Shows the key at a path below that of the label, and puts the paths of its subkeys on pending,
+  // the first one last.
+  int dump_key(_NvPolComHandle* key, std::string const& label, std::string const& path,
+               std::vector<std::string>& pending);
+  // Asks for a number once more, into its own four bytes.
+  int query_dword(_NvPolComHandle* key, std::string const& label, std::string const& name,
+                  uint32_t& number);
+  int check_query(int32_t status, std::string const& label, std::string const& name);
+  int read_entry(_NvPolComHandle* key, std::string const& label, std::string const& name,
+                 Nvregentry& entry);
+  // read_entry; the text of a failure is left with the entry, too.
   int get_entry(_NvPolComHandle* key, std::string const& label, std::string const& name,
                 Nvregentry& entry);
   int get_simple(_NvPolComHandle* key, std::string const& label, std::string const& name,

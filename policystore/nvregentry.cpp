@@ -136,8 +136,7 @@ int Nvregentry::copy_text(unsigned char* buffer, int& length) const {
 }
 
 int Nvregentry::copy_binary(unsigned char* buffer, int& length) const {
-  // Decimal, although the list is hexadecimal: stores have been filled this way for so long that
-  // readers rely on it. Identifiers are written past this class.
+  // Decimal, although the list is hexadecimal; identifiers are therefore written past this class.
   for (std::string const& byte : binary_)
     *buffer++ = static_cast<unsigned char>(strtol(byte.c_str(), nullptr, 10));
   length = static_cast<int>(binary_.size());

@@ -37,8 +37,7 @@ class Nvregentry {
   //      unterminated text loses its last character. Without any byte nothing changes.
   //   2  appends the bytes to those the entry holds; the multi-string field receives the same bytes
   //      split at NULs.
-  //   3  the texts up to an empty one, whatever length says: the buffer must end with an empty
-  //   text.
+  //   3  the texts up to an empty one, whatever length says: the buffer must hold an empty one.
   //      A text is cut at 4095 bytes.
   // Other types change nothing.
   void setvalue(_NvRegDataType type, unsigned char* data, unsigned int length);
@@ -70,7 +69,7 @@ class Nvregentry {
   // Writes a line for debugging to standard output.
   void print(std::string const& indent) const;
 
-  // The error text that the entry's owner has left with it, handed over once.
+  // Why the registry could not read the entry; handed over once, then empty.
   void seterror(std::string const& text) { error_text_ = text; }
   std::string geterror();
 

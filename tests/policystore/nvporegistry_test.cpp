@@ -122,6 +122,15 @@ TEST_F(NvPoRegistryTest, StoresAndListsEntriesInOrder) {
   EXPECT_EQ(entries[0].getname() + entries[1].getname(), "za");
   EXPECT_EQ(entries[0].gettype(), kUnknownType);
   EXPECT_EQ(registry_.geterror(), message("REG_FAIL1", "nvreg_enumValue get type error at ", "z"));
+
+  std::string number = "kept";
+  Failure const queries[] = {
+      {DOING(registry_.nvgetallentry(kPolicy, entries)), query_failed("hdl", "z", kFailed),
+       "nvreg_queryValue"},
+      {DOING(registry_.getsimpleattr(kPolicy, "z", NVREG_DWORD, number)),
+       message("REG_FAIL1", "getsimpleattr type error at ", "z"), "nvreg_queryValue"}};
+  expect_failures(registry_, queries);
+  EXPECT_EQ(number, "kept");
 }
 
 TEST_F(NvPoRegistryTest, DeletesValuesAndKeys) {
@@ -172,7 +181,7 @@ TEST_F(NvPoRegistryTest, SaysSoWhenTheServerIsGone) {
   OpenKey key(registry_, kPolicy);
   home_.kill();
   Nvregentry entry("v", NVREG_DWORD, 1ul);
-  Handle other = nullptr;
+  Handle other = nullptr, root = nullptr, again = nullptr;
   Texts names;
   std::vector<Nvregentry> entries;
   NvPoRegistry& r = registry_;
@@ -183,9 +192,14 @@ TEST_F(NvPoRegistryTest, SaysSoWhenTheServerIsGone) {
       {DOING(r.getentry(key.get(), "v", entry)), query_failed("hdl", "v", gone)},
       {DOING(r.nvgetallentryname(key.get(), names)), fail2("nvreg_enumSubkey", gone)},
       {DOING(r.nvgetallentry(key.get(), entries)), fail2("nvreg_enumAddress", gone)},
+      {DOING(r.nvregclosekey(nullptr)), fail2("nvreg_closeKey", NVREG_BAD_ARGUMENT)},
       {DOING(r.nvregrefresh()), fail2("nvreg_refresh", gone)},
       {DOING(r.closeregfile()), fail2("nvreg_close", gone)}};
+  EXPECT_EQ(r.nvregopenkey("", root) + r.nvregopenkey("", again), 0);
+  EXPECT_TRUE(root != nullptr && root == again);
   expect_failures(r, failures);
+  EXPECT_EQ(entry.geterror(), query_failed("hdl", "v", gone));
+  EXPECT_EQ(entry.geterror(), "");
 }
 
 TEST_F(NvPoRegistryTest, FailsEveryCallAfterAFailedOpen) {

@@ -72,6 +72,9 @@ TEST(Nvregentry, SettersAndGettersIgnoreTypesThatDoNotFit) {
   Texts list{"untouched"};
   EXPECT_EQ(entry.getvalue(number), -1);
   EXPECT_EQ(entry.getvalue(list), -1);
+  std::string text = "untouched";
+  EXPECT_EQ(Nvregentry("name", NVREG_DWORD, 5ul).getvalue(text), -1);
+  EXPECT_EQ(text, "untouched");
   EXPECT_EQ(number, 9u);
   EXPECT_THAT(list, ElementsAre("untouched"));
 }
