@@ -89,8 +89,8 @@ int RedoLog::open(std::string const& path, uint64_t generation) {
   path_ = path;
   generation_ = generation;
   size_ = kLogHeader;
-  healthy_ = true;
-  return is_untouched() ? 0 : EIO;
+  healthy_ = is_untouched();
+  return healthy_ ? 0 : EIO;
 }
 
 // A log of one generation only grows, so its length tells its content.

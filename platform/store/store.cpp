@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "loader.h"
 #include "nvreg.h"
@@ -82,8 +83,7 @@ bool Store::load_factory(std::string& why) {
   return false;
 }
 
-// Both files are whole and on the disk before the first is put in place. A crash between the two
-// renames leaves a log that is older than the snapshot and counts for nothing.
+// Both files are whole and on the disk before the first is put in place.
 bool Store::write_snapshot_and_log(bool keep_current, std::string& why) {
   std::string const text = write_snapshot(*root_, generation_ + 1);
   if (failed(write_new_file(snapshot_ + ".new", text), snapshot_ + ".new", why)) return false;
@@ -93,13 +93,21 @@ bool Store::write_snapshot_and_log(bool keep_current, std::string& why) {
   if (access(backup_.c_str(), F_OK) != 0 && !keep_current) {
     if (failed(write_new_file(backup_, text), backup_, why)) return false;
   }
-  if (!put_in_place(keep_current, why)) return false;
+  if (!put_in_place(keep_current, why)) {
+    unlink((snapshot_ + ".new").c_str());
+    unlink((log_path_ + ".new").c_str());
+    return false;
+  }
   log_bound_ = std::max<uint64_t>(kLogBound, text.size());
   return true;
 }
 
+// A crash between the two renames leaves a log that is older than the snapshot and counts for
+// nothing. A restore may come whenever the disk is waited for: after each wait it is looked for.
 bool Store::put_in_place(bool keep_current, std::string& why) {
   std::string const backup_new = backup_ + ".new";
+  // Before the link, which touches the snapshot, too.
+  if (was_restored(log_, why)) return false;
   if (keep_current) {
     unlink(backup_new.c_str());
     int error = link(snapshot_.c_str(), backup_new.c_str()) == 0 ? 0 : errno;
@@ -108,14 +116,14 @@ bool Store::put_in_place(bool keep_current, std::string& why) {
   }
   if (failed(rename_file(snapshot_ + ".new", snapshot_), snapshot_, why)) return false;
   // From here on only a log of the new generation may be written.
-  log_ = RedoLog();
+  RedoLog const old = std::exchange(log_, RedoLog());
   ++generation_;
+  if (lstat(snapshot_.c_str(), &snapshot_stat_) != 0) return !failed(errno, snapshot_, why);
   if (failed(sync_folder(folder_), folder_, why)) return false;
+  if (was_restored(old, why)) return false;
   if (failed(rename_file(log_path_ + ".new", log_path_), log_path_, why)) return false;
   if (failed(sync_folder(folder_), folder_, why)) return false;
-  if (failed(log_.open(log_path_, generation_), log_path_, why)) return false;
-  if (lstat(snapshot_.c_str(), &snapshot_stat_) == 0) return true;
-  return !failed(errno, snapshot_, why);
+  return !failed(log_.open(log_path_, generation_), log_path_, why);
 }
 
 int32_t Store::change(wire::Call const& call) {
@@ -138,6 +146,12 @@ int32_t Store::refresh(std::string& note) {
   // What was written counts as long as the old log goes on; not to try again at once.
   log_bound_ = 2 * log_.size();
   return log_.healthy() ? NVREG_OK : NVREG_STORE_WRITE;
+}
+
+bool Store::was_restored(RedoLog const& log, std::string& why) const {
+  if (!log.healthy() || (log.is_untouched() && snapshot_is_untouched())) return false;
+  why = snapshot_ + ": restored while a new one was written; the new one is dropped";
+  return true;
 }
 
 bool Store::snapshot_is_untouched() const {

@@ -43,6 +43,8 @@ class Store {
   [[nodiscard]] bool load_factory(std::string& why);
   [[nodiscard]] bool write_snapshot_and_log(bool keep_current, std::string& why);
   [[nodiscard]] bool put_in_place(bool keep_current, std::string& why);
+  // Whether someone wrote over the files since log was opened; false for a log that never was.
+  [[nodiscard]] bool was_restored(RedoLog const& log, std::string& why) const;
   [[nodiscard]] bool snapshot_is_untouched() const;
 
   std::string const folder_;
