@@ -5,13 +5,24 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 
 #include "files.h"
 #include "loader.h"
 #include "nvreg.h"
 #include "registry_client.h"
 #include "scratch_home.h"
+#include "store.h"
 #include "tree_text.h"
+
+static std::function<void()> on_fsync;
+
+extern "C" int __real_fsync(int);
+extern "C" int __wrap_fsync(int fd);
+int __wrap_fsync(int fd) {
+  if (on_fsync) on_fsync();
+  return __real_fsync(fd);
+}
 
 namespace {
 
@@ -70,6 +81,42 @@ TEST_F(Restore, BringsBackExactlyWhatWasThere) {
     EXPECT_EQ(client.refresh(), NVREG_STORE_DAMAGED);
     EXPECT_EQ(client.on_key("registry", [](auto*, auto*) {}), NVREG_OK) << "reading goes on";
     EXPECT_EQ(restarted(), before) << with_snapshot;
+  }
+}
+
+// Whichever wait for the disk of a refresh it falls into.
+TEST_F(Restore, WinsOverASnapshotBeingWritten) {
+  for (int wait = 1; wait <= 4; ++wait) {
+    SCOPED_TRACE(wait);
+    home_.stop();
+    std::vector<std::string> notes;
+    std::string why;
+    auto store = zeva::Store::open(config_, notes, why);
+    ASSERT_TRUE(store) << why;
+    auto set = [&](std::string const& name, std::string const& data) {
+      zeva::wire::Call call;
+      call.set_action(zeva::wire::SET_VALUE);
+      call.set_type(NVREG_BINARY);
+      call.set_name(name);
+      call.set_data(data);
+      return store->change(call);
+    };
+    ASSERT_EQ(set("kept", std::to_string(wait)), NVREG_OK);
+    std::string const before = to_text(store->root());
+    back_up();
+    for (char const* name : {"1", "2", "3", "4", "5", "6"})
+      ASSERT_EQ(set(name, std::string(1 << 20, 'x')), NVREG_OK);
+    int waits = 0;
+    on_fsync = [&] {
+      if (++waits == wait) restore();
+    };
+    (void)store->refresh(why);
+    on_fsync = nullptr;
+    EXPECT_GE(waits, wait);
+    EXPECT_LT(set("stray", ""), 0);
+    EXPECT_FALSE(fs::exists(config_ + "/cFlt_db.xml.redo.new"));
+    store.reset();
+    EXPECT_EQ(restarted(), before);
   }
 }
 
