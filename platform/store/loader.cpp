@@ -61,10 +61,14 @@ void replay(LoadedStore& store, File const& log, uint64_t generation) {
     return;
   }
   size_t good = replay_log(log.bytes, *store.root);
-  if (good < log.bytes.size())
-    note_damage(store, log,
-                "torn or damaged at byte " + std::to_string(good) + "; the " +
-                    std::to_string(log.bytes.size() - good) + " bytes from there do not count");
+  if (good == log.bytes.size()) return;
+  std::string_view rest = std::string_view(log.bytes).substr(good);
+  // A store that is read while its server runs may be found like this without being damaged.
+  std::string const what =
+      is_cut_record(rest) ? "it ends in a record that is torn or still being written," : "damaged";
+  note_damage(store, log,
+              what + " at byte " + std::to_string(good) + "; the " + std::to_string(rest.size()) +
+                  " bytes from there do not count");
 }
 
 // Neither snapshot serves: no store at all, or one that must not be replaced by a guess.

@@ -83,6 +83,12 @@ size_t replay_log(std::string_view bytes, Key& root) {
   }
 }
 
+bool is_cut_record(std::string_view rest) {
+  if (rest.size() < kRecordHeader) return true;
+  size_t length = get_number32(rest.data());
+  return length <= kMaxFrame && length > rest.size() - kRecordHeader;
+}
+
 int RedoLog::open(std::string const& path, uint64_t generation) {
   file_ = Descriptor(::open(path.c_str(), O_RDWR | O_APPEND | O_NOFOLLOW | O_CLOEXEC));
   if (file_.get() < 0) return errno;

@@ -26,6 +26,10 @@ namespace zeva {
 // cannot be applied. Returns the length of what counted: all bytes for an intact log.
 [[nodiscard]] size_t replay_log(std::string_view bytes, Key& root);
 
+// Whether the bytes, from a record's place to the end of the log, can be the beginning of a record
+// that is still being written.
+[[nodiscard]] bool is_cut_record(std::string_view rest);
+
 // The log being written.
 class RedoLog {
  public:

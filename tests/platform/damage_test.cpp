@@ -179,10 +179,16 @@ TEST_F(Damage, CostsWhatItMustAndIsTold) {
 TEST_F(Damage, ALogCutAnywhereOpensToAPrefix) {
   make_store();
   std::string const log = read(kLog);
-  for (size_t length = kLogHeader; length <= log.size(); ++length) {
+  for (size_t length = 0; length <= log.size(); ++length) {
     write(kLog, log.substr(0, length));
-    EXPECT_EQ(names(*zeva::load_store(folder_).root),
-              "xabcdef"s.substr(0, 4 + (length - kLogHeader) / kRecord));
+    zeva::LoadedStore const loaded = zeva::load_store(folder_);
+    size_t const records = length < kLogHeader ? 0 : (length - kLogHeader) / kRecord;
+    EXPECT_EQ(names(*loaded.root), "xabcdef"s.substr(0, 4 + records)) << length;
+    bool const whole = length == kLogHeader + records * kRecord;
+    EXPECT_EQ(loaded.notes.size(), whole ? 0u : 1u) << length;
+    if (!whole && length > kLogHeader) {
+      EXPECT_NE(loaded.notes[0].find("torn or still being written"), std::string::npos) << length;
+    }
   }
 }
 
