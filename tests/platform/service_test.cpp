@@ -131,11 +131,18 @@ TEST_F(Service, AHomeOfAnyName) {
   EXPECT_EQ(run("start"), 127) << "/bin/regserver";
 }
 
-// A server that does not hear is ended all the same.
+// A server that does not hear is ended all the same, and its pid file's end is not taken for its
+// own.
 TEST_F(Service, AStoppedServerIsEnded) {
   ASSERT_EQ(run("start"), 0) << output_;
-  kill(atoi(pid().c_str()), SIGSTOP);
+  int const server = atoi(pid().c_str());
+  kill(server, SIGSTOP);
+  std::string const sleep = home_.path() + "/sleep";
+  std::ofstream(sleep) << "#!/bin/sh\nrm -f config/regserver.pid\nexec /bin/sleep \"$@\"\n";
+  fs::permissions(sleep, fs::perms::owner_all);
+  script_ = "cd \"$ZEVA_HOME\" && PATH=\"$PWD:$PATH\" " + script_;
   EXPECT_EQ(run("stop"), 0);
+  EXPECT_FALSE(fs::exists("/proc/" + std::to_string(server) + "/exe"));
   EXPECT_EQ(run("status"), 3);
 }
 
