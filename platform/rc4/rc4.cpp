@@ -113,25 +113,25 @@ void write_full(int fd, char const* path, unsigned char const* data, size_t size
   }
 }
 
-void read_key(char const* path, arcfour_ctx& cipher) {
-  Fd const fd(open(path, O_RDONLY | O_CLOEXEC));
-  if (fd < 0) fail_errno(path, "the key cannot be read");
-  unsigned char key[kMaxKey + 1];
-  size_t const length = read_full(fd, path, key, sizeof key);
-  if (length < kMinKey) fail(path, "the key is empty; it takes 1 to 256 bytes");
-  if (length > kMaxKey) fail(path, "the key is longer than 256 bytes");
-  arcfour_set_key(&cipher, length, key);
-}
-
 // The descriptor is what is judged, so nothing can be put in the file's place in between. Without
 // O_NONBLOCK a FIFO would keep the command waiting for a writer.
-int open_regular(char const* path, struct stat& info) {
-  int const fd = open(path, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+int open_regular(char const* path, int flags, struct stat& info) {
+  int const fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | flags);
   if (fd < 0 && errno == ELOOP) fail(path, "is a symbolic link; name the file itself");
   if (fd < 0) fail_errno(path, "cannot be opened");
   if (fstat(fd, &info) != 0) fail_errno(path, "cannot be examined");
   if (!S_ISREG(info.st_mode)) fail(path, "is not a regular file");
   return fd;
+}
+
+void read_key(char const* path, arcfour_ctx& cipher) {
+  struct stat info;
+  Fd const fd(open_regular(path, 0, info));
+  unsigned char key[kMaxKey + 1];
+  size_t const length = read_full(fd, path, key, sizeof key);
+  if (length < kMinKey) fail(path, "the key is empty; it takes 1 to 256 bytes");
+  if (length > kMaxKey) fail(path, "the key is longer than 256 bytes");
+  arcfour_set_key(&cipher, length, key);
 }
 
 // With its slash; empty for the working folder.
@@ -164,7 +164,7 @@ void sync_folder_of(char const* path) {
 
 void convert(char const* path, arcfour_ctx& cipher) {
   struct stat info;
-  Fd const source(open_regular(path, info));
+  Fd const source(open_regular(path, O_NOFOLLOW, info));
   Fd const target(make_unfinished(path, info));
 
   static unsigned char buffer[64 * 1024];
