@@ -22,9 +22,10 @@ char const kQuarantineFolder[] = "/opt/norva/zeva/queue/quarantine";
 
 // Reads the rows and stores them under `path`. `code` is that of the key's opening.
 template <int N>
-bool copy_rows(NvConfigFile const& file, NvPoRegistry& registry, char const* path,
+bool copy_rows(NvConfigFile const& file, char const* regfile, char const* path,
                _tag_MAP_ITEM const (&rows)[N], int code) {
   if (!read_rows(file, rows)) return false;
+  NvPoRegistry registry(regfile);
   RegistryKey key(registry, path, code);
   return key && write_rows(registry, key.get(), rows);
 }
@@ -67,19 +68,17 @@ bool import_area(NvConfigFile const& file, NvPoRegistry& registry, int number) {
 int import_exception_handling(char const* dir, char const* regfile) {
   NvConfigFile file;
   if (!read_export_file(file, dir, std::string(dir) + "/excepton.txt", 122)) return -13;
-  NvPoRegistry registry(regfile);
   std::string failed_mail, encrypted_mail;
   _tag_MAP_ITEM const rows[] = {
       {"common", "ProcessErrorCls", VALUE_TEXT, &failed_mail},
       {"common", "EncryptedMessageCls", VALUE_TEXT, &encrypted_mail},
   };
-  return copy_rows(file, registry, kConfigKey, rows, 137) ? 0 : -13;
+  return copy_rows(file, regfile, kConfigKey, rows, 137) ? 0 : -13;
 }
 
 int import_scan_limit(char const* dir, char const* regfile) {
   NvConfigFile file;
   if (!read_export_file(file, dir, std::string(dir) + "/scanlimit.txt", 162)) return -14;
-  NvPoRegistry registry(regfile);
   long viruses = 0, entities = 0, archives = 0, depth = 0, unpacked = 0, scanned = 0, layers = 0;
   long front = 0;
   _tag_MAP_ITEM const limits[] = {
@@ -94,8 +93,8 @@ int import_scan_limit(char const* dir, char const* regfile) {
   _tag_MAP_ITEM const front_limit[] = {
       {"common", "uiMaxFrontScanSize", VALUE_NUMBER, &front},
   };
-  return copy_rows(file, registry, kScanLimitKey, limits, 182) &&
-                 copy_rows(file, registry, kFrontScanLimitKey, front_limit, 204)
+  return copy_rows(file, regfile, kScanLimitKey, limits, 182) &&
+                 copy_rows(file, regfile, kFrontScanLimitKey, front_limit, 204)
              ? 0
              : -14;
 }
