@@ -216,8 +216,16 @@ bool import_classification(NvConfigFile const& file, NvClassification& classes,
   if (strtol(hidden.c_str(), nullptr, 10) == 1 && !hide_classification(regfile, name, hidden)) {
     return false;
   }
+  int missing = 0;
+  std::string unused;
   for (int i = 0; i < static_cast<int>(actions); ++i) {
     if (!import_action(file, regfile, name, i)) return false;
+    // Actions without a section are all stored over the same nameless one, so that nothing is lost
+    // by giving up.
+    if (file.getattribute(numbered("action", i + 1), "name", unused) == -1 &&
+        too_many_missing(++missing, file, "actions", 561)) {
+      break;
+    }
   }
   return true;
 }

@@ -2,7 +2,8 @@
 //
 // A policy's key holds its attributes and conditions, and the keys `inactive`, `tasks` and `rules`;
 // the policies below it are keys of its `rules`. What cannot be read is left out with all that is
-// below it: half a policy could match the wrong mail.
+// below it, and a policy whose attributes cannot be stored is taken out again: half a policy could
+// match the wrong mail.
 #include "export_file.h"
 #include "import_task.h"
 #include "importers.h"
@@ -117,7 +118,14 @@ void import_policy_file(PolicyTree& tree, std::string const& path) {
   }
   tree.key_path += name;
   RegistryKey policy(tree.registry, tree.parent_key, tree.key_path, 203);
-  if (!policy || !attributes.write(tree.registry, policy.get())) return;
+  if (!policy) return;
+  if (!attributes.write(tree.registry, policy.get())) {
+    // A policy without a name has no key of its own to take out.
+    if (name.find_first_not_of('\\') != std::string::npos) {
+      (void)delete_keys(tree.registry, tree.parent_key, {tree.key_path}, "Error", 211);
+    }
+    return;
+  }
 
   if (RegistryKey inactive(tree.registry, policy.get(), "inactive", 242); inactive) {
     import_inactive_tasks(tree.registry, inactive.get(), config, counts.inactive_tasks);

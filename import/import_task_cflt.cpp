@@ -15,6 +15,7 @@ using namespace zeva;
 namespace {
 
 constexpr int kMissingSectionCode = 52;
+constexpr int kNamelessSectionCode = 63;
 constexpr int kSectionKeyCode = 77;
 constexpr int kTaskKeyCode = 112;
 
@@ -52,8 +53,9 @@ bool import_whole_section(NvPoRegistry& registry, _NvPolComHandle* task, NvConfi
   return key && values.write(registry, key.get());
 }
 
-// A required section that is missing ends the task where that section would have stood: a task
-// without settings still keeps its classification, as a virus-scan task does.
+// Of a task that lacks a required section, only the required ones that come before it by rank are
+// written, wherever the file has them: a task without settings still keeps its classification, as a
+// virus-scan task does.
 bool import_sections(NvPoRegistry& registry, _NvPolComHandle* task, NvConfigFile& file,
                      RequiredSections const& required) {
   std::vector<std::string> sections;
@@ -63,9 +65,14 @@ bool import_sections(NvPoRegistry& registry, _NvPolComHandle* task, NvConfigFile
   });
   for (std::string const& section : sections) {
     if (section == "common") continue;
+    // Without a name, its values would be written over those of the task itself.
+    if (section.find_first_not_of('\\') == std::string::npos) {
+      log_error(kNamelessSectionCode, "a section of " + file.getname() + " has no name.");
+      return false;
+    }
     std::size_t const rank =
         rank_of(required, [&](RequiredSection const& wanted) { return wanted.is(section); });
-    if (rank > missing) break;
+    if (rank > missing) continue;
     if (!import_whole_section(registry, task, file, section)) return false;
   }
   if (missing == required.size()) return true;

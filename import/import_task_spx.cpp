@@ -87,6 +87,7 @@ constexpr MailList kLists[] = {{"editWL", 244},   {"noEditWL", 270}, {"editBL", 
                                {"noEditBL", 322}, {"subsWL", 348},   {"subsBL", 374}};
 
 char const kListSection[] = "blackwhitelist";
+constexpr int kMissingEntriesCode = 231;
 
 // Brings the detection level into the new engine's range. It is judged as the unsigned 32-bit
 // number that the store holds.
@@ -130,10 +131,14 @@ bool import_list(NvPoRegistry& registry, _NvPolComHandle* key, NvConfigFile cons
                  MailList const& list, int size) {
   std::string const stem = std::string("l_") + list.name + "_";
   bool complete = true;
+  int missing = 0;
   for (int i = 0; i < size; ++i) {
     std::string const name = numbered(stem.c_str(), i + 1);
     std::string entry;
-    if (!read_data(config, kListSection, name, VALUE_LIST, &entry, false)) continue;
+    if (!read_data(config, kListSection, name, VALUE_LIST, &entry, false)) {
+      if (too_many_missing(++missing, config, "entries " + stem, kMissingEntriesCode)) break;
+      continue;
+    }
     if (!write_data(registry, key, name, VALUE_LIST, &entry)) {
       log_error(list.code, "write " + name + " failed.");
       complete = false;
@@ -151,7 +156,7 @@ bool import_bw_list(NvPoRegistry& registry, NvConfigFile const& config,
   for (MailList const& list : kLists) {
     head.add(std::string("size_") + list.name, VALUE_NUMBER);
   }
-  if (!head.read(config)) {
+  if (!head.read(config, true)) {
     log_error(216, "read sizes of white and black lists from " + config.getname() + " failed.");
     return false;
   }

@@ -16,18 +16,20 @@ namespace {
 // Patterns are numbered from 0, and their values' names have a blank that the file's keys lack.
 void import_patterns(NvConfigFile const& file, NvPoRegistry& registry, _NvPolComHandle* filter,
                      std::string const& section, int count) {
+  int missing = 0;
   for (int i = 0; i < count; ++i) {
     std::string pattern;
-    if (!read_data(file, section, numbered("Pattern", i), VALUE_TEXT, &pattern, false)) continue;
+    if (!read_data(file, section, numbered("Pattern", i), VALUE_TEXT, &pattern, false)) {
+      if (too_many_missing(++missing, file, "patterns of " + section, 385)) return;
+      continue;
+    }
     // A pattern that cannot be stored is logged by write_data, and does not cost the next one.
     (void)write_data(registry, filter, numbered("Pattern ", i), VALUE_TEXT, &pattern);
   }
 }
 
 void import_filter(NvConfigFile const& file, NvPoRegistry& registry, _NvPolComHandle* xfilter,
-                   std::string const& section) {
-  std::string name;
-  if (!read_data(file, section, "Name", VALUE_TEXT, &name, false)) return;
+                   std::string const& section, std::string const& name) {
   RegistryKey filter(registry, xfilter, name, 337);
   if (!filter) return;
 
@@ -47,8 +49,12 @@ void import_filter(NvConfigFile const& file, NvPoRegistry& registry, _NvPolComHa
 // An extra filter that cannot be removed does not keep the others from being removed.
 void remove_filters(NvPoRegistry& registry, _NvPolComHandle* xfilter) {
   std::vector<std::string> filters;
-  // That there are none yet counts as a failure of the listing, and is nothing to report.
-  if (registry.nvgetallentryname(xfilter, filters) == -1) registry.geterror();
+  if (registry.nvgetallentryname(xfilter, filters) == -1) {
+    // That there are none yet counts as a failure of the listing, and is nothing to report.
+    bool const none = registry.errorname() == "REG_EMPTY";
+    std::string const text = registry.geterror();
+    if (!none) log_error(425, text);
+  }
   for (std::string const& filter : filters) {
     (void)delete_keys(registry, xfilter, {filter}, "Error", 425);
   }
@@ -65,8 +71,15 @@ void import_xfilter_imp(NvPoRegistry& registry, _NvPolComHandle* xfilter,
 
   int filters = 0;
   if (!read_number(file, "common", "filterNum", filters)) return;
+  int missing = 0;
   for (int i = 0; i < filters; ++i) {
-    import_filter(file, registry, xfilter, numbered("filter", i + 1));
+    std::string const section = numbered("filter", i + 1);
+    std::string name;
+    if (read_data(file, section, "Name", VALUE_TEXT, &name, false)) {
+      import_filter(file, registry, xfilter, section, name);
+    } else if (too_many_missing(++missing, file, "filters", 351)) {
+      return;
+    }
   }
 }
 

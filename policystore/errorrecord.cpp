@@ -23,6 +23,7 @@ void ErrorRecord::record(std::string const& name, std::initializer_list<std::str
   std::vector<icu::Formattable> filled;
   for (std::string const& arg : args) filled.emplace_back(icu::UnicodeString::fromUTF8(arg));
   filled.emplace_back(0);
+  error_name_ = name;
   error_text_ += catalogue_.getmessage(name, filled.data());
 }
 

@@ -33,6 +33,9 @@ class ErrorRecord {
   // failure: when the catalogue is missing there is no text.
   std::string geterror();
 
+  // The name of the failure recorded last.
+  std::string const& errorname() const { return error_name_; }
+
   // Opens the catalogue of the gateway's home; wrappers call it once, in their constructor. Without
   // ZEVA_HOME it says so on standard output and takes the default home.
   void initResBundle();
@@ -61,6 +64,7 @@ class ErrorRecord {
   void record(std::string const& name, std::initializer_list<std::string> args);
 
   Nvresbundle catalogue_;
+  std::string error_name_;
   std::string error_text_;
 };
 

@@ -12,10 +12,11 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string failing_name;
+std::string failing_names;
 
-bool fails(char const* name, int32_t* status) {
-  if (failing_name.empty() || failing_name != name) return false;
+bool fails(std::string const& name, int32_t* status) {
+  std::string const lines = "\n" + failing_names + "\n";
+  if (name.empty() || lines.find("\n" + name + "\n") == std::string::npos) return false;
   *status = NVREG_STORE_WRITE;
   return true;
 }
@@ -32,6 +33,7 @@ extern "C" {
 _NvPolComHandle* __real_nvreg_openKey(_NvPolComHandle*, char const*, int32_t*);
 _NvPolComHandle* __real_nvreg_createKey(_NvPolComHandle*, char const*, int32_t*);
 void __real_nvreg_deleteKey(_NvPolComHandle*, char const*, int32_t*);
+void __real_nvreg_enumSubkey(_NvPolComHandle*, uint32_t, char*, uint32_t*, int32_t*);
 void __real_nvreg_setValue(_NvPolComHandle*, char const*, _NvRegDataType, unsigned char const*,
                            uint32_t, int32_t*);
 
@@ -43,7 +45,12 @@ _NvPolComHandle* __wrap_nvreg_createKey(_NvPolComHandle* parent, char const* pat
   return fails(path, status) ? nullptr : __real_nvreg_createKey(parent, path, status);
 }
 void __wrap_nvreg_deleteKey(_NvPolComHandle* parent, char const* path, int32_t* status) {
-  if (!fails(path, status)) __real_nvreg_deleteKey(parent, path, status);
+  if (!fails(path, status) && !fails(std::string("delete ") + path, status))
+    __real_nvreg_deleteKey(parent, path, status);
+}
+void __wrap_nvreg_enumSubkey(_NvPolComHandle* key, uint32_t index, char* name, uint32_t* length,
+                             int32_t* status) {
+  if (!fails("list", status)) __real_nvreg_enumSubkey(key, index, name, length, status);
 }
 void __wrap_nvreg_setValue(_NvPolComHandle* key, char const* name, _NvRegDataType type,
                            unsigned char const* data, uint32_t length, int32_t* status) {
@@ -83,6 +90,15 @@ std::string no_value(std::string const& value, std::string const& file) {
   return "Error [148]: read value [" + value + "] from " + file + " failed.";
 }
 
+Lines given_up(int code, std::string const& list, std::string const& file, int first,
+               std::string const& stem, std::string const& end) {
+  Lines lines;
+  for (int i = first; i < first + 100; ++i)
+    lines.push_back(no_value(stem + std::to_string(i) + end, file));
+  return lines + Lines{"Error [" + std::to_string(code) + "]: 100 of the " + list +
+                       " are missing from " + file + ", the rest is left out."};
+}
+
 std::string unreadable(int code, std::string const& file) {
   return "Error [" + std::to_string(code) + "]: read " + file + " failed.";
 }
@@ -110,9 +126,9 @@ int ImportTest::run(Importer importer, Export const& files, std::string const& f
     std::ofstream(dir_ / name) << text;
   }
   fs::remove(log_);
-  failing_name = failing;
+  failing_names = failing;
   int const result = importer(dir_.c_str(), home->address().c_str());
-  failing_name.clear();
+  failing_names.clear();
   return result;
 }
 

@@ -29,6 +29,10 @@ Export changed(Export files, std::string const& name, std::string const& from,
 // The line of a value that cannot be read: "common.name" of a file below the export folder.
 std::string no_value(std::string const& value, std::string const& file);
 
+// The lines of a list that is given up: of a value each from STEMnumberEND on, then of the list.
+Lines given_up(int code, std::string const& list, std::string const& file, int first,
+               std::string const& stem, std::string const& end = "");
+
 // The line of a file that cannot be read.
 std::string unreadable(int code, std::string const& file);
 
@@ -47,8 +51,9 @@ std::string refused(int code, std::string const& call, std::string const& name,
                     std::string const& what = "Error");
 
 // What is wrong with an import: the file is missing, or has another text in the place of `from`; or
-// opening, making and deleting the key of the name `failing`, and setting the value of this name,
-// fails with NVREG_STORE_WRITE. A key's name is the path that the call is made with.
+// opening, making and deleting a key, or setting a value, whose name is a line of `failing` fails
+// with NVREG_STORE_WRITE, and so does with "delete NAME" the deletion alone and with "list" every
+// listing of subkeys. A key's name is the path that the call is made with.
 struct Fault {
   std::string file, from = {}, to = {}, failing = {};
 };

@@ -82,14 +82,17 @@ TEST_F(ImportPolicy, EndsATaskAtWhatItLacks) {
     return Fault{"tasks/antispam.txt", from, to};
   };
   auto spam_lacks = [](char const* value) { return no_value(value, "tasks/antispam.txt"); };
+  auto nameless = Lines{error(63, "a section of " + file + " has no name.")};
   check_policies(
-      example(),
+      changed(example(), file, "[classification]", "[more]\nM=1:1\n[classification]"),
       {
-          {{file, "[classification]", "[x]"},
-           lacks("classification", file),
-           {key + "\\Cla", key + "\\setting", size}},
-          {{file, "[setting]", "[x]"}, lacks("setting", file), {key + "\\setting", size}},
-          {{file, "[size]", "[sizes]"}, lacks("size", file), {size}},
+          {{file, "[classification]", "[x]"}, lacks("classification", file), {key + "\\"}},
+          {{file, "[setting]", "[x]"},
+           lacks("setting", file),
+           {key + "\\more", key + "\\setting", size}},
+          {{file, "[size]", "[sizes]"}, lacks("size", file), {key + "\\more", size}},
+          {{file, "[size]", "[]"}, nameless, {key + "\\more", size}},
+          {{file, "[setting]", "[\\]\nx=1:9\n[setting]"}, nameless, {key + "\\setting", size}},
           {{"tasks/disclaimer.txt", "[disclaimer]", "[x]"},
            lacks("disclaimer", "tasks/disclaimer.txt"),
            {kTasks + "\\OutgoingDisclaimer\\disclaimer"}},
@@ -108,6 +111,12 @@ TEST_F(ImportPolicy, EndsATaskAtWhatItLacks) {
           {{"tasks/virus.txt", "Mass_Mailing", "x"},
            {no_value("classification.Mass_Mailing", "tasks/virus.txt")},
            {kTasks + "\\VirusScan\\"}},
+          {{"tasks/virus.txt", "Uncertain=2:", "Uncertain=1:"},
+           {no_value("classification.Uncertain", "tasks/virus.txt")},
+           {kTasks + "\\VirusScan\\"}},
+          {{"tasks/virus.txt", "[setting]", "[x]"},
+           {no_value("setting.Zentiscan", "tasks/virus.txt")},
+           {kTasks + "\\VirusScan\\setting"}},
           // The steps of an anti-spam task do not depend on each other.
           {spam("\noverridable", "\nx"),
            {spam_lacks("common.overridable")},
@@ -123,9 +132,11 @@ TEST_F(ImportPolicy, EndsATaskAtWhatItLacks) {
            {kTopLists + "l_editWL_2"}},
           {spam("size_noEditWL=1:2", "size_noEditWL=1:1"), {}, {kTopLists + "l_noEditWL_2"}},
           {spam("size_subsBL=1:2", "size_subsBL=1:0"), {}, {kTopLists + "l_subsBL"}},
+          {spam("size_subsBL=1:2", "size_subsBL=1:2000000000"),
+           given_up(231, "entries l_subsBL_", "tasks/antispam.txt", 3, "blackwhitelist.l_subsBL_"),
+           {}},
           {spam("size_subsBL", "x"),
-           {spam_lacks("blackwhitelist.size_subsBL"),
-            error(216, "read sizes of white and black lists from tasks/antispam.txt failed.")},
+           {error(216, "read sizes of white and black lists from tasks/antispam.txt failed.")},
            {kTopLists}},
       });
 }
@@ -165,6 +176,13 @@ TEST_F(ImportPolicy, LosesOnlyWhatDependsOnAFailingCall) {
         error(221, "write sizes of white and black lists failed.")},
        {kTopLists + "size_noEditWL", kTopLists + "size_editBL", kTopLists + "size_noEditBL",
         kTopLists + "size_subs"}},
+      {failing("matchType"), {refused(258, "nvreg_setValue", "matchType")}, {""}},
+      {failing("matchType\ndelete Mail"),
+       {refused(467, "nvreg_deleteKey", "Mail"), refused(258, "nvreg_setValue", "matchType"),
+        refused(211, "nvreg_deleteKey", "Mail")},
+       {kMail + ":matchType", kMail + ":condition", kMail + "\\", kLists},
+       0,
+       1},
       // At the root of it, what an earlier migration left stays.
       {failing(kRule), {open_refused(459, kRule)}, {""}, 0, 2},
       {failing("Mail"),

@@ -3,6 +3,7 @@
 // value for value by the tests of the whole example.
 #include "importers.h"
 
+#include "import_filter_action.h"
 #include "import_fixture.h"
 
 namespace {
@@ -73,6 +74,12 @@ TEST_F(Importers, FilterActionsEndAtTheFirstFailure) {
             {with("1:131077", "1:0"), unknown("0"), actions, -11},
             // Half an action is stored as far as it could be read.
             {with("order=1:1\n", ""), no("action1.order"), {}},
+            // Those without a section are one action without a name.
+            {with("actionnum=1:2", "actionnum=1:2000000000"),
+             given_up(561, "actions", "action1.txt", 3, "action", ".name"),
+             {},
+             0,
+             5},
             {failing(strip), {open_refused(257, strip)}, actions, -11},
             {failing("displayName"),
              {set_refused("displayName")},
@@ -88,6 +95,13 @@ TEST_F(Importers, FilterActionsEndAtTheFirstFailure) {
         {{{"actionFile.txt", "FileNum=1:1", "FileNum=1:0"},
           {"FilterAction [467]: " + reason("REG_EMPTY", "Classification list")},
           kEverything}});
+  auto const save_unknown = [](char const*, char const* regfile) {
+    _tag_ACTION action;
+    action.actionType = 0x10000;
+    return save_action(regfile, "A", action, nullptr) ? 0 : -11;
+  };
+  EXPECT_EQ(run(save_unknown, {}), -11);
+  EXPECT_EQ(logged(), Lines{"Error [437]: Unknown action type 65536"});
 }
 
 TEST_F(Importers, ConfigSettingsArriveUpToTheFirstFailure) {
@@ -167,6 +181,18 @@ TEST_F(Importers, ExtraFiltersSkipWhatIsBroken) {
             {with("Pattern1=2:X", "Pattern2=2:X"),
              no("filter2_pattern.Pattern1"),
              {"XFilter\\Scanner test:Pattern 1"}},
+            {with("filterNum=1:3", "filterNum=1:2000000000"),
+             given_up(351, "filters", "xfilter.txt", 4, "filter", ".Name"),
+             {}},
+            {with("patternNum=1:1", "patternNum=1:2000000000"),
+             given_up(385, "patterns of filter3_pattern", "xfilter.txt", 1,
+                      "filter3_pattern.Pattern"),
+             {}},
+            {failing("list"),
+             {"Error [425]: " + reason("REG_FAIL2", "nvreg_enumSubkey", NVREG_STORE_WRITE)},
+             {},
+             0,
+             2},
             {failing("Siopa"), {open_refused(337, "Siopa")}, shop},
             {failing("Pattern 2"),
              {set_refused("Pattern 2")},
