@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <fstream>
+#include <map>
 #include <sstream>
 
 namespace {
@@ -29,30 +30,25 @@ std::vector<std::string> split(std::string const& text, char separator) {
   return pieces;
 }
 
-std::string list_bytes(std::string const& text) {
-  std::string bytes;
+zeva::Json list_json(std::string const& text) {
+  zeva::Json list = zeva::Json::array();
+  size_t size = 0;
   for (std::string const& piece : split(text, ';')) {
-    if (bytes.size() + piece.size() + 1 >= kValueBuffer) {
-      bytes.resize(kValueBuffer);
-      return bytes;
-    }
-    bytes += piece + '\0';
+    size += piece.size() + 1;
+    if (size >= kValueBuffer) break;
+    list.push_back(zeva::text_json(piece));
   }
-  return bytes.empty() ? bytes : bytes + '\0';
+  return list;
 }
 
-StoredValue stored(std::string const& name, TypedText const& value) {
+zeva::Json stored(std::string const& name, TypedText const& value) {
+  static char const* const kTypes[] = {"", "dword", "string", "multistring", "binary"};
   std::string const& text = value.payload;
-  if (value.type == 2) return {name, 1, (text + '\0').substr(0, kValueBuffer)};
-  if (value.type == 3) return {name, 3, list_bytes(text)};
-  std::string bytes;
-  if (value.type == 4) {
-    for (size_t at = 0; at < 32; at += 2)
-      bytes += static_cast<char>(std::stoi(text.substr(at, 2), nullptr, 16));
-    return {name, 2, bytes};
-  }
-  auto const number = static_cast<uint32_t>(std::strtoll(text.c_str(), nullptr, 10));
-  return {name, 0, bytes.assign(reinterpret_cast<char const*>(&number), sizeof number)};
+  zeva::Json shown = text;  // an identifier's digits
+  if (value.type == 1) shown = static_cast<uint32_t>(std::strtoll(text.c_str(), nullptr, 10));
+  if (value.type == 2) shown = zeva::text_json(text.substr(0, kValueBuffer));
+  if (value.type == 3) shown = list_json(text);
+  return {{"name", name}, {"type", kTypes[value.type]}, {"value", shown}};
 }
 
 std::string payload(ExportSection const& keys, std::string const& name) {
@@ -89,7 +85,7 @@ struct Migration {
     filter_actions();
     config();
     for (std::string const root : {"registry\\policy\\Rule\\Mail", "WhiteBlackLists\\Global"})
-      store.erase(emptied(root));
+      store.erase(find(emptied(root)));
     policy("globalPolicy.txt", "registry\\policy\\Rule", "");
     xfilter();
     address_lists();
@@ -225,13 +221,25 @@ struct Migration {
     }
   }
 
-  // Makes the key with every key above it, and returns its path without empty components.
+  Store::iterator find(std::string const& key) {
+    return std::ranges::find_if(store, [&](zeva::Json const& line) { return line["key"] == key; });
+  }
+
+  // Makes the key with every key above it, each behind all that its parent holds, and returns its
+  // path without empty components.
   std::string touch(std::string const& path) {
     std::string key;
-    store[key];
     for (std::string const& name : split(path, '\\')) {
-      key += (key.empty() ? "" : "\\") + name;
-      store[key];
+      std::string const parent = key.empty() ? "" : key + "\\";
+      auto const is_inside = [&, top = key](std::string const& other) {
+        return other == top || other.starts_with(parent);
+      };
+      key = parent + name;
+      if (find(key) != store.end()) continue;
+      auto const last = std::find_if(store.rbegin(), store.rend(), [&](zeva::Json const& line) {
+        return is_inside(line["key"]);
+      });
+      store.insert(last.base(), zeva::Json{{"key", key}, {"values", zeva::Json::array()}});
     }
     return key;
   }
@@ -239,14 +247,16 @@ struct Migration {
   // The same, without what is below the key.
   std::string emptied(std::string const& path) {
     std::string const key = touch(path);
-    std::erase_if(store, [&](auto const& entry) { return entry.first.starts_with(key + "\\"); });
+    std::erase_if(store, [&](zeva::Json const& line) {
+      return std::string(line["key"]).starts_with(key + "\\");
+    });
     return key;
   }
 
   void set(std::string const& path, std::string const& name, TypedText const& value) {
-    std::vector<StoredValue>& values = store[touch(path)];
-    auto const old = std::find_if(values.begin(), values.end(),
-                                  [&](StoredValue const& other) { return other.name == name; });
+    zeva::Json& values = find(touch(path))->at("values");
+    auto const old = std::ranges::find_if(
+        values, [&](zeva::Json const& other) { return other["name"] == name; });
     if (old == values.end())
       values.push_back(stored(name, value));
     else
@@ -272,6 +282,13 @@ struct Migration {
 };
 
 }  // namespace
+
+ExportSection& ExportFile::operator[](std::string const& name) {
+  for (auto& [title, keys] : *this) {
+    if (title == name) return keys;
+  }
+  return emplace_back(name, ExportSection()).second;
+}
 
 ExportFile read_export(std::filesystem::path const& path) {
   ExportFile file;

@@ -6,13 +6,13 @@
 // write.
 #pragma once
 
+#include <deque>
 #include <filesystem>
-#include <map>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "registry_client.h"
+#include "registry_view.h"
 
 // A typed text of an export, unescaped: type 1 number, 2 text, 3 list, 4 identifier.
 struct TypedText {
@@ -20,15 +20,19 @@ struct TypedText {
   std::string payload;
 };
 
-// An export file: the sections by name, each with its keys in file order.
+// An export file: the sections, each with its keys, in file order.
 using ExportSection = std::vector<std::pair<std::string, TypedText>>;
-using ExportFile = std::map<std::string, ExportSection>;
+struct ExportFile : std::deque<std::pair<std::string, ExportSection>> {
+  // The section of that name, added when there is none.
+  ExportSection& operator[](std::string const& name);
+};
 
 ExportFile read_export(std::filesystem::path const& path);
 void write_export(std::filesystem::path const& path, ExportFile const& file);
 
-// Every key of a store by its full path, each with its values in store order.
-using Store = std::map<std::string, std::vector<StoredValue>>;
+// Every key of a store with its values, a line of `zeva-regdump --json` each: depth first and in
+// store order.
+using Store = std::vector<zeva::Json>;
 
 // The store after the export in the folder has been migrated into it.
 Store migrated(Store before, std::filesystem::path const& folder);
