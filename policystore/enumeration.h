@@ -20,4 +20,35 @@ using Enumerator = void (*)(_NvPolComHandle* parent, uint32_t index, char* name,
 int32_t append_names(Enumerator next, _NvPolComHandle* parent, uint32_t name_size,
                      std::vector<std::string>& names, bool& at_first);
 
+// What a library's call writes a text to.
+class TextBuffer {
+ public:
+  uint32_t length = 0;  // the capacity before a call, the text's length after it
+  char* data() { return bytes_.data(); }
+  std::string text() const { return bytes_.substr(0, length); }
+
+  void reset() { length = static_cast<uint32_t>(bytes_.size()); }
+  // Makes room for a text of length and its NUL; false when there was enough.
+  bool grow() {
+    if (length < bytes_.size()) return false;
+    bytes_.resize(size_t{length} + 1);
+    return true;
+  }
+
+ private:
+  std::string bytes_ = std::string(1024, '\0');
+};
+
+// Makes a call that reads texts, and makes it again with larger buffers as long as they do not
+// fit. Returns the last call's status.
+template <typename Call, typename... Buffers>
+int32_t read_texts(Call call, Buffers&... buffers) {
+  for (;;) {
+    (buffers.reset(), ...);
+    int32_t status = 0;
+    call(&status);
+    if (status != NVREG_BUFFER_TOO_SMALL || !(buffers.grow() | ...)) return status;
+  }
+}
+
 }  // namespace zeva

@@ -26,13 +26,14 @@ NvAddresslist::~NvAddresslist() {
   close_key();
 }
 
-// Runs work on the list and closes it, whatever came of the work.
+// Runs work on the list and closes it, whatever came of the work. open_name is how a failure to
+// open the list is recorded.
 template <typename Work>
-int NvAddresslist::with_list(std::string const& iname, Work work) {
+int NvAddresslist::with_list(std::string const& iname, Work work, char const* open_name) {
   int32_t status = 0;
   _NvPolComHandle* list = nvpol_openAddrList(hive_, iname.c_str(), &status);
   if (!list) {
-    seterrorname("REG_FAIL", "nvpol_openAddrlist", iname, status);
+    seterrorname("REG_FAIL", open_name, iname, status);
     return -1;
   }
   int const result = work(list);
@@ -109,22 +110,16 @@ int NvAddresslist::getaddress(std::string const& iname, std::vector<std::string>
 }
 
 int NvAddresslist::append_addresses(_NvPolComHandle* list, std::vector<std::string>& addresses) {
-  std::string buffer(1024, '\0');
-  int32_t status = 0;
-  for (uint32_t index = 0; status != NVREG_END_OF_LIST;) {
-    auto length = static_cast<uint32_t>(buffer.size());
-    status = 0;
-    nvpol_enumAddress(list, index, buffer.data(), &length, &status);
-    if (status >= 0) {
-      addresses.push_back(buffer.substr(0, length));
-      ++index;
-    } else if (status == NVREG_BUFFER_TOO_SMALL && length >= buffer.size()) {
-      buffer.resize(length + 1);
-    } else if (status != NVREG_END_OF_LIST) {
-      return check(status, "nvpol_enumAddress");
-    }
+  zeva::TextBuffer address;
+  for (uint32_t index = 0;; ++index) {
+    auto enumerate = [&](int32_t* status) {
+      nvpol_enumAddress(list, index, address.data(), &address.length, status);
+    };
+    int32_t const status = zeva::read_texts(enumerate, address);
+    if (status == NVREG_END_OF_LIST) return 0;
+    if (check(status, "nvpol_enumAddress") != 0) return -1;
+    addresses.push_back(address.text());
   }
-  return 0;
 }
 
 int NvAddresslist::setaddress(std::string const& iname, std::vector<std::string> const& addresses) {
@@ -133,11 +128,12 @@ int NvAddresslist::setaddress(std::string const& iname, std::vector<std::string>
     return -1;
   }
   if (missing(hive_, "setaddress: ahive")) return -1;
-  return with_list(iname, [&](_NvPolComHandle* list) {
+  auto add_all = [&](_NvPolComHandle* list) {
     for (std::string const& address : addresses)
       if (setaddress(list, address) != 0) return -1;
     return 0;
-  });
+  };
+  return with_list(iname, add_all, "nvpol_openAddrlist");
 }
 
 int NvAddresslist::setaddress(_NvPolComHandle* list, std::string const& address) {

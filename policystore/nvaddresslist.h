@@ -44,7 +44,8 @@ class NvAddresslist : public PolicyHive {
   // Adds one address, or removes it.
   int addressfrominame(std::string const& iname, std::string const& address, bool add);
 
-  // Adds the addresses of a file, as nvpol_importAddress reads it: all of them or none.
+  // Adds the addresses of a file, as nvpol_importAddress reads it: none of them when the file is no
+  // list of addresses. When the store fails half way, those before stay.
   int importcsvfile(std::string const& iname, std::string const& file);
 
   // Appends the internal names of the lists that hold an address equal to the one given, as
@@ -60,6 +61,6 @@ class NvAddresslist : public PolicyHive {
 
  private:
   template <typename Work>
-  int with_list(std::string const& iname, Work work);
+  int with_list(std::string const& iname, Work work, char const* open_name = "nvpol_openAddrList");
   int append_addresses(_NvPolComHandle* list, std::vector<std::string>& addresses);
 };

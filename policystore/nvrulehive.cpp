@@ -7,13 +7,14 @@
 #include "buffers.h"
 
 using zeva::field_text;
+using zeva::read_texts;
 using zeva::set_field;
+using zeva::TextBuffer;
 
 namespace {
 
 constexpr int kMaxConditions = 100;  // passed to the library in one call
 constexpr size_t kMaxText = 256;     // bytes written of a display name or a comment
-constexpr size_t kOutcomeSize = 2049;
 
 // The conditions of a new rule, as the library takes them.
 class Conditions {
@@ -495,19 +496,20 @@ long NvRuleHive::deleteoutcome(std::string const& rule, std::string const& task,
 long NvRuleHive::getoutcomes(_NvPolComHandle* task, Outcomes& outcomes) {
   if (missing(task, "getoutcome hTask")) return -1;
   long result = 0;
+  TextBuffer name;
+  TextBuffer value;
   for (uint32_t index = 0;; ++index) {
-    char name[NVPOL_NAME_SIZE] = {};
-    char value[kOutcomeSize] = {};
-    uint32_t name_length = sizeof name;
-    uint32_t value_length = sizeof value;
-    int32_t status = 0;
-    nvpol_enumOutcome(task, index, name, &name_length, value, &value_length, &status);
+    auto enumerate = [&](int32_t* status) {
+      nvpol_enumOutcome(task, index, name.data(), &name.length, value.data(), &value.length,
+                        status);
+    };
+    int32_t const status = read_texts(enumerate, name, value);
     if (status == NVREG_END_OF_LIST) return result;
     if (check(status, "nvpol_enumOutcome") != 0) return -1;
-    if (missing(field_text(name), "setoutcomes get task")) {
+    if (missing(name.text(), "setoutcomes get task")) {
       result = -1;
     } else {
-      outcomes[field_text(name)] = field_text(value);
+      outcomes[name.text()] = value.text();
     }
   }
 }
@@ -525,13 +527,14 @@ long NvRuleHive::getoutcomes(std::string const& rule, std::string const& task, O
 
 long NvRuleHive::getoutcome(_NvPolComHandle* task, Outcomes& outcomes) {
   if (missing(task, "getoutcome hTask")) return -1;
-  for (auto& [name, value] : outcomes) {
-    char text[kOutcomeSize] = {};
-    uint32_t length = sizeof text;
-    int32_t status = 0;
-    nvpol_getOutcome(task, name.c_str(), text, &length, &status);
+  TextBuffer text;
+  for (auto& outcome : outcomes) {
+    auto get = [&](int32_t* status) {
+      nvpol_getOutcome(task, outcome.first.c_str(), text.data(), &text.length, status);
+    };
+    int32_t const status = read_texts(get, text);
     if (status != NVREG_NOT_FOUND && check(status, "nvpol_getOutcome") != 0) return -1;
-    value = status == NVREG_NOT_FOUND ? "void" : field_text(text);
+    outcome.second = status == NVREG_NOT_FOUND ? "void" : text.text();
   }
   return 0;
 }

@@ -197,8 +197,8 @@ NVREG_API void nvpol_setRuleAttrib(_NvPolComHandle* rule, const _NvPolRuleAttr* 
 NVREG_API void nvpol_setRuleOrder(_NvPolComHandle* parent, const char* name, int32_t order,
                                   int32_t* status);
 
-/* Conditions of a rule. Adding does not look for an equal one; removing takes away the first equal
- * one, NVREG_NOT_FOUND when there is none. */
+/* Conditions of a rule. Adding does not look for an equal one; removing takes away the first one
+ * that is enumerated as equal, NVREG_NOT_FOUND when there is none. */
 
 NVREG_API void nvpol_addCondition(_NvPolComHandle* rule, const _NvPolAddrPairCond* condition,
                                   int32_t* status);
@@ -277,8 +277,10 @@ NVREG_API void nvpol_enumAddress(_NvPolComHandle* list, uint32_t index, char* ad
 /*
  * Inserts the addresses of a text file: lines of fields that are separated by commas, each field an
  * address with text on both sides of its "@". Blanks around a field, empty fields, double quotes
- * around an address and a carriage return at a line's end count for nothing. Nothing is inserted
- * unless the whole file reads so (NVPOL_BAD_FORMAT). NVREG_NOT_FOUND when the file cannot be read.
+ * around an address, a carriage return at a line's end and a byte order mark (UTF-8) at the file's
+ * beginning count for nothing. Nothing is inserted unless the whole file reads so and the store can
+ * hold each address (NVPOL_BAD_FORMAT); a store that fails half way keeps those before.
+ * NVREG_NOT_FOUND when the file cannot be read.
  */
 NVREG_API void nvpol_importAddress(_NvPolComHandle* list, const char* file, int32_t* status);
 

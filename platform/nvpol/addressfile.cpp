@@ -23,15 +23,19 @@ std::string_view unquoted(std::string_view field) {
   return quoted ? trimmed(field.substr(1, field.size() - 2)) : field;
 }
 
+// An address that the store can hold.
 bool is_address(std::string_view text) {
   size_t const at = text.find('@');
   bool const printable = std::none_of(text.begin(), text.end(), [](char c) {
     return c == '"' || static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
   });
-  return printable && at != std::string_view::npos && at > 0 && at + 1 < text.size();
+  return printable && at != std::string_view::npos && at > 0 && at + 1 < text.size() &&
+         text.size() < NVREG_MAX_VALUE;
 }
 
 bool parse(std::string_view text, std::vector<std::string>& addresses) {
+  constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
+  if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
   while (!text.empty()) {
     size_t const end = std::min(text.find_first_of(",\n"), text.size());
     std::string_view const field = unquoted(trimmed(text.substr(0, end)));

@@ -19,7 +19,8 @@ struct Field {
   { #field, offsetof(record, field), 0 }
 
 // Each table in the order in which the export's importers write the values, so that objects made
-// either way look alike in the store.
+// either way look alike in the store. Only an action's extra is the library's own: importers do not
+// write it, and it then reads as 0.
 constexpr Field kClassification[] = {TEXT(_NvPolCommAttrib, displayName),
                                      TEXT(_NvPolCommAttrib, comment)};
 constexpr Field kAction[] = {NUMBER(_NvPolActionAttrib, order), TEXT(_NvPolActionAttrib, comment),

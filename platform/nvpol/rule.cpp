@@ -20,6 +20,15 @@ int32_t add_condition(_NvPolComHandle* rule, _NvPolAddrPairCond const* condition
   return conditions_of(rule).append({sender + ";" + field_text(condition->recipient)});
 }
 
+// A stored condition as it is handed out, each side cut to what fits.
+_NvPolAddrPairCond condition_record(std::string const& text) {
+  Condition const held(text);
+  _NvPolAddrPairCond record;
+  set_field(record.sender, held.sender);
+  set_field(record.recipient, held.recipient);
+  return record;
+}
+
 int32_t fill_rule(_NvPolComHandle* rule, _NvPolRuleAttr const* attrib,
                   _NvPolAddrPairCond* const* conditions, uint32_t count) {
   if (count > 0 && !conditions) return NVREG_BAD_ARGUMENT;
@@ -141,9 +150,9 @@ void nvpol_removeCondition(_NvPolComHandle* rule, const _NvPolAddrPairCond* cond
   guarded(status, [&] {
     if (!condition) return NVREG_BAD_ARGUMENT;
     return conditions_of(rule).remove([&](std::string const& text) {
-      Condition const held(text);
-      return held.sender == field_text(condition->sender) &&
-             held.recipient == field_text(condition->recipient);
+      _NvPolAddrPairCond const held = condition_record(text);
+      return field_text(held.sender) == field_text(condition->sender) &&
+             field_text(held.recipient) == field_text(condition->recipient);
     });
   });
 }
@@ -155,9 +164,7 @@ void nvpol_enumCondition(_NvPolComHandle* rule, uint32_t index, _NvPolAddrPairCo
     std::string text;
     int32_t found = conditions_of(rule).get(index, text);
     if (found != NVREG_OK) return found;
-    Condition const held(text);
-    set_field(condition->sender, held.sender);
-    set_field(condition->recipient, held.recipient);
+    *condition = condition_record(text);
     return NVREG_OK;
   });
 }

@@ -4,13 +4,21 @@
 
 std::string failing_call;
 
-#define CLOSING(call)                                            \
-  extern "C" void __real_##call(_NvPolComHandle*, int32_t*);     \
-  extern "C" void __wrap_##call(_NvPolComHandle*, int32_t*);     \
-  void __wrap_##call(_NvPolComHandle* handle, int32_t* status) { \
-    __real_##call(handle, status);                               \
-    if (failing_call == #call) *status = kFailed;                \
+#define FAILING(call, parameters, arguments)      \
+  extern "C" void __real_##call parameters;       \
+  extern "C" void __wrap_##call parameters;       \
+  void __wrap_##call parameters {                 \
+    __real_##call arguments;                      \
+    if (failing_call == #call) *status = kFailed; \
   }
+#define CLOSING(call) FAILING(call, (_NvPolComHandle * handle, int32_t * status), (handle, status))
+#define ATTRIBUTES(call, Record)                                               \
+  FAILING(call, (_NvPolComHandle * handle, Record * record, int32_t * status), \
+          (handle, record, status))
+
+ATTRIBUTES(nvpol_getActionAttrib, _NvPolActionAttrib)
+ATTRIBUTES(nvpol_setActionAttrib, _NvPolActionAttrib const)
+ATTRIBUTES(nvpol_getAddrListAttrib, _NvPolAddrListAttr)
 
 CLOSING(nvpol_closeClassificationHive)
 CLOSING(nvpol_closeClassification)

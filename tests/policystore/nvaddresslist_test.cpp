@@ -45,6 +45,9 @@ TEST_F(AddressLists, RecordEachFailureByItsNameAndTexts) {
        fail("nvpol_insertAddress", "", NVREG_BAD_NAME) + fail2("nvpol_closeAddrList", kFailed),
        "nvpol_closeAddrList"},
       {DOING(hive_.getaddress("l", texts)), message("REG_ADDREMPTY1", "l")},
+      {DOING(hive_.getaddress("x", texts)), fail("nvpol_openAddrList", "x", kGone)},
+      {DOING(hive_.getaddrlistsnamepair(pairs)), fail2("nvpol_getAddrListAttrib", kFailed),
+       "nvpol_getAddrListAttrib"},
       {DOING(hive_.importcsvfile("l", csv_)),
        message("REG_IMPORTFORMATERR", "nvpol_importAddress", csv_, NVPOL_BAD_FORMAT)},
       {DOING(hive_.importcsvfile("l", "/x")), fail("nvpol_importAddress", "/x", kGone)},
@@ -53,6 +56,9 @@ TEST_F(AddressLists, RecordEachFailureByItsNameAndTexts) {
       {DOING(hive_.deleteaddrlist("x")), fail("nvpol_deleteAddrList", "x", kGone)},
   };
   expect_failures(hive_, hive_failures);
+  EXPECT_EQ(registry_.nvregdeletekey(OpenKey(registry_, "registry").get(), "test"), 0);
+  EXPECT_EQ(hive_.getaddrlistsname(texts), -1);
+  EXPECT_EQ(hive_.geterror(), fail2("nvpol_enumAddrList", kGone));
 }
 
 TEST_F(AddressLists, ImportAWholeFileOrNothing) {
@@ -63,7 +69,9 @@ TEST_F(AddressLists, ImportAWholeFileOrNothing) {
   } const files[] = {{"a@x\r\nb@x,\"c@x\" , d@x\n\n,,", 0, {"a@x", "b@x", "c@x", "d@x"}},
                      {"", 0, {}},
                      {"j\xc3\xb6rg@x", 0, {"j\xc3\xb6rg@x"}},
+                     {"\xef\xbb\xbf\"a@x\"", 0, {"a@x"}},
                      {"a@x\nAddress\n", -1, {}},
+                     {"a@x\nb@" + std::string(NVREG_MAX_VALUE - 2, 'x'), -1, {}},
                      {"a@x\n@x\n", -1, {}},
                      {"a@x\nb@\n", -1, {}},
                      {"\"a@x\nb@x\"\n", -1, {}},

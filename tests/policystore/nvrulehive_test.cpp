@@ -134,12 +134,14 @@ TEST_F(RuleHive, RecordsEachFailureByItsNameAndTexts) {
 
 TEST_F(RuleHive, ReadsWhatAnImporterWrote) {
   std::string const long_sender(600, 's'), long_recipient(600, 'r');
+  std::string const long_finding(1000, 'f'), long_class(3000, 'c');
   for (auto const& [path, name, value] : std::initializer_list<std::array<std::string, 3>>{
            {"", "condition1", "only"},
            {"", "condition2", ";"},
            {"", "condition3", long_sender + ";" + long_recipient},
            {"\\tasks\\AV\\Classification", "Worm", "Delete"},
            {"\\tasks\\AV\\Classification", "", "nameless"},
+           {"\\tasks\\AV\\Classification", long_finding, "Keep"},
            {"\\inactive", "inactive1", "AV"},
            {"\\rules\\A\\rules\\B", "displayName", "deep"},
            {"\\rules\\" + std::string(200, 'n'), "comment", ""}})
@@ -150,13 +152,17 @@ TEST_F(RuleHive, ReadsWhatAnImporterWrote) {
   EXPECT_EQ(hive.geterror(), empty("Get condition"));
   EXPECT_THAT(from, ElementsAre("only", std::string(512, 's')));
   EXPECT_THAT(to, ElementsAre("", std::string(512, 'r')));
-  NvRuleHive::Outcomes outcomes{{"Worm", ""}, {"Joke", ""}};
+  EXPECT_EQ(hive.RemoveCondition("\\", from[1], to[1]), 0);
+  NvRuleHive::Outcomes outcomes{{"Worm", ""}, {"Joke", ""}, {"Spam", ""}};
+  EXPECT_EQ(hive.addoutcome("\\", "AV", "Spam", long_class), 0);
   EXPECT_EQ(hive.getoutcome("\\", "AV", outcomes), 0);
-  EXPECT_THAT(outcomes, ElementsAre(Pair("Joke", "void"), Pair("Worm", "Delete")));
+  EXPECT_THAT(outcomes,
+              ElementsAre(Pair("Joke", "void"), Pair("Spam", long_class), Pair("Worm", "Delete")));
   outcomes.clear();
   EXPECT_EQ(hive.getoutcomes("\\", "AV", outcomes), -1);
   EXPECT_EQ(hive.geterror(), empty("setoutcomes get task"));
-  EXPECT_THAT(outcomes, ElementsAre(Pair("Worm", "Delete")));
+  EXPECT_THAT(outcomes, ElementsAre(Pair("Spam", long_class), Pair("Worm", "Delete"),
+                                    Pair(long_finding, "Keep")));
   EXPECT_EQ(hive.istaskactive("\\", "AV"), 0);
   for (char const* path : {"A\\B", "\\A\\B", "\\\\A\\\\B\\"}) {
     _NvPolRuleAttr attr{};
@@ -166,6 +172,33 @@ TEST_F(RuleHive, ReadsWhatAnImporterWrote) {
   EXPECT_EQ(hive.GetAllSubRuleName(names), -1) << "a name that does not fit";
   EXPECT_EQ(hive.geterror(), fail2("nvpol_enumRule", NVREG_BUFFER_TOO_SMALL));
   EXPECT_THAT(names, ElementsAre("A"));
+}
+
+TEST_F(RuleHive, ReadsWhatANewGatewayHolds) {
+  NvRuleHive hive("registry\\policy", home_.address());
+  NvClassification classes("registry\\policy", home_.address());
+  NvAddresslist lists("registry\\policy", home_.address());
+  _NvPolRuleAttr root;
+  std::vector<_NvPolTaskAttr> tasks;
+  NvRuleHive::Outcomes outcomes;
+  Texts addresses;
+  EXPECT_EQ(hive.GetRuleAttrib("\\", root), 0);
+  EXPECT_STREQ(root.displayName, "Global policy");
+  EXPECT_EQ(hive.GetTasksAttrib("\\", tasks), 0);
+  ASSERT_EQ(tasks.size(), 1u);
+  EXPECT_EQ(tasks[0].filter, 0x10001u);
+  EXPECT_EQ(hive.getoutcomes("\\", "VirusScan", outcomes), 0);
+  EXPECT_EQ(outcomes.size(), 8u);
+  for (auto const& [finding, name] : outcomes) {
+    std::vector<Nvactionattr> actions;
+    Handle group = classes.openclass(name);
+    EXPECT_EQ(classes.getallaction(group, actions), 0) << finding;
+    EXPECT_EQ(actions[0].displayname, name);
+    EXPECT_EQ(actions[0].actiontype >> 16, 1);
+    EXPECT_EQ(classes.closeclass(group), 0);
+  }
+  EXPECT_EQ(lists.getaddress("Administrators", addresses), 0);
+  EXPECT_THAT(addresses, ElementsAre("postmaster@localhost"));
 }
 
 TEST_F(RuleHive, KeepsWhatARuleRefersToInATreeOfAnyDepth) {
@@ -217,6 +250,10 @@ TEST_F(RuleHive, TakesAHundredConditionsAndPrintsRecords) {
   EXPECT_EQ(hive.GetRuleAttrib("r", attr), 0);
   attr.order = -1;
   attr.matchType = 0x2a;
+  _NvPolTaskAttr task;
+  EXPECT_EQ(hive.createTask(rule, "t", shown, comment, 1), 0);
+  EXPECT_EQ(hive.GetTaskAttrib(rule, "t", task), 0);
+  EXPECT_EQ(zeva::field_text(task.comment), comment.substr(0, 256));
   testing::internal::CaptureStdout();
   printRuleattr(attr);
   printTaskattr({"a", "b", 3, 0x10001, 1, 0, 7});

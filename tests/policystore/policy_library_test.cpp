@@ -128,6 +128,21 @@ TEST_F(PolicyLibrary, TakesNoNameForAPathAndNoNullForAText) {
   EXPECT_EQ(status_, NVREG_BAD_ARGUMENT);
 }
 
+TEST_F(PolicyLibrary, MovesItemsForwardWhenOneIsDeleted) {
+  NvRuleHive rules(kPolicy, home_.address());
+  for (char const* name : {"t0", "t1", "t2", "t3"})
+    EXPECT_EQ(rules.createTask("\\", name, "", "", 0), 0);
+  for (uint32_t index : {0u, 1u}) {
+    char name[NVPOL_NAME_SIZE];
+    uint32_t length = sizeof name;
+    nvpol_enumTask(rule_.get(), index, name, &length, &status_);
+    nvpol_deleteTask(rule_.get(), name, &status_);
+  }
+  Texts left;
+  EXPECT_EQ(rules.GetAllTaskName("\\", left), 0);
+  EXPECT_THAT(left, testing::ElementsAre("t1", "t3"));
+}
+
 TEST_F(PolicyLibrary, ReadsRecordsWithinTheirBounds) {
   // On the heap and exactly as large as the record, so that a sanitizer sees any byte beyond it.
   auto full = std::make_unique<_NvPolCommAttrib>();
