@@ -124,15 +124,8 @@ int NvClassification::setclassattr(_NvPolComHandle* phdl, std::string const& dis
 int NvClassification::setclassification(std::string const& iname, Nvclassifattr const& classifattr,
                                         std::vector<std::string> const&,
                                         std::vector<Nvactionattr> const&) {
-  std::string const before = geterror();
   _NvPolComHandle* phdl = openclass(iname);
-  if (!phdl) {
-    phdl = createclass(iname, classifattr.displayname, classifattr.comment);
-    if (phdl) geterror();  // that it was not there is no failure then
-  }
-  std::string const since = geterror();
-  appenderror(before);
-  appenderror(since);
+  if (!phdl) phdl = createclass(iname, classifattr.displayname, classifattr.comment);
   if (!phdl) return -1;
   int const result = setclassattr(phdl, classifattr.displayname, classifattr.comment);
   int const closed = closeclass(phdl);
@@ -218,20 +211,22 @@ int NvClassification::getallaction(_NvPolComHandle* phdl, std::vector<Nvactionat
   int result = getactionnames(phdl, names);
   for (std::string const& name : names) {
     Nvactionattr attr;
-    if (getaction(phdl, name, attr) == 0) {
-      attrs.push_back(attr);
-    } else {
-      result = -1;
-    }
+    result = std::min(result, getaction(phdl, name, attr));
+    attrs.push_back(attr);
   }
   return result;
 }
 
 int NvClassification::setallaction(_NvPolComHandle* phdl, std::vector<std::string> const& names,
                                    std::vector<Nvactionattr> const& attrs) {
-  for (size_t i = 0; i < std::min(names.size(), attrs.size()); ++i)
-    if (setaction(phdl, names[i], attrs[i]) != 0) return -1;
-  return 0;
+  if (attrs.size() < names.size()) {
+    seterrorname("REG_EMPTY", "setallaction: attrs");
+    return -1;
+  }
+  int result = 0;
+  for (size_t i = 0; i < names.size(); ++i)
+    result = std::min(result, setaction(phdl, names[i], attrs[i]));
+  return result;
 }
 
 int NvClassification::deleteaction(_NvPolComHandle* phdl, std::string const& iname) {

@@ -62,7 +62,8 @@ class NvClassification : public PolicyHive {
   int getclassattr(_NvPolComHandle* phdl, std::string& displayname, std::string& comment);
   int setclassattr(_NvPolComHandle* phdl, std::string const& displayname,
                    std::string const& comment);
-  // Sets the attributes of a classification, created when missing. Actions are not written.
+  // Sets the attributes of a classification, created when missing; the record then still tells that
+  // it could not be opened. Actions are not written.
   int setclassification(std::string const& iname, Nvclassifattr const& classifattr,
                         std::vector<std::string> const& names,
                         std::vector<Nvactionattr> const& actions);
@@ -77,9 +78,11 @@ class NvClassification : public PolicyHive {
   // attr untouched.
   int getaction(_NvPolComHandle* phdl, std::string const& iname, Nvactionattr& attr);
   int setaction(_NvPolComHandle* phdl, std::string const& iname, Nvactionattr const& attr);
-  // Appends every action that can be read; -1 when one could not.
+  // Appends an entry for every action, in the order of getactionnames: an empty one, and the result
+  // -1, for an action that cannot be read.
   int getallaction(_NvPolComHandle* phdl, std::vector<Nvactionattr>& attrs);
-  // Sets each named action's attributes, up to the first that fails.
+  // Sets each named action's attributes to those at the same index; one that fails stops no other.
+  // Fewer attributes than names are a failure and set nothing.
   int setallaction(_NvPolComHandle* phdl, std::vector<std::string> const& names,
                    std::vector<Nvactionattr> const& attrs);
   int deleteaction(_NvPolComHandle* phdl, std::string const& iname);

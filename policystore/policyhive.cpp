@@ -21,7 +21,8 @@ bool PolicyHive::referred(int32_t kind, std::string const& iname) {
   char rule[NVPOL_NAME_SIZE] = {};
   uint32_t length = sizeof rule;
   int32_t status = 0;
-  if (!nvpol_checkReferInRule(regkey_, kind, iname.c_str(), rule, &length, &status)) return false;
+  if (!nvpol_checkReferInRule(regkey_, kind, iname.c_str(), rule, &length, &status))
+    return check(status, "nvpol_checkReferInRule") != 0;
   std::string const name(rule, std::min<size_t>(length, sizeof rule));
   seterrorname("REG_REFERENCE", "nvpol_checkReferInRule", iname, name);
   return true;

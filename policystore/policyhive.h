@@ -24,7 +24,8 @@ class PolicyHive : public ErrorRecord {
   // visible to other processes.
   void close_key();
 
-  // true, and recorded with the rule's name, when a rule refers to the object.
+  // true, and recorded with the rule's name, when a rule refers to the object. Also when that
+  // cannot be told: a rule must not lose what it refers to.
   bool referred(int32_t kind, std::string const& iname);
 
   // zeva::append_names with the policy library's size of names.

@@ -84,7 +84,13 @@ TEST_F(Classifications, RecordEachFailureByItsNameAndTexts) {
       {DOING(hive_.setaction(group, "x", attr)), fail("nvpol_openAction", "x", kGone)},
       {DOING(hive_.setallaction(group, {"x", "a"}, {attr, attr})),
        fail("nvpol_openAction", "x", kGone)},
+      {DOING(hive_.setallaction(group, {"a"}, {})), empty("setallaction: attrs")},
+      {DOING(hive_.setaction(group, "a", attr)), fail2("nvpol_setActionAttrib", kFailed),
+       "nvpol_setActionAttrib"},
+      {DOING(hive_.getaction(group, "a", attr)), fail2("nvpol_getActionAttrib", kFailed),
+       "nvpol_getActionAttrib"},
       {DOING(hive_.getallaction(none, attrs)), empty("getallaction: phdl")},
+      {DOING(hive_.getallaction(group, attrs)), empty("getaction: displayname")},
       {DOING(hive_.deleteaction(none, "a")), empty("deleteaction: phdl")},
       {DOING(hive_.deleteaction(group, "x")), message("REG_FAILE2", "nvpol_deleteAction", kGone)},
       {DOING(hive_.getactionsettings(unset.get(), settings)),
@@ -97,20 +103,33 @@ TEST_F(Classifications, RecordEachFailureByItsNameAndTexts) {
   };
   expect_failures(hive_, hive_failures);
   EXPECT_EQ(attr.displayname + attr.comment, "keptkept") << "a failed read changes nothing";
+  ASSERT_EQ(attrs.size(), 2u) << "an entry also for what cannot be read";
+  EXPECT_EQ(attrs[0].order, 7) << "set although another could not be";
   for (Handle handle : {group, unnamed}) EXPECT_EQ(hive_.closeclass(handle), 0);
 }
 
-TEST_F(Classifications, AreSetWithoutATraceOfALookForThem) {
+TEST_F(Classifications, AreSetWhetherOrNotTheyAreThere) {
   Texts names{"before"};
   EXPECT_EQ(hive_.getclassnames(names), -1);
   EXPECT_EQ(hive_.geterror(), empty("Classification list"));
   EXPECT_THAT(names, ElementsAre("before"));
-  for (std::string const shown : {"created", "changed"}) {
+  std::string const not_there = fail("nvpol_openClassification ", "Keep", kGone);
+  for (auto const& [shown, record] :
+       {std::pair<std::string, std::string>{"created", not_there}, {"changed", ""}}) {
     EXPECT_EQ(hive_.setclassification("Keep", {shown, "c"}, {"ignored"}, {}), 0);
-    EXPECT_EQ(hive_.geterror(), "");
+    EXPECT_EQ(hive_.geterror(), record);
     EXPECT_EQ(dump(kPolicy + "\\Classification\\Keep"),
               "test\n    string,   displayName=" + shown + "\n    string,   comment=c\n");
   }
+  // The first name that cannot be read ends the list.
+  set(kPolicy + "\\Classification\\" + std::string(200, 'n'), "displayName", "");
+  EXPECT_EQ(hive_.getclassnames(names), 0);
+  EXPECT_THAT(names, ElementsAre("before", "Keep"));
+  ASSERT_EQ(registry_.nvregdeletekey(OpenKey(registry_, "registry").get(), "test"), 0);
+  Failure const gone_failures[] = {
+      {DOING(hive_.getclassnames(names)), fail2("nvpol_enumClassification", kGone)},
+      {DOING(hive_.deleteclass("Keep")), fail2("nvpol_checkReferInRule", kGone)}};
+  expect_failures(hive_, gone_failures);
 }
 
 TEST_F(Classifications, ShowsSettingsAsTextByTheirType) {
@@ -131,6 +150,7 @@ TEST_F(Classifications, ShowsSettingsAsTextByTheirType) {
                                     Pair("number", "DW -1"), Pair("text", "SZ %d")));
   Failing const unknown("nvreg_enumValue");
   EXPECT_EQ(hive_.getactionsettings(key.get(), settings), -1);
+  EXPECT_EQ(hive_.geterror(), message("REG_FAIL3", "registry type", "number"));
 }
 
 // All that an action's attributes hold.
