@@ -109,6 +109,7 @@ TEST(Pack, BadInputLeavesNothingBehind) {
            Case{
                {"in", "there.pkg"}, 1, "there.pkg: exists already; remove it or name another file"},
            Case{{"in", "no/pkg"}, 1, "no/pkg: cannot be made: No such file or directory"},
+           Case{{"/", "pkg"}, 1, "pkg: lies in the folder to pack; name a place outside"},
            Case{{"in", "in/pkg"}, 1, "in/pkg: lies in the folder to pack; name a place outside"},
        }) {
     auto const before = work.names();

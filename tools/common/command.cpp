@@ -20,17 +20,6 @@ int signal_fd = -1;
 sigset_t mask_before;
 int received = 0;
 
-sigset_t held_set() {
-  sigset_t held;
-  sigemptyset(&held);
-  for (int const number : kEndingSignals) {
-    struct sigaction current;
-    sigaction(number, nullptr, &current);
-    if (current.sa_handler != SIG_IGN) sigaddset(&held, number);
-  }
-  return held;
-}
-
 struct Pipe {
   int from = -1;
   int to = -1;
@@ -119,8 +108,19 @@ void collect(Command const& command, pid_t child, Pipe& output, Pipe& error,
 
 }  // namespace
 
+sigset_t ending_signals() {
+  sigset_t ending;
+  sigemptyset(&ending);
+  for (int const number : kEndingSignals) {
+    struct sigaction current;
+    sigaction(number, nullptr, &current);
+    if (current.sa_handler != SIG_IGN) sigaddset(&ending, number);
+  }
+  return ending;
+}
+
 void hold_signals() {
-  sigset_t const held = held_set();
+  sigset_t const held = ending_signals();
   sigprocmask(SIG_BLOCK, &held, &mask_before);
   signal_fd = signalfd(-1, &held, SFD_CLOEXEC | SFD_NONBLOCK);
   // Caught and not ignored, so that the commands get it as usual.
@@ -138,7 +138,8 @@ int signal_received() {
 std::string CommandResult::explanation() const {
   if (!not_run.empty()) return not_run;
   if (stopped) return "interrupted";
-  if (!error.empty()) return error.substr(0, error.find('\n'));
+  size_t const begin = error.find_first_not_of('\n');
+  if (begin != std::string::npos) return error.substr(begin, error.find('\n', begin) - begin);
   return program + " ended with status " + std::to_string(exit_status);
 }
 

@@ -5,11 +5,16 @@
 // and the tool returns through its own clean-up. Signals that the caller had ignored stay ignored.
 #pragma once
 
+#include <signal.h>
+
 #include <functional>
 #include <string>
 #include <vector>
 
 namespace zeva {
+
+// The signals above, without those that the caller had ignored.
+[[nodiscard]] sigset_t ending_signals();
 
 void hold_signals();
 
@@ -33,7 +38,7 @@ struct CommandResult {
   bool stopped = false;  // ended early, by a signal to this program
 
   [[nodiscard]] bool succeeded() const { return not_run.empty() && !stopped && exit_status == 0; }
-  // One line for a person: the first line of its standard error, or how it ended.
+  // One line for a person: the first line that is not empty of its standard error, or how it ended.
   [[nodiscard]] std::string explanation() const;
 };
 

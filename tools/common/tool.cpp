@@ -5,6 +5,7 @@
 #include <stdlib.h>
 
 #include <filesystem>
+#include <new>
 #include <string>
 
 #include "printable.h"
@@ -28,6 +29,11 @@ int complain(std::string_view subject, std::string_view why) {
                            ": " + printable(why) + "\n";
   fputs(line.c_str(), stderr);
   return kFailed;
+}
+
+int complain_of(std::exception const& error) {
+  bool const no_memory = dynamic_cast<std::bad_alloc const*>(&error) != nullptr;
+  return complain("ended early", no_memory ? "there is not enough memory" : error.what());
 }
 
 std::string own_folder() {

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <exception>
 #include <optional>
 #include <string_view>
 
@@ -18,6 +19,9 @@ inline constexpr int kWrongUsage = 2;
 
 // One line on standard error: program, what it is about, why. Returns kFailed.
 int complain(std::string_view subject, std::string_view why);
+
+// Says what an exception ended the program with. Returns kFailed.
+int complain_of(std::exception const& error);
 
 // The folder that this program's file is in, without a final slash; empty when that is unknown.
 [[nodiscard]] std::string own_folder();

@@ -44,13 +44,18 @@ std::string os_error() {
   return strerror(errno);
 }
 
+// The folder's path as it begins those of what is in it; that of the root is a slash already.
+std::string inside(std::string const& folder) {
+  return folder.ends_with('/') ? folder : folder + "/";
+}
+
 bool add_entry(fs::directory_entry const& entry, std::string const& folder, Contents& contents) {
   struct stat info;
   if (lstat(entry.path().c_str(), &info) != 0) {
     zeva::complain(entry.path().native(), os_error());
     return false;
   }
-  std::string const name = "." + entry.path().native().substr(folder.size());
+  std::string const name = "./" + entry.path().native().substr(inside(folder).size());
   if (S_ISDIR(info.st_mode) && name == std::string("./") + kChecksums) {
     zeva::complain(entry.path().native(), "is a folder; the package's checksums go by this name");
     return false;
@@ -73,6 +78,7 @@ bool add_entry(fs::directory_entry const& entry, std::string const& folder, Cont
 bool list(std::string const& folder, Contents& contents) {
   std::error_code failure;
   auto entries = fs::recursive_directory_iterator(folder, failure);
+  std::string reading = folder;
   for (; !failure && entries != fs::end(entries); entries.increment(failure)) {
     // The list that stands in the folder gives way to the one that is made here.
     if (entries.depth() == 0 && entries->path().filename() == kChecksums &&
@@ -80,9 +86,10 @@ bool list(std::string const& folder, Contents& contents) {
       continue;
     }
     if (!add_entry(*entries, folder, contents)) return false;
+    reading = entries->is_directory() ? entries->path() : entries->path().parent_path();
   }
   if (failure) {
-    zeva::complain(folder, "cannot be read: " + failure.message());
+    zeva::complain(reading, "cannot be read: " + failure.message());
     return false;
   }
   if (contents.files.empty()) {
@@ -120,7 +127,11 @@ bool make_checksums(std::string const& folder, Contents const& contents, std::st
   if (!write(path, checksums)) return false;
   // Nothing of the moment goes into the package.
   timespec const times[] = {contents.newest, contents.newest};
-  return chmod(path.c_str(), 0644) == 0 && utimensat(AT_FDCWD, path.c_str(), times, 0) == 0;
+  if (chmod(path.c_str(), 0644) == 0 && utimensat(AT_FDCWD, path.c_str(), times, 0) == 0) {
+    return true;
+  }
+  zeva::complain(path, "cannot be given a mode and a time: " + os_error());
+  return false;
 }
 
 bool make_archive(std::string const& folder, Contents const& contents,
@@ -171,7 +182,7 @@ std::string place_for(std::string const& package, std::string const& folder) {
     zeva::complain(package, "cannot be made: " + failure.message());
     return "";
   }
-  if ((place + "/").starts_with(folder + "/")) {
+  if (inside(place).starts_with(inside(folder))) {
     zeva::complain(package, "lies in the folder to pack; name a place outside");
     return "";
   }
@@ -179,10 +190,9 @@ std::string place_for(std::string const& package, std::string const& folder) {
 }
 
 bool pack(std::string const& folder, std::string const& package) {
-  Contents contents;
-  if (!list(folder, contents)) return false;
   std::string const place = place_for(package, folder);
-  if (place.empty()) return false;
+  Contents contents;
+  if (place.empty() || !list(folder, contents)) return false;
   zeva::PrivateFolder const work(place);
   if (!work.error().empty()) {
     zeva::complain(package, "cannot be made: " + work.error());
@@ -217,5 +227,5 @@ int main(int argc, char** argv) try {
   if (pack(place, package)) return 0;
   return zeva::signal_received() != 0 ? 128 + zeva::signal_received() : zeva::kFailed;
 } catch (std::exception const& error) {
-  return zeva::complain("ended early", error.what());
+  return zeva::complain_of(error);
 }

@@ -125,5 +125,5 @@ int main(int argc, char** argv) try {
   }
   return status;
 } catch (std::exception const& error) {
-  return zeva::complain("ended early", error.what());
+  return zeva::complain_of(error);
 }
