@@ -2,7 +2,10 @@
 
 #include <gmock/gmock.h>
 
+#include <sstream>
+
 #include "nvreg.h"
+#include "registry_view.h"
 
 namespace {
 
@@ -17,8 +20,9 @@ void put(zeva::Key& key, zeva::Value const& value) {
 }
 
 zeva::Rehearsal sample() {
-  zeva::Key before;
-  zeva::Key after;
+  zeva::Rehearsal rehearsal;
+  zeva::Key& before = *(rehearsal.before = std::make_unique<zeva::Key>());
+  zeva::Key& after = *(rehearsal.after = std::make_unique<zeva::Key>());
   put(before.subkeys.at("both"), text("same", "1"));
   put(before.subkeys.at("both"), text("old", "1"));
   put(before.subkeys.at("both"), text("type", "1"));
@@ -28,20 +32,30 @@ zeva::Rehearsal sample() {
   put(after.subkeys.at("both"), text("same", "1"));
   after.subkeys.at("made\n");
 
-  zeva::Rehearsal rehearsal;
   rehearsal.had_store = true;
   rehearsal.result = -12;
   rehearsal.log = {{"Start", "", false},
                    {"Error [1]: one", "a.txt", true},
                    {"Warning: two\n\tof it", "b.txt", true},
                    {"Error [3]: \xFF", "a.txt", true}};
-  rehearsal.changes = zeva::compare_stores(before, after);
   rehearsal.findings = {{"cut", "a.txt", "s.k", "a text"}, {"unread-file", "\xFF", "", "unread"}};
   return rehearsal;
 }
 
+std::string as_text(zeva::Rehearsal const& rehearsal, bool in_colour) {
+  std::ostringstream out;
+  zeva::report_text(rehearsal, in_colour, out);
+  return out.str();
+}
+
+zeva::Json as_json(zeva::Rehearsal const& rehearsal) {
+  std::ostringstream out;
+  zeva::report_json(rehearsal, out);
+  return zeva::Json::parse(out.str());
+}
+
 TEST(Report, TellsAPersonAll) {
-  EXPECT_EQ(zeva::report_text(sample(), false),
+  EXPECT_EQ(as_text(sample(), false),
             "\nResult\n"
             "  -12: the quarantine areas could not be imported.\n"
             "\nWarnings and errors\n"
@@ -58,7 +72,6 @@ TEST(Report, TellsAPersonAll) {
             "  +     type=BI 31 00 \n"
             "  -     old=SZ 1\n"
             "  + made\\n\n"
-            "  - gone\n"
             "  - gone\\below\n"
             "  -     =SZ x\n"
             "\nFindings in the package\n"
@@ -69,28 +82,44 @@ TEST(Report, TellsAPersonAll) {
 }
 
 TEST(Report, ColoursAreTheOnlyControlBytes) {
-  std::string coloured = zeva::report_text(sample(), true);
+  std::string coloured = as_text(sample(), true);
   for (std::string const code : {"\033[0m", "\033[1m", "\033[31m", "\033[32m", "\033[33m"}) {
     EXPECT_NE(coloured.find(code), std::string::npos);
     for (size_t at; (at = coloured.find(code)) != std::string::npos;)
       coloured.erase(at, code.size());
   }
-  EXPECT_EQ(coloured, zeva::report_text(sample(), false));
+  EXPECT_EQ(coloured, as_text(sample(), false));
 }
 
 TEST(Report, TellsAProgramAll) {
-  auto const report = zeva::Json::parse(zeva::report_json(sample()));
+  auto const report = as_json(sample());
   EXPECT_EQ(report["result"], -12);
   EXPECT_EQ(report["log"][3].dump(),
             R"({"message":{"hex":"4572726f72205b335d3a20ff"},"file":"a.txt","trouble":true})");
-  EXPECT_EQ(report["changes"].size(), 4u);
-  EXPECT_EQ(report["changes"][0].dump(),
-            R"({"key":"both","change":"changed","values":[{"before":null,"after":{"name":"new",)"
-            R"("type":"string","value":"\u001b[2J"}},{"before":{"name":"type","type":"string",)"
-            R"("value":"1"},"after":{"name":"type","type":"binary","value":"3100"}},)"
-            R"({"before":{"name":"old","type":"string","value":"1"},"after":null}]})");
+  EXPECT_EQ(report["changes"].size(), 3u);
+  EXPECT_EQ(
+      report["changes"][0].dump(),
+      R"({"key":"both","change":"changed","keys":1,"values":[{"before":null,"after":{"name":"new",)"
+      R"("type":"string","value":"\u001b[2J"}},{"before":{"name":"type","type":"string",)"
+      R"("value":"1"},"after":{"name":"type","type":"binary","value":"3100"}},)"
+      R"({"before":{"name":"old","type":"string","value":"1"},"after":null}]})");
   EXPECT_EQ(report["findings"][1].dump(),
             R"({"kind":"unread-file","file":{"hex":"ff"},"place":"","text":"unread"})");
+}
+
+TEST(Report, AChainOfEmptyKeysIsToldOnce) {
+  zeva::Rehearsal deep;
+  deep.before = std::make_unique<zeva::Key>();
+  deep.after = std::make_unique<zeva::Key>();
+  deep.not_examined = "tar: no\x1b";
+  zeva::Key* key = deep.after.get();
+  for (int i = 0; i < 100000; ++i) key = &key->subkeys.at("k");
+  std::string const text = as_text(deep, false);
+  EXPECT_THAT(text, testing::HasSubstr(": 100000 keys gained, 0 lost, 0 changed\n  + k\\k"));
+  EXPECT_THAT(text, testing::EndsWith("package\n  It could not be looked at: tar: no\\x1b\n"));
+  auto const report = as_json(deep);
+  EXPECT_EQ(report["changes"].size(), 1u);
+  EXPECT_EQ(report["notes"][0], "the package could not be looked at: tar: no\x1b");
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "command.h"
+#include "package_key.h"
 #include "registry_client.h"
 #include "scratch_home.h"
 #include "work_folder.h"
@@ -31,6 +32,14 @@ class Rehearse : public testing::Test {
     home_.start();
     client_.emplace(home_.address());
     client_->create("registry\\policy\\Rule\\Mail\\rules\\Old");
+    fs::create_directories(work_ / "tmp");
+    before_ = traces();
+  }
+
+  // Whatever was rehearsed, its home is byte for byte what it was, and its server serves.
+  void TearDown() override {
+    EXPECT_EQ(traces(), before_);
+    EXPECT_EQ(client_->create("registry\\policy\\Rule\\Mail\\rules\\Old\\new"), NVREG_OK);
   }
 
   void edit(std::string const& file, std::string const& expression) {
@@ -41,7 +50,7 @@ class Rehearse : public testing::Test {
 
   void pack() {
     auto const done = zeva::run_command(
-        {{*installed / "home/bin/zeva-pack", work_ / "export", work_ / "pkg"}, "", {}});
+        {{*installed / "home/bin/zeva-pack", work_ / "export", package_}, "", {}});
     ASSERT_EQ(done.error, "");
   }
 
@@ -55,14 +64,13 @@ class Rehearse : public testing::Test {
                                   "TMPDIR=" + (work_ / "tmp"),
                                   *installed / "home/bin/zeva-rehearse",
                                   "--from",
-                                  home_.path(),
-                                  work_ / "pkg"};
+                                  from_,
+                                  package_};
     line.insert(line.end(), options.begin(), options.end());
     return line;
   }
 
   zeva::CommandResult rehearse(std::vector<std::string> const& options = {}) {
-    fs::create_directories(work_ / "tmp");
     return zeva::run_command({command(options), "", {}});
   }
 
@@ -81,17 +89,17 @@ class Rehearse : public testing::Test {
   WorkFolder work_;
   ScratchHome home_;
   std::optional<RegistryClient> client_;
+  std::string from_ = home_.path();
+  std::string package_ = work_ / "pkg";
+  std::string before_;
 };
 
 TEST_F(Rehearse, AGoodPackage) {
   edit("scanlimit.txt", "$aFun=1:1");
   pack();
-  std::string const before = traces();
   auto const done = rehearse({"--json"});
   ASSERT_EQ(done.exit_status, 0) << done.error << done.output;
   EXPECT_EQ(done.error, "");
-  EXPECT_EQ(traces(), before);
-  EXPECT_EQ(client_->create("registry\\policy\\Rule\\Mail\\rules\\Old\\new"), NVREG_OK);
 
   auto const report = nlohmann::json::parse(done.output);
   EXPECT_EQ(report["result"], 0);
@@ -129,8 +137,20 @@ TEST_F(Rehearse, AFaultyPackageChangesNothing) {
 TEST_F(Rehearse, AHostilePackageShowsNoControlBytes) {
   edit("globalPolicy.txt", "s/^displayName=.*/displayName=2:\\x1b[2J\\x9b/");
   edit("globalPolicy.txt", "s/^name=.*/name=2:\\x1b]0;x/");
+  edit("globalPolicy.txt",
+       "s,tasks/size.txt,link.txt,; s,tasks/disclaimer.txt,tasks/../tasks/disclaimer.txt,");
   work_.write("export/\033[2J'$(touch x).txt", "");
+  work_.write("key", {kPackageKey.begin(), kPackageKey.end()});
   pack();
+  auto const added = zeva::run_command(
+      {{"sh", "-ec",
+        "rc4=\"$0/bin/rc4\"; ln -s /etc/passwd export/link.txt; $rc4 -dec -in pkg -key key; "
+        "mv pkg t.gz; gunzip t.gz; tar -rf t -C export link.txt; "
+        "gzip t; mv t.gz pkg; $rc4 -enc -in pkg -key key",
+        *installed / "home"},
+       work_ / "",
+       {}});
+  ASSERT_EQ(added.exit_status, 0) << added.error;
   std::string script;
   for (std::string const& word : command()) script += "'" + word + "' ";
   work_.write("script", script);
@@ -138,8 +158,12 @@ TEST_F(Rehearse, AHostilePackageShowsNoControlBytes) {
     auto const done = zeva::run_command({{"sh", "-c", shell}, work_ / "", {}});
     bool const on_terminal = shell.starts_with("script");
     std::string text = done.output;
+    std::erase(text, '\r');
     EXPECT_THAT(text, HasSubstr("registry\\policy\\Rule\\\\x1b]0;x"));
     EXPECT_THAT(text, HasSubstr("\\x1b[2J'$(touch x).txt"));
+    for (std::string const outside : {"link.txt", "tasks/../tasks/disclaimer.txt"}) {
+      EXPECT_THAT(text, HasSubstr("\n  " + outside + "\n    the task: the file cannot be read\n"));
+    }
     for (std::string const forbidden : {"\033]", "\033[2J", "\x9b"}) {
       EXPECT_THAT(text, Not(HasSubstr(forbidden)));
     }
@@ -152,6 +176,7 @@ TEST_F(Rehearse, WhatIsNoPackageOrNoHomeIsSaid) {
   auto done = rehearse();
   EXPECT_EQ(done.exit_status, 251);
   EXPECT_THAT(done.output, HasSubstr("  -5: the package could not be unpacked"));
+  EXPECT_THAT(done.output, HasSubstr("  It could not be looked at: "));
 
   fs::remove(work_ / "pkg");
   done = rehearse();
@@ -165,9 +190,36 @@ TEST_F(Rehearse, WhatIsNoPackageOrNoHomeIsSaid) {
             "zeva-rehearse: " + (work_ / "gone") + ": is no folder to take a store from\n");
 }
 
+// It begins with its own factory's store, and finds its server whatever the package is called.
+TEST_F(Rehearse, ANewHome) {
+  from_ = work_ / "new";
+  package_ = work_ / "regserver.pkg";
+  fs::create_directories(from_ + "/config");
+  auto const made =
+      zeva::run_command({{"sed", "s/>10000</>12345</", home_.config("factory.xml")}, "", {}});
+  work_.write("new/config/factory.xml", made.output);
+  pack();
+  auto const done = rehearse({"--json"});
+  EXPECT_EQ(done.exit_status, 0) << done.error;
+  EXPECT_THAT(done.output, HasSubstr(R"("before":{"name":"MaxDecompressCount","type":"dword",)"
+                                     R"("value":12345})"));
+  EXPECT_THAT(done.output, HasSubstr(R"("kind":"package-name")"));
+}
+
+// Here the shell that has started it ends first.
+TEST_F(Rehearse, OutlivesItsStarter) {
+  pack();
+  std::vector<std::string> line{
+      "sh", "-c",
+      "mkfifo fifo; sh -c 'setsid nohup \"$@\" >fifo 2>&1 & exec sleep 1' sh \"$@\" & cat fifo",
+      "sh"};
+  for (std::string const& word : command()) line.push_back(word);
+  EXPECT_THAT(zeva::run_command({line, work_ / "", {}}).output,
+              HasSubstr("  0: all settings were imported."));
+}
+
 TEST_F(Rehearse, WhateverEndsItNothingRemains) {
   pack();
-  std::string const before = traces();
   for (char const* signal : {"INT", "TERM", "HUP", "KILL"}) {
     auto line = command();
     // Ended as soon as the run in it has begun to import; its processes must go with it.
@@ -179,7 +231,7 @@ TEST_F(Rehearse, WhateverEndsItNothingRemains) {
                  work_ / ("fifo-" + std::string(signal))});
     auto const done = zeva::run_command({line, "", {}});
     EXPECT_GT(done.exit_status, 128) << signal << done.output;
-    EXPECT_EQ(traces(), before) << signal;
+    EXPECT_EQ(traces(), before_) << signal;
     auto const left = zeva::run_command({{"pgrep", "-f", work_ / "pkg"}, "", {}});
     EXPECT_EQ(left.output, "") << signal;
   }

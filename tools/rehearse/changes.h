@@ -1,11 +1,12 @@
 // What a store gains, loses and changes, key by key.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "registry_view.h"
+#include "tree.h"
 
 namespace zeva {
 
@@ -20,9 +21,14 @@ struct KeyChange {
   std::string path;
   Kind kind;
   std::vector<ValueChange> values;
+  // Counts the keys that lead to this one and are gained or lost with nothing else in them: they
+  // are not told one by one, as all their paths together grow with the square of the depth.
+  size_t keys;
 };
 
-// In the order of the store after the run, then what it has lost in the order of before.
-[[nodiscard]] std::vector<KeyChange> compare_stores(Key const& before, Key const& after);
+using ChangeVisitor = std::function<void(KeyChange const&)>;
+
+// In the order of the store after the run; below each key, what it has lost comes last.
+void compare_stores(Key const& before, Key const& after, ChangeVisitor const& visit);
 
 }  // namespace zeva

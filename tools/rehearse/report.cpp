@@ -1,11 +1,13 @@
 #include "report.h"
 
 #include <algorithm>
+#include <ostream>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
 
 #include "printable.h"
+#include "registry_view.h"
 
 namespace zeva {
 namespace {
@@ -52,7 +54,7 @@ class ByFile {
 
 class TextReport {
  public:
-  explicit TextReport(bool in_colour) : in_colour_(in_colour) {}
+  TextReport(bool in_colour, std::ostream& out) : in_colour_(in_colour), out_(out) {}
 
   void heading(std::string const& text) {
     put("", "");
@@ -93,11 +95,8 @@ class TextReport {
 
   void put(char const* colour, std::string const& line) {
     bool const coloured = in_colour_ && colour[0] != '\0';
-    text_ += coloured ? colour + line + kPlain : line;
-    text_ += '\n';
+    out_ << (coloured ? colour + line + kPlain : line) << '\n';
   }
-
-  [[nodiscard]] std::string const& text() const { return text_; }
 
   static constexpr char kBold[] = "\033[1m";
   static constexpr char kRed[] = "\033[31m";
@@ -113,17 +112,22 @@ class TextReport {
   }
 
   bool const in_colour_;
-  std::string text_;
+  std::ostream& out_;
 };
 
-std::string summary(std::vector<KeyChange> const& changes) {
-  using Kind = KeyChange::Kind;
-  auto const count = [&](Kind kind) {
-    return std::to_string(std::count_if(changes.begin(), changes.end(),
-                                        [&](auto const& change) { return change.kind == kind; }));
-  };
-  return count(Kind::kGained) + " keys gained, " + count(Kind::kLost) + " lost, " +
-         count(Kind::kChanged) + " changed";
+void visit_changes(Rehearsal const& rehearsal, ChangeVisitor const& visit) {
+  if (rehearsal.before && rehearsal.after) {
+    compare_stores(*rehearsal.before, *rehearsal.after, visit);
+  }
+}
+
+std::string summary(Rehearsal const& rehearsal) {
+  size_t keys[3] = {};
+  visit_changes(rehearsal, [&](KeyChange const& change) {
+    keys[static_cast<size_t>(change.kind)] += change.keys;
+  });
+  return std::to_string(keys[0]) + " keys gained, " + std::to_string(keys[1]) + " lost, " +
+         std::to_string(keys[2]) + " changed";
 }
 
 Json change_json(KeyChange const& key) {
@@ -131,6 +135,7 @@ Json change_json(KeyChange const& key) {
   Json shown;
   shown["key"] = text_json(key.path);
   shown["change"] = kKinds[static_cast<int>(key.kind)];
+  shown["keys"] = key.keys;
   shown["values"] = Json::array();
   for (ValueChange const& value : key.values) {
     Json sides;
@@ -150,8 +155,8 @@ std::string describe_result(int code) {
   return std::to_string(code) + ": a result that is not known here.";
 }
 
-std::string report_text(Rehearsal const& rehearsal, bool in_colour) {
-  TextReport report(in_colour);
+void report_text(Rehearsal const& rehearsal, bool in_colour, std::ostream& out) {
+  TextReport report(in_colour, out);
   report.heading("Result");
   bool const good = rehearsal.result == 0;
   report.put(good ? TextReport::kGreen : TextReport::kRed,
@@ -169,43 +174,54 @@ std::string report_text(Rehearsal const& rehearsal, bool in_colour) {
   }
   report.grouped(troubles);
 
-  report.heading("Changes in the store: " + summary(rehearsal.changes));
-  for (KeyChange const& change : rehearsal.changes) report.change(change);
+  report.heading("Changes in the store: " + summary(rehearsal));
+  visit_changes(rehearsal, [&](KeyChange const& change) { report.change(change); });
 
   report.heading("Findings in the package");
+  if (!rehearsal.not_examined.empty()) {
+    report.put("", "  It could not be looked at: " + printable(rehearsal.not_examined));
+    if (rehearsal.findings.empty()) return;
+  }
   ByFile findings;
   for (Finding const& finding : rehearsal.findings) {
     findings.add(finding.file,
                  finding.place.empty() ? finding.text : finding.place + ": " + finding.text);
   }
   report.grouped(findings);
-  return report.text();
 }
 
-std::string report_json(Rehearsal const& rehearsal) {
+// The changes can be far more than the rest, so they are written one by one.
+void report_json(Rehearsal const& rehearsal, std::ostream& out) {
   Json report;
   report["result"] = rehearsal.result ? Json(*rehearsal.result) : Json();
   report["meaning"] = rehearsal.result ? Json(describe_result(*rehearsal.result)) : Json();
   report["factory_store"] = !rehearsal.had_store;
   report["notes"] = Json::array();
   for (std::string const& note : rehearsal.notes) report["notes"].push_back(text_json(note));
+  if (!rehearsal.not_examined.empty()) {
+    report["notes"].push_back(
+        text_json("the package could not be looked at: " + rehearsal.not_examined));
+  }
   report["log"] = Json::array();
   for (LogLine const& line : rehearsal.log) {
     report["log"].push_back({{"message", text_json(line.message)},
                              {"file", text_json(line.file)},
                              {"trouble", line.is_trouble}});
   }
-  report["changes"] = Json::array();
-  for (KeyChange const& change : rehearsal.changes)
-    report["changes"].push_back(change_json(change));
-  report["findings"] = Json::array();
+  std::string const head = report.dump();
+  out << std::string_view(head).substr(0, head.size() - 1) << ",\"changes\":[";
+  char const* separator = "";
+  visit_changes(rehearsal, [&](KeyChange const& change) {
+    out << std::exchange(separator, ",") << change_json(change).dump();
+  });
+  Json findings = Json::array();
   for (Finding const& finding : rehearsal.findings) {
-    report["findings"].push_back({{"kind", finding.kind},
-                                  {"file", text_json(finding.file)},
-                                  {"place", text_json(finding.place)},
-                                  {"text", text_json(finding.text)}});
+    findings.push_back({{"kind", finding.kind},
+                        {"file", text_json(finding.file)},
+                        {"place", text_json(finding.place)},
+                        {"text", text_json(finding.text)}});
   }
-  return report.dump() + "\n";
+  out << "],\"findings\":" << findings.dump() << "}\n";
 }
 
 }  // namespace zeva

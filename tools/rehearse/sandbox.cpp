@@ -2,10 +2,15 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
 #include <stdlib.h>
 #include <sys/mman.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include "command.h"
+#include "files.h"
 #include "tool.h"
 
 namespace zeva {
@@ -19,8 +24,7 @@ constexpr char const* kCapabilities[] = {"CAP_CHOWN",  "CAP_DAC_OVERRIDE", "CAP_
 
 constexpr char const* kInstalled[] = {"/bin", "/lib", "/config/zevautilerr", "/config/factory.xml"};
 
-std::vector<std::string> options(std::string const& installation,
-                                 std::vector<std::string> const& visible,
+std::vector<std::string> options(std::string const& installation, Visible const& visible,
                                  std::string const& subject) {
   std::vector<std::string> all{"--die-with-parent",
                                "--new-session",
@@ -43,10 +47,10 @@ std::vector<std::string> options(std::string const& installation,
   auto const add = [&](std::initializer_list<std::string> more) {
     all.insert(all.end(), more.begin(), more.end());
   };
-  for (std::string const& path : visible) add({"--ro-bind", path, path});
   for (std::string const path : kInstalled) {
     add({"--ro-bind", installation + path, kScratchHome + path});
   }
+  for (auto const& [path, seen_at] : visible) add({"--ro-bind", path, seen_at});
   if (geteuid() == 0) {
     for (char const* capability : kCapabilities) add({"--cap-add", capability});
   }
@@ -55,15 +59,39 @@ std::vector<std::string> options(std::string const& installation,
 }
 
 // bwrap gets its options from a file, again because of the process list.
-int option_file(std::vector<std::string> const& options) {
+Descriptor option_file(std::vector<std::string> const& options) {
   std::string bytes;
   for (std::string const& option : options) bytes += option + '\0';
-  int const fd = memfd_create("options", 0);
-  if (fd < 0 || write(fd, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size()) ||
-      lseek(fd, 0, SEEK_SET) != 0) {
-    return -1;
+  Descriptor file(memfd_create("options", 0));
+  bool const ready =
+      file.get() >= 0 && write_all(file.get(), bytes) == 0 && lseek(file.get(), 0, SEEK_SET) == 0;
+  return ready ? std::move(file) : Descriptor();
+}
+
+// Starts the command with the signal mask that this process had; 0 or an errno.
+int spawn(std::vector<std::string>& line, sigset_t const& mask, pid_t& child) {
+  std::vector<char*> pointers;
+  pointers.reserve(line.size() + 1);
+  for (std::string& argument : line) pointers.push_back(argument.data());
+  pointers.push_back(nullptr);
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  posix_spawnattr_setsigmask(&attributes, &mask);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
+  int const failure =
+      posix_spawnp(&child, pointers[0], nullptr, &attributes, pointers.data(), environ);
+  posix_spawnattr_destroy(&attributes);
+  return failure;
+}
+
+// Waits for the child and hands on to it the signals among the awaited ones, which are blocked.
+int status_of(pid_t child, sigset_t const& awaited) {
+  int status = 0;
+  for (int number = 0; waitpid(child, &status, WNOHANG) == 0;) {
+    sigwait(&awaited, &number);
+    if (number != SIGCHLD) kill(child, number);
   }
-  return fd;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
 }  // namespace
@@ -75,18 +103,22 @@ std::optional<std::string> sandboxed_subject() {
   return subject != nullptr && here ? std::optional<std::string>(subject) : std::nullopt;
 }
 
-void enter_sandbox(std::string const& installation, std::vector<std::string> const& visible,
+int run_in_sandbox(std::string const& installation, Visible const& visible,
                    std::string const& subject, std::vector<std::string> const& arguments) {
-  int const fd = option_file(options(installation, visible, subject));
-  if (fd < 0) return;
-  std::vector<std::string> line{"bwrap", "--args", std::to_string(fd), "--",
+  Descriptor const file = option_file(options(installation, visible, subject));
+  if (file.get() < 0) return -1;
+  std::vector<std::string> line{"bwrap", "--args", std::to_string(file.get()), "--",
                                 std::string(kScratchHome) + "/bin/zeva-rehearse"};
   line.insert(line.end(), arguments.begin(), arguments.end());
-  std::vector<char*> pointers;
-  pointers.reserve(line.size() + 1);
-  for (std::string& argument : line) pointers.push_back(argument.data());
-  pointers.push_back(nullptr);
-  execvp(pointers[0], pointers.data());
+
+  signal(SIGCHLD, SIG_DFL);  // ignored, it would take the child's status away
+  sigset_t awaited = ending_signals();
+  sigaddset(&awaited, SIGCHLD);
+  sigset_t before;
+  sigprocmask(SIG_BLOCK, &awaited, &before);
+  pid_t child = -1;
+  errno = spawn(line, before, child);
+  return errno == 0 ? status_of(child, awaited) : -1;
 }
 
 }  // namespace zeva

@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace zeva {
@@ -13,15 +14,19 @@ namespace zeva {
 inline constexpr char kScratchFolder[] = "/tmp/.zeva-rehearsal";
 inline constexpr char kScratchHome[] = "/tmp/.zeva-rehearsal/home";
 
-// What the process that enter_sandbox has started was given as subject; nothing in any other.
+// What is seen in the sandbox, and where.
+using Visible = std::vector<std::pair<std::string, std::string>>;
+
+// What the process that run_in_sandbox has started was given as subject; nothing in any other.
 [[nodiscard]] std::optional<std::string> sandboxed_subject();
 
-// Becomes the sandbox with this program in it again, run with the arguments. Its scratch home has
-// the programs and libraries of the installation; the visible files and folders are seen at their
-// own paths even if these lie in /tmp. The subject is handed on out of sight: the run looks for its
-// server's name in the process list, and arguments stand there. Returns only on failure, with errno
-// set.
-void enter_sandbox(std::string const& installation, std::vector<std::string> const& visible,
-                   std::string const& subject, std::vector<std::string> const& arguments);
+// Runs this program again in the sandbox, with the arguments, and returns its exit status. Its
+// scratch home has the programs and libraries of the installation; what is visible is seen even if
+// it lies in /tmp. The subject is handed on out of sight: the run looks for its server's name in
+// the process list, and arguments stand there. Signals that end this process end the sandbox.
+// Returns -1 with errno set when there can be no sandbox.
+[[nodiscard]] int run_in_sandbox(std::string const& installation, Visible const& visible,
+                                 std::string const& subject,
+                                 std::vector<std::string> const& arguments);
 
 }  // namespace zeva

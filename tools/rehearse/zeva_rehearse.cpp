@@ -7,6 +7,7 @@
 // wrong command line.
 
 #include <errno.h>
+#include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -14,6 +15,7 @@
 
 #include <exception>
 #include <filesystem>
+#include <iostream>
 
 #include "command.h"
 #include "examine.h"
@@ -27,10 +29,16 @@
 #include "tool.h"
 
 namespace fs = std::filesystem;
+using std::string_literals::operator""s;
 
 namespace {
 
 constexpr char kUnpackFolder[] = "/tmp/migrate";  // where the run unpacks, in its sandbox
+
+// The run takes any process with this word in its command line for its server, itself as well when
+// the package's path holds it. The sandbox then has the package under another name.
+constexpr char kServerName[] = "regserver";
+constexpr char kRenamedPackage[] = "/tmp/.zeva-rehearsal/renamed-package";
 
 // A path of a sandboxed file, without links and from the root; that of a missing one, too.
 std::string full_path(std::string const& name) {
@@ -43,22 +51,24 @@ std::string scratch(std::string const& name) {
   return zeva::kScratchFolder + ("/" + name);
 }
 
-bool run(std::vector<std::string> const& arguments) {
-  return zeva::run_command({arguments, "", {}}).succeeded();
-}
-
-// Unpacks the package for itself and looks at what is in it. One that cannot be unpacked is left to
-// the run, which says so.
-std::vector<zeva::Finding> examine(std::string const& package) {
+// Unpacks the package for itself and looks at what is in it.
+void examine(std::string const& package, zeva::Rehearsal& rehearsal) {
   std::string const copy = scratch("package");
   std::string const folder = scratch("export");
   std::string const key(kPackageKey.begin(), kPackageKey.end());
-  std::error_code failure;
-  bool const unpacked = zeva::write_new_file(scratch("key"), key) == 0 &&
-                        fs::create_directory(folder, failure) && run({"cp", "--", package, copy}) &&
-                        run({"rc4", "-dec", "-in", copy, "-key", scratch("key")}) &&
-                        run({"tar", "-xzf", copy, "-C", folder});
-  return unpacked ? zeva::examine_package(folder).findings : std::vector<zeva::Finding>();
+  std::string& why_not = rehearsal.not_examined;
+  int const error = zeva::write_new_file(scratch("key"), key);
+  if (error != 0) why_not = std::string("the key cannot be written: ") + strerror(error);
+  for (std::vector<std::string> const& command :
+       {std::vector<std::string>{"cp", "--", package, copy},
+        {"rc4", "-dec", "-in", copy, "-key", scratch("key")},
+        {"mkdir", folder},
+        {"tar", "-xzf", copy, "-C", folder}}) {
+    if (!why_not.empty()) return;
+    zeva::CommandResult const done = zeva::run_command({command, "", {}});
+    if (!done.succeeded()) why_not = done.explanation();
+  }
+  if (why_not.empty()) rehearsal.findings = zeva::examine_package(folder).findings;
 }
 
 zeva::CommandResult migrate(std::string const& package, bool show_lines) {
@@ -85,17 +95,16 @@ std::optional<int> read_result() {
   return atoi(file.c_str() + number + strlen("<root>"));
 }
 
-void compare(zeva::RehearsalHome const& home, zeva::Rehearsal& rehearsal) {
-  zeva::LoadedStore const before = home.load_original();
-  zeva::LoadedStore const after = home.load_current();
+void load_stores(zeva::RehearsalHome const& home, zeva::Rehearsal& rehearsal) {
+  zeva::LoadedStore before = home.load_original();
+  zeva::LoadedStore after = home.load_current();
   for (auto const* store : {&before, &after}) {
     for (std::string const& note : store->notes) rehearsal.notes.push_back(note);
     // A run that ended before its server was started leaves no store where there was none.
     if (!store->root && !store->absent) rehearsal.notes.push_back(store->failure);
   }
-  if (before.root && after.root) {
-    rehearsal.changes = zeva::compare_stores(*before.root, *after.root);
-  }
+  rehearsal.before = std::move(before.root);
+  rehearsal.after = std::move(after.root);
 }
 
 int rehearse(std::string const& config, std::string const& package, bool json) {
@@ -105,7 +114,13 @@ int rehearse(std::string const& config, std::string const& package, bool json) {
   }
   zeva::Rehearsal rehearsal;
   rehearsal.had_store = home.had_store();
-  rehearsal.findings = examine(package);
+  examine(package, rehearsal);
+  if (package == kRenamedPackage) {
+    rehearsal.findings.push_back(
+        {"package-name", "", "",
+         std::string("the package's path holds \"") + kServerName +
+             "\", by which the migration looks for its running server: rename the package"});
+  }
 
   if (!json) puts("The run");
   zeva::CommandResult const done = migrate(package, !json);
@@ -114,17 +129,17 @@ int rehearse(std::string const& config, std::string const& package, bool json) {
     return zeva::complain("the run did not come to its end", done.explanation());
   }
   rehearsal.log = zeva::read_witnessed_log(scratch("run.log"), scratch("notes"), kUnpackFolder);
-  compare(home, rehearsal);
+  load_stores(home, rehearsal);
 
-  std::string const report = json ? zeva::report_json(rehearsal)
-                                  : zeva::report_text(rehearsal, isatty(STDOUT_FILENO) == 1);
-  bool const written = fwrite(report.data(), 1, report.size(), stdout) == report.size();
-  if (!written || fflush(stdout) != 0)
-    return zeva::complain("standard output", "cannot be written");
+  if (json) {
+    zeva::report_json(rehearsal, std::cout);
+  } else {
+    zeva::report_text(rehearsal, isatty(STDOUT_FILENO) == 1, std::cout);
+  }
+  if (!std::cout.flush()) return zeva::complain("standard output", "cannot be written");
   return done.exit_status;
 }
 
-// Returns only when there can be no sandbox.
 int start(std::string const& home, std::string const& package, bool json) {
   std::error_code failure;
   std::string const installation = fs::path(zeva::own_folder()).parent_path();
@@ -136,15 +151,27 @@ int start(std::string const& home, std::string const& package, bool json) {
     return zeva::complain(home, "is no folder to take a store from");
   }
   std::string const config = full_path(home + "/config");
-  std::vector<std::string> visible;
-  for (std::string const& path : {config, package}) {
-    if (fs::exists(path, failure)) visible.push_back(path);
+  bool const renamed = package.find(kServerName) != std::string::npos;
+  std::string const given = renamed ? kRenamedPackage : package;
+  zeva::Visible visible;
+  // A home without a store begins with its own factory's.
+  for (auto const& [path, seen_at] :
+       zeva::Visible{{config, config},
+                     {config + "/factory.xml", zeva::kScratchHome + ("/config/factory.xml"s)},
+                     {package, given}}) {
+    if (fs::exists(path, failure)) visible.emplace_back(path, seen_at);
   }
-  std::vector<std::string> arguments{"--", package};
+  std::vector<std::string> arguments{"--", given};
   if (json) arguments.insert(arguments.begin(), "--json");
-  zeva::enter_sandbox(installation, visible, config, arguments);
-  return zeva::complain("bwrap cannot be run",
-                        std::string(strerror(errno)) + "; it is in the package bubblewrap");
+  int const status = zeva::run_in_sandbox(installation, visible, config, arguments);
+  if (status < 0) {
+    return zeva::complain("bwrap cannot be run",
+                          std::string(strerror(errno)) + "; it is in the package bubblewrap");
+  }
+  if (status == 128 + SIGKILL) {
+    zeva::complain("the rehearsal was killed", "perhaps there was not enough memory for it");
+  }
+  return status;
 }
 
 }  // namespace
@@ -166,5 +193,5 @@ int main(int argc, char** argv) try {
   zeva::prefer_own_commands();
   return rehearse(*config, package, json);
 } catch (std::exception const& error) {
-  return zeva::complain("ended early", error.what());
+  return zeva::complain_of(error);
 }
