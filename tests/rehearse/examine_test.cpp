@@ -186,12 +186,21 @@ TEST(Examine, FindsWhatWouldBeLost) {
   }
 }
 
+// However often and by whatever name a file is called for, it is looked at once.
 TEST(Examine, AByteOrderMarkHidesTheFirstLine) {
   Package package;
-  package.write("export/excepton.txt", "\xEF\xBB\xBF" + package.read("export/excepton.txt"));
-  EXPECT_THAT(package.findings(),
-              testing::Contains("byte-order-mark excepton.txt : begins with a byte order mark, "
-                                "which becomes part of its first line"));
+  package.write("export/tasks/size.txt", "\xEF\xBB\xBF" + package.read("export/tasks/size.txt"));
+  package.replace("globalPolicy.txt", "tasks/disclaimer.txt", "tasks/./size.txt");
+  package.replace("policies/payroll.txt", "policies/directors.txt", "tasks//size.txt");
+  Lines const found = package.findings();
+  EXPECT_EQ(std::count_if(found.begin(), found.end(),
+                          [](auto const& line) {
+                            return line.starts_with("byte-order-mark tasks/") &&
+                                   line.ends_with(
+                                       "size.txt : begins with a byte order mark, which "
+                                       "becomes part of its first line");
+                          }),
+            1);
 }
 
 TEST(Examine, HostileFilesAreNotFollowed) {

@@ -56,7 +56,8 @@ constexpr int kNotifyAction = 0x20001;
 
 class Examiner {
  public:
-  explicit Examiner(std::string const& folder) : folder_(folder) {}
+  Examiner(std::string const& folder, std::function<void()> const& go_on)
+      : folder_(folder), go_on_(go_on) {}
 
   Examination examine() {
     examine_actions();
@@ -82,9 +83,17 @@ class Examiner {
   // Opens a file that its importer cannot do without.
   Reader open(std::string const& name) {
     Reader file(std::in_place, folder_, name, result_.findings);
-    if (file->read()) return file;
+    if (file->open() && read(*file)) return file;
     report("missing", name, "cannot be read as a file of the package");
     return std::nullopt;
+  }
+
+  // Reads a file that is open. What its bytes give away is told once for a file.
+  bool read(ExportReader& file) {
+    go_on_();
+    if (!file.read()) return false;
+    if (is_first_time(read_, file.identity())) file.report_bytes();
+    return true;
   }
 
   void close(ExportReader& file) {
@@ -194,11 +203,14 @@ class Examiner {
       waiting.pop_back();
       ancestors.resize(next.depth);
       Reader file(std::in_place, folder_, next.file, result_.findings);
-      if (!file->read()) {
-        report("skipped", next.file, "the policy and all below it: the file cannot be read");
-      } else if (contains(ancestors, file->identity())) {
+      bool const opened = file->open();
+      if (opened && contains(ancestors, file->identity())) {
         report("skipped", next.file, "the policy and all below it: the file is its own ancestor");
-      } else if (is_first_time(policies_, file->identity())) {
+      } else if (opened && !is_first_time(policies_, file->identity())) {
+        continue;
+      } else if (!opened || !read(*file)) {
+        report("skipped", next.file, "the policy and all below it: the file cannot be read");
+      } else {
         ancestors.push_back(file->identity());
         examine_policy(*file, next.depth + 1, waiting);
         close(*file);
@@ -270,11 +282,12 @@ class Examiner {
 
   void examine_task(std::string const& name) {
     Reader file(std::in_place, folder_, name, result_.findings);
-    if (!file->read()) {
+    bool const opened = file->open();
+    if (opened && !is_first_time(tasks_, file->identity())) return;
+    if (!opened || !read(*file)) {
       report("skipped", name, "the task: the file cannot be read");
       return;
     }
-    if (!is_first_time(tasks_, file->identity())) return;
     zeva::examine_task(*file);
     close(*file);
   }
@@ -369,15 +382,17 @@ class Examiner {
   }
 
   std::string const folder_;
+  std::function<void()> const go_on_;
   Examination result_;
   FileSet policies_;
   FileSet tasks_;
+  FileSet read_;
 };
 
 }  // namespace
 
-Examination examine_package(std::string const& folder) {
-  return Examiner(folder).examine();
+Examination examine_package(std::string const& folder, std::function<void()> const& go_on) {
+  return Examiner(folder, go_on).examine();
 }
 
 }  // namespace zeva

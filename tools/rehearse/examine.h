@@ -2,6 +2,7 @@
 // leave out, cut or never look at.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -20,6 +21,8 @@ struct Examination {
   AskedKeys asked;
 };
 
-[[nodiscard]] Examination examine_package(std::string const& folder);
+// Calls go_on before each file that is read.
+[[nodiscard]] Examination examine_package(
+    std::string const& folder, std::function<void()> const& go_on = [] {});
 
 }  // namespace zeva

@@ -3,9 +3,10 @@
 #include <errno.h>
 #include <stdlib.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
+#include <string_view>
+#include <unordered_set>
 
 #include "files.h"
 
@@ -81,19 +82,23 @@ ExportReader::ExportReader(std::string const& folder, std::string const& name,
                            std::vector<Finding>& findings)
     : folder_(folder), name_(name), findings_(findings) {}
 
-bool ExportReader::read() {
-  int const fd = open_export_file(folder_, folder_ + "/" + name_);
-  if (fd < 0) return false;
+bool ExportReader::open() {
+  opened_ = Descriptor(open_export_file(folder_, folder_ + "/" + name_));
   struct stat info = {};
-  bool const done = fstat(fd, &info) == 0 && file_.readfile(fd) == 0;
-  close(fd);
+  if (opened_.get() < 0 || fstat(opened_.get(), &info) != 0) return false;
   identity_ = {info.st_dev, info.st_ino};
-  std::string bytes;
-  if (done && read_file(folder_ + "/" + name_, bytes) == 0) report_bytes(bytes);
+  return true;
+}
+
+bool ExportReader::read() {
+  bool const done = file_.readfile(opened_.get()) == 0;
+  opened_ = Descriptor();
   return done;
 }
 
-void ExportReader::report_bytes(std::string const& bytes) {
+void ExportReader::report_bytes() {
+  std::string bytes;
+  if (read_file(folder_ + "/" + name_, bytes) != 0) return;
   if (bytes.starts_with("\xEF\xBB\xBF")) {
     report("byte-order-mark", "",
            "begins with a byte order mark, which becomes part of its first line");
@@ -115,7 +120,12 @@ std::vector<std::string> ExportReader::sections() const {
   std::vector<std::string> names;
   NvConfigFile copy = file_;  // listing may leave an error text
   copy.getsecnames(names);
-  return names;
+  std::unordered_set<std::string_view> seen;
+  std::vector<std::string> once;
+  for (std::string const& name : names) {
+    if (seen.insert(name).second) once.push_back(name);
+  }
+  return once;
 }
 
 std::vector<std::string> ExportReader::keys(std::string const& section) const {

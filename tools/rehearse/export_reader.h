@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "export_file.h"
+#include "files.h"
 #include "finding.h"
 #include "nvconfigfile.h"
 #include "typedtext.h"
@@ -45,11 +46,17 @@ class ExportReader {
   // name: relative to the folder, which must be the unpacked package.
   ExportReader(std::string const& folder, std::string const& name, std::vector<Finding>& findings);
 
-  // Reads the file; false when the importers could not read it.
+  // Opens the file without reading it, so that what is known already need not be read again; false
+  // when the importers could not open it.
+  [[nodiscard]] bool open();
+  // Reads the file that open() has opened; false when the importers could not read it.
   [[nodiscard]] bool read();
+  // Reports the bytes that an editor or a transfer has put into the file.
+  void report_bytes();
 
   [[nodiscard]] std::string const& name() const { return name_; }
   [[nodiscard]] FileIdentity identity() const { return identity_; }
+  // Each name once: of sections that share one, only the first is ever read.
   [[nodiscard]] std::vector<std::string> sections() const;
   [[nodiscard]] std::vector<std::string> keys(std::string const& section) const;
 
@@ -80,13 +87,13 @@ class ExportReader {
   }
 
  private:
-  void report_bytes(std::string const& bytes);
   void report_loss(std::string const& place, tag_VALUE_TYPE type, Fate fate,
                    std::string const& payload);
 
   std::string const folder_;
   std::string const name_;
   std::vector<Finding>& findings_;
+  Descriptor opened_;
   NvConfigFile file_;
   FileIdentity identity_{};
   std::set<std::pair<std::string, std::string>> asked_;

@@ -33,16 +33,34 @@ std::string wait_after(std::string const& line) {
 
 }  // namespace
 
-LiveRun::LiveRun(bool show_lines)
-    : show_lines_(show_lines), show_waits_(isatty(STDERR_FILENO) == 1) {}
+LongWait::LongWait(std::string what)
+    : on_terminal_(isatty(STDERR_FILENO) == 1), what_(std::move(what)) {}
+
+void LongWait::begin(std::string const& what) {
+  clear();
+  what_ = what;
+  since_ = steady_clock::now();
+}
+
+void LongWait::show() {
+  auto const waited = std::chrono::duration_cast<seconds>(steady_clock::now() - since_);
+  if (!on_terminal_ || what_.empty() || waited < kShortWait || waited.count() == shown_) return;
+  shown_ = waited.count();
+  fprintf(stderr, "\r\033[K  waiting for %s: %lld s", what_.c_str(), shown_);
+  fflush(stderr);
+}
+
+void LongWait::clear() {
+  if (shown_ != 0) fputs("\r\033[K", stderr);
+  shown_ = 0;
+}
 
 LiveRun::~LiveRun() {
   if (!unfinished_.empty()) show(unfinished_);
-  clear_wait();
 }
 
 void LiveRun::take(std::string const& piece) {
-  if (piece.empty()) show_wait();
+  if (piece.empty()) wait_.show();
   unfinished_ += piece;
   for (size_t end; (end = unfinished_.find('\n')) != std::string::npos;) {
     show(unfinished_.substr(0, end));
@@ -51,28 +69,13 @@ void LiveRun::take(std::string const& piece) {
 }
 
 void LiveRun::show(std::string const& line) {
-  clear_wait();
+  wait_.clear();
   if (show_lines_) {
     bool const continues = line.starts_with('\t');
     printf("  %s%s\n", continues ? "  " : "", printable(line.substr(continues ? 1 : 0)).c_str());
     fflush(stdout);
   }
-  since_ = steady_clock::now();
-  waiting_for_ = wait_after(line);
-}
-
-void LiveRun::show_wait() {
-  auto const waited = std::chrono::duration_cast<seconds>(steady_clock::now() - since_);
-  if (!show_waits_ || waiting_for_.empty() || waited < kShortWait) return;
-  fprintf(stderr, "\r\033[K  waiting for %s: %lld s", waiting_for_.c_str(),
-          static_cast<long long>(waited.count()));
-  fflush(stderr);
-  wait_is_shown_ = true;
-}
-
-void LiveRun::clear_wait() {
-  if (wait_is_shown_) fputs("\r\033[K", stderr);
-  wait_is_shown_ = false;
+  wait_.begin(wait_after(line));
 }
 
 }  // namespace zeva

@@ -1,4 +1,5 @@
-// Shows a run while it goes on: its lines as they come, and on a terminal what a long wait is for.
+// Shows a rehearsal while it goes on: the lines of its run as they come, and on a terminal what a
+// long wait is for.
 #pragma once
 
 #include <chrono>
@@ -6,11 +7,32 @@
 
 namespace zeva {
 
+// What is waited for and since when, on standard error if that is a terminal.
+class LongWait {
+ public:
+  // An empty one is not shown.
+  explicit LongWait(std::string what = "");
+  ~LongWait() { clear(); }
+  LongWait(LongWait const&) = delete;
+  LongWait& operator=(LongWait const&) = delete;
+
+  // The wait is over, and the next one begins.
+  void begin(std::string const& what);
+  // To be called now and then.
+  void show();
+  void clear();
+
+ private:
+  bool const on_terminal_;
+  std::string what_;
+  std::chrono::steady_clock::time_point since_ = std::chrono::steady_clock::now();
+  long long shown_ = 0;  // seconds; 0 when nothing is shown
+};
+
 class LiveRun {
  public:
-  // With show_lines, the lines go to standard output; without, nothing does. What is waited for
-  // goes to standard error if that is a terminal.
-  explicit LiveRun(bool show_lines);
+  // With show_lines, the lines go to standard output; without, nothing does.
+  explicit LiveRun(bool show_lines) : show_lines_(show_lines) {}
   ~LiveRun();
   LiveRun(LiveRun const&) = delete;
   LiveRun& operator=(LiveRun const&) = delete;
@@ -20,15 +42,10 @@ class LiveRun {
 
  private:
   void show(std::string const& line);
-  void show_wait();
-  void clear_wait();
 
   bool const show_lines_;
-  bool const show_waits_;
-  bool wait_is_shown_ = false;
   std::string unfinished_;  // line
-  std::string waiting_for_;
-  std::chrono::steady_clock::time_point since_ = std::chrono::steady_clock::now();
+  LongWait wait_;
 };
 
 }  // namespace zeva

@@ -56,6 +56,8 @@ void examine(std::string const& package, zeva::Rehearsal& rehearsal) {
   std::string const copy = scratch("package");
   std::string const folder = scratch("export");
   std::string const key(kPackageKey.begin(), kPackageKey.end());
+  zeva::LongWait wait("the examination of the package");
+  auto const go_on = [&](std::string const& = "") { wait.show(); };
   std::string& why_not = rehearsal.not_examined;
   int const error = zeva::write_new_file(scratch("key"), key);
   if (error != 0) why_not = std::string("the key cannot be written: ") + strerror(error);
@@ -65,10 +67,10 @@ void examine(std::string const& package, zeva::Rehearsal& rehearsal) {
         {"mkdir", folder},
         {"tar", "-xzf", copy, "-C", folder}}) {
     if (!why_not.empty()) return;
-    zeva::CommandResult const done = zeva::run_command({command, "", {}});
+    zeva::CommandResult const done = zeva::run_command({command, "", go_on});
     if (!done.succeeded()) why_not = done.explanation();
   }
-  if (why_not.empty()) rehearsal.findings = zeva::examine_package(folder).findings;
+  if (why_not.empty()) rehearsal.findings = zeva::examine_package(folder, go_on).findings;
 }
 
 zeva::CommandResult migrate(std::string const& package, bool show_lines) {
