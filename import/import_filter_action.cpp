@@ -222,10 +222,9 @@ bool import_classification(NvConfigFile const& file, NvClassification& classes,
     if (!import_action(file, regfile, name, i)) return false;
     // Actions without a section are all stored over the same nameless one, so that nothing is lost
     // by giving up.
-    if (file.getattribute(numbered("action", i + 1), "name", unused) == -1 &&
-        too_many_missing(++missing, file, "actions", 561)) {
-      break;
-    }
+    bool const found = file.getattribute(numbered("action", i + 1), "name", unused) == 0;
+    missing = found ? 0 : missing + 1;
+    if (too_many_missing(missing, file, "actions", 561)) break;
   }
   return true;
 }

@@ -139,6 +139,7 @@ bool import_list(NvPoRegistry& registry, _NvPolComHandle* key, NvConfigFile cons
       if (too_many_missing(++missing, config, "entries " + stem, kMissingEntriesCode)) break;
       continue;
     }
+    missing = 0;
     if (!write_data(registry, key, name, VALUE_LIST, &entry)) {
       log_error(list.code, "write " + name + " failed.");
       complete = false;

@@ -23,6 +23,7 @@ void import_patterns(NvConfigFile const& file, NvPoRegistry& registry, _NvPolCom
       if (too_many_missing(++missing, file, "patterns of " + section, 385)) return;
       continue;
     }
+    missing = 0;
     // A pattern that cannot be stored is logged by write_data, and does not cost the next one.
     (void)write_data(registry, filter, numbered("Pattern ", i), VALUE_TEXT, &pattern);
   }
@@ -76,6 +77,7 @@ void import_xfilter_imp(NvPoRegistry& registry, _NvPolComHandle* xfilter,
     std::string const section = numbered("filter", i + 1);
     std::string name;
     if (read_data(file, section, "Name", VALUE_TEXT, &name, false)) {
+      missing = 0;
       import_filter(file, registry, xfilter, section, name);
     } else if (too_many_missing(++missing, file, "filters", 351)) {
       return;

@@ -37,7 +37,7 @@ std::string numbered(char const* stem, int number) {
 bool too_many_missing(int missing, NvConfigFile const& file, std::string const& list, int code) {
   constexpr int kMost = 100;
   if (missing < kMost) return false;
-  log_error(code, std::to_string(kMost) + " of the " + list + " are missing from " +
+  log_error(code, std::to_string(kMost) + " " + list + " in a row are missing from " +
                       file.getname() + ", the rest is left out.");
   return true;
 }

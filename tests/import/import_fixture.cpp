@@ -95,8 +95,8 @@ Lines given_up(int code, std::string const& list, std::string const& file, int f
   Lines lines;
   for (int i = first; i < first + 100; ++i)
     lines.push_back(no_value(stem + std::to_string(i) + end, file));
-  return lines + Lines{"Error [" + std::to_string(code) + "]: 100 of the " + list +
-                       " are missing from " + file + ", the rest is left out."};
+  return lines + Lines{"Error [" + std::to_string(code) + "]: 100 " + list +
+                       " in a row are missing from " + file + ", the rest is left out."};
 }
 
 std::string unreadable(int code, std::string const& file) {
