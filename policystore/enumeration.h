@@ -47,7 +47,9 @@ int32_t read_texts(Call call, Buffers&... buffers) {
     (buffers.reset(), ...);
     int32_t status = 0;
     call(&status);
-    if (status != NVREG_BUFFER_TOO_SMALL || !(buffers.grow() | ...)) return status;
+    bool grown = false;
+    if (status == NVREG_BUFFER_TOO_SMALL) ((grown = buffers.grow() || grown), ...);
+    if (!grown) return status;
   }
 }
 
