@@ -3,10 +3,6 @@
 #include <gmock/gmock.h>
 #include <stdlib.h>
 #include <unicode/uloc.h>
-#include <unistd.h>
-
-#include <filesystem>
-#include <fstream>
 
 #include "openkey.h"
 #include "runlog.h"
@@ -14,15 +10,10 @@
 
 namespace {
 
-// An export file with the text given.
-NvConfigFile export_of(std::string const& text) {
-  std::string path = std::filesystem::temp_directory_path() / "zeva-export-XXXXXX";
-  close(mkstemp(path.data()));
-  std::ofstream(path) << text;
-  NvConfigFile file(path);
-  EXPECT_EQ(file.readfile(), 0);
-  std::filesystem::remove(path);
-  file.setname("/in.txt");
+// An export file of one section.
+NvConfigFile export_of(std::vector<Nvkeypair> keys) {
+  NvConfigFile file("/in.txt");
+  file.setsection("s", std::move(keys));
   return file;
 }
 
@@ -39,9 +30,13 @@ class LogLines {
 }  // namespace
 
 TEST(ReadData, ConvertsAndUnescapesOneValue) {
-  NvConfigFile const file = export_of(
-      "[s]\nn=1:30\nwords=1:abc\nfull=1:4294967295\nhuge=1:99999999999999999999\nminus=1:-1\n"
-      "text=2:a\x03_\x01\x02\nlist=3:a;b\n");
+  NvConfigFile const file = export_of({{"n", "1:30"},
+                                       {"words", "1:abc"},
+                                       {"full", "1:4294967295"},
+                                       {"huge", "1:99999999999999999999"},
+                                       {"minus", "1:-1"},
+                                       {"text", "2:a\x03_\x01\x02"},
+                                       {"list", "3:a;b"}});
   struct {
     char const* key;
     uint32_t stored;  // the low 32 bits are what the registry receives
@@ -62,7 +57,8 @@ TEST(ReadData, ConvertsAndUnescapesOneValue) {
 }
 
 TEST(ReadData, LogsWhatItCannotReadUnlessQuiet) {
-  NvConfigFile const file = export_of("[s]\na=1:1\ntext=2:30\nbad=9:1\nc=1:3\n");
+  NvConfigFile const file =
+      export_of({{"a", "1:1"}, {"text", "2:30"}, {"bad", "9:1"}, {"c", "1:3"}});
   long a = 0, number = 7, c = 0;
   LogLines log;
   for (char const* key : {"text", "bad", "missing"}) {
@@ -90,7 +86,7 @@ TEST(WriteData, StoresEveryTypeAndLogsWhatFails) {
   home.start();
   NvPoRegistry registry(home.address());
   OpenKey key(registry, "test");
-  long number = static_cast<long>(strtoll("4294967295", nullptr, 10));
+  long number = static_cast<long>(4294967295u);
   std::string text = "a=b\r\n", list = ";x;;y z;", empty = ";;", short_id = "01g";
   std::string id = "000102030405060708090a0b0c0d0eff";
   _tag_MAP_ITEM const rows[] = {
@@ -100,17 +96,13 @@ TEST(WriteData, StoresEveryTypeAndLogsWhatFails) {
   LogLines log;
   EXPECT_TRUE(write_data(registry, key.get(), rows, 6));
   EXPECT_EQ(log.text(), "");
-  std::vector<Nvregentry> entries;
-  EXPECT_EQ(registry.nvgetallentry(key.get(), entries), 0);
-  std::string lines, line;
-  for (Nvregentry const& entry : entries) {
-    entry.getregentrystring("", line);
-    lines += line.substr(4);
-  }
-  EXPECT_EQ(lines,
-            "number=DW 4294967295\ntext=SZ a=b\r\n\nlist=MS x, y z, \nempty=MS \n"
-            "id=BI 00 01 02 03 04 05 06 07 08 09 0a 0b 0c 0d 0e ff \n"
-            "short=BI 01 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 \n");
+  LogLines stored;
+  EXPECT_EQ(registry.enumAttrs(key.get(), ""), 0);
+  EXPECT_EQ(stored.text(),
+            "    dword,   number=4294967295\n    string,   text=a=b\r\n\n"
+            "    multisize,  list=x;  y z;  \n    multisize,  empty=\n"
+            "    binary,  id=00 01 02 03 04 05 06 07 08 09 0a 0b 0c 0d 0e ff \n"
+            "    binary,  short=01 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 \n");
 
   home.kill();
   LogLines failures;

@@ -124,22 +124,23 @@ TEST(TextUtil, ConvertsToStringsAndRecords) {
 TEST(TextUtil, DrawsAndShowsNames) {
   srandom(1);
   std::string const first = std::to_string(random());
-  std::string name;
-  srandom(1);
-  gen_iname(name, "");
-  EXPECT_EQ(name, first);
-  srandom(1);
-  gen_iname(name, "9" + first + "9");
-  EXPECT_NE(name, first);
-  for (auto const& [number, shown] : Pairs{{"1234567", "12.345.67"},
-                                           {"345667", "3.456.67"},
-                                           {"12345", "0.123.45"},
-                                           {"345", "3.45"},
-                                           {"45", "0.45"},
-                                           {"7", "7"},
-                                           {"4294967295", "42949.672.95"}}) {
-    getpatshowname(strtoul(number.c_str(), nullptr, 10), name);
-    EXPECT_EQ(name, shown);
+  for (bool const in_use : {false, true}) {
+    std::string name;
+    srandom(1);
+    gen_iname(name, in_use ? "9" + first + "9" : "");
+    EXPECT_EQ(name != first, in_use);
+  }
+  std::pair<unsigned long, char const*> const shown[] = {{1234567, "12.345.67"},
+                                                         {345667, "3.456.67"},
+                                                         {12345, "0.123.45"},
+                                                         {345, "3.45"},
+                                                         {45, "0.45"},
+                                                         {7, "7"},
+                                                         {4294967295, "42949.672.95"}};
+  for (auto const& [number, expected] : shown) {
+    std::string name;
+    getpatshowname(number, name);
+    EXPECT_EQ(name, expected);
   }
 }
 

@@ -28,6 +28,14 @@ class IniFiles : public testing::Test {
     return {std::istreambuf_iterator<char>(file), {}};
   }
 
+  // What a file of that text becomes when it is read and written.
+  std::string rewritten(std::string const& text) const {
+    NvConfigFile file(make("x", text));
+    EXPECT_EQ(file.readfile(), 0);
+    EXPECT_EQ(file.writefile(), 0);
+    return content(path("x.gen"));
+  }
+
   std::string folder_ = testing::TempDir() + "/inifileXXXXXX";
 };
 

@@ -9,15 +9,6 @@ namespace {
 
 class NvPoRegistryTest : public PolicyStoreTest {
  protected:
-  // Stores an entry and reads it back as its log line.
-  std::string back(Nvregentry const& entry) {
-    Nvregentry stored;
-    EXPECT_EQ(registry_.nvsetentry(kPolicy, entry), 0) << registry_.geterror();
-    EXPECT_EQ(registry_.nvgetentry(kPolicy, entry.getname(), stored), 0) << registry_.geterror();
-    std::string line;
-    stored.getregentrystring("", line);
-    return line.substr(4);
-  }
   int set_bytes(char const* name, _NvRegDataType type, std::string const& bytes) {
     return registry_.nvsetvalue(kPolicy.c_str(), name, type,
                                 reinterpret_cast<unsigned char const*>(bytes.data()),
@@ -25,9 +16,8 @@ class NvPoRegistryTest : public PolicyStoreTest {
   }
 };
 
-Nvregentry list_entry(std::string const& name, _NvRegDataType type, Texts const& texts) {
+Nvregentry list_entry(_NvRegDataType type, Texts const& texts) {
   Nvregentry entry;
-  entry.setname(name);
   entry.setvalue(type, texts);
   return entry;
 }
@@ -36,46 +26,55 @@ std::string query_failed(std::string const& key, char const* value, int32_t stat
   return message("REG_FAIL4", "nvreg_queryValue", key, value, status);
 }
 
-TEST_F(NvPoRegistryTest, StoresAndReadsEveryType) {
-  EXPECT_EQ(back({"d", NVREG_DWORD, 0xfffffffful}), "d=DW 4294967295\n");
-  EXPECT_EQ(back({"s", NVREG_STRING, std::string("t\xe4xt")}), "s=SZ t\xe4xt\n");
-  EXPECT_EQ(back({"", NVREG_STRING, std::string()}), "=SZ \n");
-  EXPECT_EQ(back(list_entry("m", NVREG_MULTISTRING, {"a", "bc"})), "m=MS a, bc, \n");
-  EXPECT_EQ(back(list_entry("e", NVREG_MULTISTRING, {})), "e=MS \n");
-  EXPECT_EQ(back(list_entry("b", NVREG_BINARY, {"10", "ff", "1f"})), "b=BI 0a 00 01 \n");
-}
-
-TEST_F(NvPoRegistryTest, CutsWhatDoesNotFitTheBuffer) {
-  // Of 5000 bytes 2048 are stored, without a terminator; reading gives up the last one for it.
-  for (size_t size : {2047u, 2048u, 5000u})
-    EXPECT_EQ(back({"s", NVREG_STRING, std::string(size, 'x')}),
-              "s=SZ " + std::string(2047, 'x') + "\n");
-  std::string const half(1500, 'y');
-  EXPECT_EQ(back(list_entry("m", NVREG_MULTISTRING, {"a", half, half, "z"})),
-            "m=MS a, " + half + ", \n");
-  unsigned char data[4096];
-  int length = sizeof data;
-  _NvRegDataType type;
-  ASSERT_EQ(registry_.nvgetvalue(kPolicy.c_str(), "m", type, data, length), 0);
-  EXPECT_EQ(std::string(data + 1503, data + length), std::string(2048 - 1503, '\0'));
-  EXPECT_EQ(back(list_entry("b", NVREG_BINARY, Texts(2049, "07"))).size(), 5u + 3 * 2049 + 1);
+// Of a text 2048 bytes are stored, its terminator among them where it fits; reading takes the last
+// one for the terminator. Of a list the texts before the first that does not fit are stored.
+TEST_F(NvPoRegistryTest, StoresAndReadsEveryTypeWithinTheBuffer) {
+  std::string const most(2047, 'x'), half(1500, 'y'), whole(2046, 'y');
+  struct {
+    Nvregentry entry;
+    int stored;  // bytes
+    std::string line;
+  } const rows[] = {
+      {{"d", NVREG_DWORD, 0xfffffffful}, 4, "d=DW 4294967295\n"},
+      {{"s", NVREG_STRING, std::string("t\xe4xt")}, 5, "s=SZ t\xe4xt\n"},
+      {{"", NVREG_STRING, std::string()}, 1, "=SZ \n"},
+      {{"s", NVREG_STRING, most}, 2048, "s=SZ " + most + "\n"},
+      {{"s", NVREG_STRING, most + "x"}, 2048, "s=SZ " + most + "\n"},
+      {{"s", NVREG_STRING, most + half}, 2048, "s=SZ " + most + "\n"},
+      {list_entry(NVREG_MULTISTRING, {"a", "bc"}), 6, "=MS a, bc, \n"},
+      {list_entry(NVREG_MULTISTRING, {}), 0, "=MS \n"},
+      {list_entry(NVREG_MULTISTRING, {whole}), 2048, "=MS " + whole + ", \n"},
+      {list_entry(NVREG_MULTISTRING, {whole + "y"}), 2048, "=MS \n"},
+      {list_entry(NVREG_MULTISTRING, {"a", half, half, "z"}), 2048, "=MS a, " + half + ", \n"},
+      {list_entry(NVREG_BINARY, {"10", "ff", "1f"}), 3, "=BI 0a 00 01 \n"}};
+  for (auto const& [entry, stored, line] : rows) {
+    EXPECT_EQ(registry_.nvsetentry(kPolicy, entry), 0) << registry_.geterror();
+    unsigned char data[4096];
+    int length = sizeof data;
+    _NvRegDataType type;
+    EXPECT_EQ(registry_.nvgetvalue(kPolicy.c_str(), entry.getname().c_str(), type, data, length),
+              0);
+    EXPECT_EQ(length, stored) << line;
+    Nvregentry read;
+    EXPECT_EQ(registry_.nvgetentry(kPolicy, entry.getname(), read), 0) << registry_.geterror();
+    std::string read_line;
+    read.getregentrystring("", read_line);
+    EXPECT_EQ(read_line, "    " + line);
+  }
+  Nvregentry const bytes = list_entry(NVREG_BINARY, Texts(2049, "07"));
+  EXPECT_EQ(registry_.nvsetentry(kPolicy, bytes), 0) << "binary values have no cut";
 }
 
 TEST_F(NvPoRegistryTest, ReadsRawValuesThatNothingTerminates) {
   std::string const bytes(2049, 'z');
   ASSERT_EQ(set_bytes("s", NVREG_STRING, bytes), 0);
   ASSERT_EQ(set_bytes("m", NVREG_MULTISTRING, bytes), 0);
-  std::vector<Nvregentry> entries;
-  ASSERT_EQ(registry_.nvgetallentry(kPolicy, entries), 0);
-  std::string text;
-  Texts list;
-  entries.at(0).getvalue(text);
-  entries.at(1).getvalue(list);
-  EXPECT_EQ(text, bytes.substr(1));
-  EXPECT_THAT(list, ElementsAre(bytes));
+  EXPECT_EQ(dump(kPolicy),
+            "test\n    string,   s=" + bytes.substr(1) + "\n    multisize,  m=" + bytes + ";  \n");
 
   ASSERT_EQ(set_bytes("long", NVREG_STRING, bytes + "!"), 0);
   Nvregentry entry;
+  std::vector<Nvregentry> entries;
   Failure const failures[] = {{DOING(registry_.nvgetentry(kPolicy, "long", entry)),
                                query_failed(kPolicy, "long", NVREG_BUFFER_TOO_SMALL)},
                               {DOING(registry_.nvgetallentry(kPolicy, entries)),
@@ -134,7 +133,7 @@ TEST_F(NvPoRegistryTest, StoresAndListsEntriesInOrder) {
 }
 
 TEST_F(NvPoRegistryTest, DeletesValuesAndKeys) {
-  back({"v", NVREG_DWORD, 1ul});
+  registry_.setsimpleattr(kPolicy, "v", NVREG_DWORD, "1");
   EXPECT_EQ(registry_.nvregdeletevalue(kPolicy, "v"), 0);
   OpenKey parent(registry_, "registry");
   EXPECT_EQ(registry_.nvregdeletekey(parent.get(), "test"), 0);
@@ -164,7 +163,7 @@ TEST_F(NvPoRegistryTest, KeepsSimpleAttributesAsText) {
 }
 
 TEST_F(NvPoRegistryTest, DumpsATreeDepthFirst) {
-  back({"n", NVREG_DWORD, 1ul});
+  registry_.setsimpleattr(kPolicy, "n", NVREG_DWORD, "1");
   set(kPolicy + "\\a\\deep", "s", "x");
   set(kPolicy + "\\b", "s", "y");
   EXPECT_EQ(dump(kPolicy),

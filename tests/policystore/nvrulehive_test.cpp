@@ -236,38 +236,24 @@ TEST_F(RuleHive, KeepsWhatARuleRefersToInATreeOfAnyDepth) {
   EXPECT_EQ(lists.geterror(), referred("Staff", "Mail")) << "the root rule comes first";
 }
 
-TEST_F(RuleHive, TakesAHundredConditionsAndPrintsRecords) {
-  NvRuleHive hive(kPolicy, home_.address());
-  Handle rule = nullptr;
-  std::string const shown(300, 'd'), comment(300, 'c');
-  Texts const sides(100, std::string(600, 's'));
-  ASSERT_EQ(hive.createRule(rule, "\\", "r", shown, comment, sides, sides), 0);
-  Texts from, to;
-  EXPECT_EQ(hive.GetAllConditions(rule, from, to), 0);
-  EXPECT_EQ(from, Texts(100, std::string(512, 's')));
-  EXPECT_EQ(to, from);
-  _NvPolRuleAttr attr;
-  EXPECT_EQ(hive.GetRuleAttrib("r", attr), 0);
-  attr.order = -1;
-  attr.matchType = 0x2a;
-  _NvPolTaskAttr task;
-  EXPECT_EQ(hive.createTask(rule, "t", shown, comment, 1), 0);
-  EXPECT_EQ(hive.GetTaskAttrib(rule, "t", task), 0);
-  EXPECT_EQ(zeva::field_text(task.comment), comment.substr(0, 256));
+TEST(RuleRecords, ArePrintedWithoutTerminators) {
+  _NvPolRuleAttr rule{{}, {}, -1, 0x2a};
+  zeva::set_field(rule.displayName, std::string(256, 'd'));
+  zeva::set_field(rule.comment, std::string(512, 'c'));
   testing::internal::CaptureStdout();
-  printRuleattr(attr);
+  printRuleattr(rule);
   printTaskattr({"a", "b", 3, 0x10001, 1, 0, 7});
   EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "displayName = " + shown.substr(0, 256) + "\ncomment = " + comment.substr(0, 256) +
+            "displayName = " + std::string(256, 'd') + "\ncomment = " + std::string(512, 'c') +
                 "\nmatchType = 0x0000002a\norder = -1\n"
                 "displayName = a\ncomment = b\nfilter = 0x00010001\norder = 3\nenable = 1\n"
                 "overridable = 0\n");
-  EXPECT_EQ(hive.closeRule(rule), 0);
 }
 
 // The random walk: what the tree should hold.
 struct TaskModel {
   std::string displayname;
+  std::string comment;
   uint32_t filter = 0;
   int32_t order = 0;
   NvRuleHive::Outcomes outcomes{};
@@ -275,6 +261,7 @@ struct TaskModel {
 };
 struct RuleModel {
   std::string displayname;
+  std::string comment;
   int32_t order = 0;
   std::vector<std::pair<std::string, std::string>> conditions{};
   Ordered<TaskModel> tasks{};
@@ -309,15 +296,18 @@ class RuleWalk : public HiveWalk<NvRuleHive> {
     switch (dice_.below(9)) {
       case 0: {
         std::string const shown = dice_.text();
+        Texts const sides(dice_.below(20) == 0 ? 100 : 1, dice_.text());
         Handle made = nullptr;
-        bool const done = hive_->createRule(made, rule, name, shown, "", "a", "b") >= 0;
+        bool const done = hive_->createRule(made, rule, name, shown, shown, sides, sides) >= 0;
         if (made) hive_->closeRule(made);
-        return done == held.rules.add(name, {shown.substr(0, 256), 0, {{"a", "b"}}});
+        std::string const cut = shown.substr(0, 256), side = sides[0].substr(0, 512);
+        return done == held.rules.add(name, {cut, cut, 0, {sides.size(), {side, side}}});
       }
       case 1: {
         _NvPolRuleAttr attr{};
         attr.order = held.order = dice_.number();
         zeva::set_field(attr.displayName, held.displayname = "changed");
+        held.comment.clear();
         return hive_->SetRuleAttrib(rule, attr) >= 0;
       }
       case 2: {
@@ -341,8 +331,9 @@ class RuleWalk : public HiveWalk<NvRuleHive> {
       case 5: {
         std::string const shown = dice_.text();
         auto const filter = static_cast<uint32_t>(dice_.number());
-        return (hive_->createTask(rule, name, shown, "", filter) >= 0) ==
-               held.tasks.add(name, {shown.substr(0, 256), filter});
+        std::string const cut = shown.substr(0, 256);
+        return (hive_->createTask(rule, name, shown, shown, filter) >= 0) ==
+               held.tasks.add(name, {cut, cut, filter});
       }
       case 6: {
         bool const inactive = dice_.below(2) == 0;
@@ -375,7 +366,7 @@ class RuleWalk : public HiveWalk<NvRuleHive> {
         _NvPolTaskAttr attr{};
         attr.filter = 9;
         attr.reserved = 1;
-        if (held) *held = {"", 9, 0, held->outcomes};
+        if (held) *held = {"", "", 9, 0, held->outcomes};
         return (hive_->SetTaskAttrib(rule, name, attr) >= 0) == (held != nullptr);
       }
     }
@@ -390,6 +381,7 @@ class RuleWalk : public HiveWalk<NvRuleHive> {
     _NvPolRuleAttr attr{};
     EXPECT_EQ(hive_->GetRuleAttrib(rule, attr), 0);
     found.displayname = zeva::field_text(attr.displayName);
+    found.comment = zeva::field_text(attr.comment);
     found.order = attr.order;
     Texts from, to, tasks, rules;
     EXPECT_EQ(hive_->GetAllConditions(rule, from, to), 0);
@@ -400,7 +392,8 @@ class RuleWalk : public HiveWalk<NvRuleHive> {
     for (size_t i = 0; i < tasks.size(); ++i) {
       _NvPolTaskAttr const& task = attrs.at(i);
       found.tasks.emplace_back(
-          tasks[i], TaskModel{zeva::field_text(task.displayName), task.filter, task.order});
+          tasks[i], TaskModel{zeva::field_text(task.displayName), zeva::field_text(task.comment),
+                              task.filter, task.order});
       EXPECT_EQ(hive_->getoutcomes(rule, tasks[i], found.tasks[i].second.outcomes), 0);
     }
     for (std::string const& name : Dice::kNames)
