@@ -169,18 +169,23 @@ TEST_F(PolicyLibrary, ReadsRecordsWithinTheirBounds) {
   EXPECT_EQ(rule.displayName[0], '\0');
 }
 
-TEST_F(PolicyLibrary, TellsBothLengthsOfAnOutcomeThatDoesNotFit) {
+TEST_F(PolicyLibrary, TellsTheLengthsOfAnOutcomeThatDoesNotFit) {
   Handle task = nvreg_createKey(rule_.get(), "tasks\\t", &status_);
   nvpol_addOutcome(task, "name", "value", &status_);
-  char buffer[6] = "older";
-  for (uint32_t capacity : {0u, 5u}) {
-    uint32_t name_length = capacity, value_length = capacity;
-    nvpol_enumOutcome(task, 0, buffer, &name_length, buffer, &value_length, &status_);
+  char name[] = "old name", value[] = "old value";
+  // Each buffer in turn is too small, for the terminator alone.
+  for (auto [name_length, value_length] : {std::pair{4u, 6u}, {5u, 5u}}) {
+    nvpol_enumOutcome(task, 0, name, &name_length, value, &value_length, &status_);
     EXPECT_EQ(status_, NVREG_BUFFER_TOO_SMALL);
     EXPECT_EQ(name_length, 4u);
     EXPECT_EQ(value_length, 5u);
-    EXPECT_STREQ(buffer, "older");
   }
+  uint32_t length = 5;
+  nvpol_getOutcome(task, "name", value, &length, &status_);
+  EXPECT_EQ(status_, NVREG_BUFFER_TOO_SMALL);
+  EXPECT_EQ(length, 5u);
+  EXPECT_STREQ(name, "old name");
+  EXPECT_STREQ(value, "old value");
   close(task);
 }
 
