@@ -60,7 +60,7 @@ class FixedText {
     text_[length_] = '\0';
   }
 
-  char text_[Size] = "";
+  char text_[Size] = {};
   size_t length_ = 0;
   bool fits_ = true;
 };
