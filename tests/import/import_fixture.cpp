@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <fstream>
-#include <iterator>
 #include <sstream>
 
 #include "run_log.h"
@@ -21,8 +20,25 @@ bool fails(std::string const& name, int32_t* status) {
   return true;
 }
 
-bool begins_with_any(std::string const& text, Lines const& beginnings) {
-  return std::ranges::any_of(beginnings, [&](auto const& each) { return text.starts_with(each); });
+std::string refused(int code, char const* call, std::string const& name,
+                    std::string const& what = "Error") {
+  return what + " [" + std::to_string(code) +
+         "]: " + reason("REG_FAIL", call, name, NVREG_STORE_WRITE);
+}
+
+Export spoilt(Export const& files, Fault const& fault) {
+  Export faulty = files;
+  if (!fault.from.empty()) return changed(files, fault.file, fault.from, fault.to);
+  if (fault.lacks.empty()) {
+    EXPECT_EQ(faulty.erase(fault.file), fault.file.empty() ? 0u : 1u);
+    return faulty;
+  }
+  std::string& text = faulty.at(fault.file);
+  size_t const dot = fault.lacks.find('.');
+  size_t const section = text.find("\n[" + fault.lacks.substr(0, dot) + "]\n");
+  EXPECT_NE(section, std::string::npos) << fault.lacks;
+  text.insert(text.find("\n" + fault.lacks.substr(dot + 1) + "=", section) + 1, "x");
+  return faulty;
 }
 
 }  // namespace
@@ -59,11 +75,6 @@ void __wrap_nvreg_setValue(_NvPolComHandle* key, char const* name, _NvRegDataTyp
 }
 #pragma GCC visibility pop
 
-Lines operator+(Lines first, Lines const& more) {
-  first.insert(first.end(), more.begin(), more.end());
-  return first;
-}
-
 Export example() {
   Export files;
   fs::path const folder = ZEVA_EXAMPLE_FOLDER;
@@ -95,18 +106,34 @@ Lines given_up(int code, std::string const& list, std::string const& file, int f
   Lines lines;
   for (int i = first; i < first + 100; ++i)
     lines.push_back(no_value(stem + std::to_string(i) + end, file));
-  return lines + Lines{"Error [" + std::to_string(code) + "]: 100 " + list +
-                       " in a row are missing from " + file + ", the rest is left out."};
+  lines.push_back("Error [" + std::to_string(code) + "]: 100 " + list +
+                  " in a row are missing from " + file + ", the rest is left out.");
+  return lines;
 }
 
 std::string unreadable(int code, std::string const& file) {
   return "Error [" + std::to_string(code) + "]: read " + file + " failed.";
 }
 
-std::string refused(int code, std::string const& call, std::string const& name,
-                    std::string const& what) {
-  return what + " [" + std::to_string(code) +
-         "]: " + reason("REG_FAIL", call, name, NVREG_STORE_WRITE);
+ImportCase missing_file(int code, std::string const& file, Lines const& lost) {
+  return {{file}, {unreadable(code, file)}, lost};
+}
+
+ImportCase missing_value(std::string const& file, std::string const& value, Lines const& lost) {
+  return {{.file = file, .lacks = value}, {no_value(value, file)}, lost};
+}
+
+ImportCase refused_key(int code, std::string const& key, Lines const& lost) {
+  return {{.failing = key}, {refused(code, "nvreg_createKey", key)}, lost};
+}
+
+ImportCase refused_deletion(int code, std::string const& key, Lines const& lost,
+                            std::string const& what) {
+  return {{.failing = key}, {refused(code, "nvreg_deleteKey", key, what)}, lost};
+}
+
+ImportCase refused_value(std::string const& name, Lines const& lost) {
+  return {{.failing = name}, {refused(258, "nvreg_setValue", name)}, lost};
 }
 
 void ImportTest::SetUpTestSuite() {
@@ -132,7 +159,7 @@ int ImportTest::run(Importer importer, Export const& files, std::string const& f
   return result;
 }
 
-void ImportTest::prepare(Lines const& old_keys) {
+void ImportTest::prepare() {
   for (auto const& [path, values] : client_.contents()) {
     if (path.empty()) {
       for (StoredValue const& value : values) client_.erase_value("", value.name);
@@ -140,38 +167,39 @@ void ImportTest::prepare(Lines const& old_keys) {
       client_.erase(path);
     }
   }
-  for (std::string const& key : old_keys) {
+  for (std::string const& key : old_keys_) {
     EXPECT_EQ(client_.create(key), NVREG_OK);
     EXPECT_EQ(client_.set(key, "old", NVREG_BINARY, ""), NVREG_OK);
   }
 }
 
-void ImportTest::check(Importer importer, Export const& files, Lines const& old_keys,
-                       std::vector<ImportCase> const& cases) {
+void ImportTest::check(Importer importer, Outcome outcome, std::vector<ImportCase> const& cases) {
   prepare();
-  EXPECT_EQ(run(importer, files), 0);
-  Lines const whole = stored();
-  for (auto const& [fault, log, lost, result, others] : cases) {
-    SCOPED_TRACE(fault.file + fault.failing + ": " + fault.from + " -> " + fault.to);
-    Export faulty = files;
-    if (!fault.from.empty())
-      faulty = changed(files, fault.file, fault.from, fault.to);
-    else
-      faulty.erase(fault.file);
-    prepare(old_keys);
-    EXPECT_EQ(run(importer, faulty, fault.failing), result);
-    Lines messages = logged();
-    std::erase_if(messages, [](auto const& message) { return message.starts_with("Warning"); });
-    EXPECT_EQ(messages, log);
-
-    Lines expected = whole, arrived = stored(), other;
-    std::erase_if(expected, [&](auto const& value) { return begins_with_any(value, lost); });
-    auto const is_other = [&](auto const& value) { return !std::ranges::count(whole, value); };
-    std::ranges::copy_if(arrived, std::back_inserter(other), is_other);
-    std::erase_if(arrived, is_other);
-    EXPECT_EQ(arrived, expected);
-    EXPECT_EQ(other.size(), others) << testing::PrintToString(other);
+  EXPECT_EQ(run(importer, files_), 0);
+  Lines whole = stored();
+  for (ImportCase const& each : cases) {
+    SCOPED_TRACE(testing::PrintToString(each.log) + each.fault.from + " -> " + each.fault.to);
+    check(importer, each, outcome, whole);
   }
+}
+
+void ImportTest::check(Importer importer, ImportCase const& each, Outcome outcome,
+                       Lines const& whole) {
+  prepare();
+  EXPECT_EQ(run(importer, spoilt(files_, each.fault), each.fault.failing), outcome.result);
+  Lines log = logged();
+  std::erase_if(log, [](auto const& message) { return message.starts_with("Warning"); });
+  EXPECT_EQ(log, each.log);
+
+  Lines expected = whole, arrived = stored();
+  std::erase_if(expected, [&](auto const& value) {
+    return std::ranges::any_of(each.lost,
+                               [&](auto const& start) { return value.starts_with(start); });
+  });
+  size_t const others = std::erase_if(
+      arrived, [&](auto const& value) { return !std::ranges::binary_search(whole, value); });
+  EXPECT_EQ(arrived, expected);
+  EXPECT_EQ(others, outcome.others);
 }
 
 Lines ImportTest::logged() const {

@@ -17,8 +17,6 @@ using Lines = std::vector<std::string>;
 using Export = std::map<std::string, std::string>;  // text by file name
 using Importer = int (*)(char const*, char const*);
 
-Lines operator+(Lines first, Lines const& more);
-
 // The files of examples/branch-office, by their paths in it.
 Export example();
 
@@ -46,29 +44,36 @@ std::string reason(Arguments const&... arguments) {
   return text;
 }
 
-// The same for a call that `failing` (below) has made to fail: its log line, "WHAT [code]: ...".
-std::string refused(int code, std::string const& call, std::string const& name,
-                    std::string const& what = "Error");
-
-// What is wrong with an import: the file is missing, or has another text in the place of `from`; or
-// opening, making and deleting a key, or setting a value, whose name is a line of `failing` fails
-// with NVREG_STORE_WRITE, and so does with "delete NAME" the deletion alone and with "list" every
-// listing of subkeys. A key's name is the path that the call is made with.
+// What is wrong with an import: a file is missing, or has other texts in the place of `from`, or
+// lacks the value "section.key"; or opening, making and deleting a key, or setting a value, whose
+// name is a line of `failing` fails with NVREG_STORE_WRITE, and so does with "delete NAME" the
+// deletion alone and with "list" every listing of subkeys. A key's name is the path that the call
+// is made with.
 struct Fault {
-  std::string file, from = {}, to = {}, failing = {};
+  std::string file = {}, from = {}, to = {}, lacks = {}, failing = {};
 };
-inline Fault failing(std::string const& name) {
-  return {"", "", "", name};
-}
 
-// An import with its whole log, but for warnings, and with what it leaves in the store. A value
-// shows as "path\\of\\key:name".
+// An import with its whole log, but for warnings, and with what is lost of the whole import: how
+// the values begin that are not there. A value shows as "path\\of\\key:name".
 struct ImportCase {
   Fault fault;
   Lines log;
-  Lines lost;  // how those values begin that would be there without the fault
+  Lines lost;
+};
+
+// Cases of the usual faults, each with the one line that it leaves in the log.
+ImportCase missing_file(int code, std::string const& file, Lines const& lost);
+ImportCase missing_value(std::string const& file, std::string const& value, Lines const& lost);
+ImportCase refused_key(int code, std::string const& key, Lines const& lost);
+ImportCase refused_deletion(int code, std::string const& key, Lines const& lost,
+                            std::string const& what = "Error");
+ImportCase refused_value(std::string const& name, Lines const& lost);
+
+// What the cases of a table have in common: the importer's result, and how many values are left in
+// the store beside those of the whole import.
+struct Outcome {
   int result = 0;
-  size_t others = 0;  // how many values are there beside those of the whole import
+  size_t others = 0;
 };
 
 class ImportTest : public testing::Test {
@@ -79,12 +84,12 @@ class ImportTest : public testing::Test {
 
   int run(Importer importer, Export const& files, std::string const& failing = "");
 
-  // Empties the store and makes keys with a value "old" each.
-  void prepare(Lines const& old_keys = {});
+  // Empties the store but for the keys in `old_keys_`, each with a value.
+  void prepare();
 
-  // Runs the importer over the faultless export, then each case over a prepared store.
-  void check(Importer importer, Export const& files, Lines const& old_keys,
-             std::vector<ImportCase> const& cases);
+  // Runs the importer over `files_` as they are, then over each case of them.
+  void check(Importer importer, Outcome outcome, std::vector<ImportCase> const& cases);
+  void check(Importer importer, ImportCase const& each, Outcome outcome, Lines const& whole);
 
   // The messages that the last run has logged, the export folder and its slash left out.
   Lines logged() const;
@@ -93,6 +98,8 @@ class ImportTest : public testing::Test {
   Lines stored();
 
   static inline ScratchHome* home;
+  Export files_ = example();
+  Lines old_keys_;
   RegistryClient client_{home->address()};
   std::filesystem::path dir_, log_;
 };

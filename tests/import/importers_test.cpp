@@ -19,14 +19,7 @@ extern "C" unsigned __wrap_sleep(unsigned seconds) {
 namespace {
 
 Lines const kEverything = {""};
-
-std::string open_refused(int code, std::string const& key) {
-  return refused(code, "nvreg_createKey", key);
-}
-
-std::string set_refused(std::string const& name) {
-  return refused(258, "nvreg_setValue", name);
-}
+std::string const kConfig = "registry\\config";
 
 class Importers : public ImportTest {};
 
@@ -34,67 +27,54 @@ TEST_F(Importers, FilterActionsEndAtTheFirstFailure) {
   std::string const key = "registry\\policy\\Classification", scan = key + "\\ScanError";
   std::string const strip = scan + "\\actions\\StripActiveContent";
   std::string const keep = scan + "\\actions\\KeepUnscanned";
-  Lines const hidden_on = {scan + ":hidden", scan + "\\actions"}, actions = {scan + "\\actions"};
+  Lines const actions = {scan + "\\"}, hidden_on = {scan + ":hidden", scan + "\\"};
+  std::string const file = "action1.txt", index = "actionFile.txt";
+  Fault const none = {index, "FileNum=1:1", "FileNum=1:0"};
   // One classification, that of the example with a hidden mark.
-  Export files = changed(example(), "actionFile.txt", "FileNum=1:9", "FileNum=1:1");
-  files["action1.txt"] = files["action9.txt"];
-  auto with = [](char const* from, char const* to) { return Fault{"action1.txt", from, to}; };
-  auto no = [](char const* value) { return Lines{no_value(value, "action1.txt")}; };
-  auto unknown = [](char const* type) {
-    return Lines{std::string("Error [240]: Unknown action type ") + type};
-  };
-  check(import_filter_action, files, {key + "\\Old"},
+  files_ = changed(files_, index, "FileNum=1:9", "FileNum=1:1");
+  files_[file] = files_["action9.txt"];
+  old_keys_ = {key + "\\Old"};
+  check(import_filter_action, {-11, 1},
         {
-            {failing(key), {open_refused(461, key)}, kEverything, -11, 1},
-            {failing("Old"),
-             {refused(474, "nvreg_deleteKey", "Old", "Remove FilterAction error")},
-             kEverything,
-             -11,
-             1},
-            {{"actionFile.txt"}, {unreadable(484, "actionFile.txt")}, kEverything, -11},
-            {{"actionFile.txt", "FileNum=", "fileNum="},
-             {no_value("common.FileNum", "actionFile.txt")},
-             kEverything,
-             -11},
-            {{"actionFile.txt", "FileNum=1:1", "FileNum=1:0"}, {}, kEverything},
-            {{"action1.txt"}, {unreadable(509, "action1.txt")}, kEverything, -11},
-            {with("hidden=", "Hidden="), no("common.hidden"), kEverything, -11},
-            {with("Comment=", "comment="), no("common.Comment"), kEverything, -11},
-            {with("name=2:ScanError", "name=2:"),
-             {"FilterAction error [533]: " + reason("REG_EMPTY", "createclass: iname")},
-             kEverything,
-             -11},
-            {failing(scan), {open_refused(547, scan)}, hidden_on, -11},
-            {failing("hidden"), {set_refused("hidden")}, hidden_on, -11},
-            {with("hidden=2:1", "hidden=2:01x"), {}, {}},
-            {with("hidden=2:1", "hidden=2:11"), {}, {scan + ":hidden"}},
-            {with("QuarantineArea", "x"), no("action2.QuarantineArea"), {keep}, -11},
-            {with("1:131077", "1:65536"), unknown("65536"), actions, -11},
-            {with("1:131077", "1:131078"), unknown("131078"), actions, -11},
-            {with("1:131077", "1:0"), unknown("0"), actions, -11},
-            // Half an action is stored as far as it could be read.
-            {with("order=1:1\n", ""), no("action1.order"), {}},
-            // Those without a section are one action without a name.
-            {with("actionnum=1:2", "actionnum=1:2000000000"),
-             given_up(561, "actions", "action1.txt", 3, "action", ".name"),
-             {},
-             0,
-             5},
-            {failing(strip), {open_refused(257, strip)}, actions, -11},
-            {failing("displayName"),
-             {set_refused("displayName")},
-             {keep, strip + ":d", strip + ":a", strip + "\\"},
-             -11},
-            {failing(keep + "\\setting"),
-             {open_refused(284, keep + "\\setting")},
-             {keep + "\\setting"},
-             -11},
-            {failing("QuarantineArea"), {set_refused("QuarantineArea")}, {keep + "\\setting"}, -11},
+            refused_key(461, key, kEverything),
+            refused_deletion(474, "Old", kEverything, "Remove FilterAction error"),
         });
-  check(import_filter_action, files, {},
-        {{{"actionFile.txt", "FileNum=1:1", "FileNum=1:0"},
-          {"FilterAction [467]: " + reason("REG_EMPTY", "Classification list")},
-          kEverything}});
+  check(import_filter_action, {-11},
+        {
+            missing_file(484, index, kEverything),
+            missing_value(index, "common.FileNum", kEverything),
+            missing_file(509, file, kEverything),
+            missing_value(file, "common.hidden", kEverything),
+            missing_value(file, "common.Comment", kEverything),
+            {{file, "name=2:ScanError", "name=2:"},
+             {"FilterAction error [533]: " + reason("REG_EMPTY", "createclass: iname")},
+             kEverything},
+            refused_key(547, scan, hidden_on),
+            refused_value("hidden", hidden_on),
+            {{file, "1:131077", "1:65536"}, {"Error [240]: Unknown action type 65536"}, actions},
+            {{file, "1:131077", "1:131078"}, {"Error [240]: Unknown action type 131078"}, actions},
+            {{file, "1:131077", "1:0"}, {"Error [240]: Unknown action type 0"}, actions},
+            refused_key(257, strip, actions),
+            refused_value("displayName", {strip + ":d", strip + ":a", strip + "\\", keep}),
+            missing_value(file, "action2.QuarantineArea", {keep}),
+            refused_key(284, keep + "\\setting", {keep + "\\"}),
+            refused_value("QuarantineArea", {keep + "\\"}),
+        });
+  check(import_filter_action, {},
+        {
+            {none, {}, kEverything},
+            {{file, "hidden=2:1", "hidden=2:01x"}, {}, {}},
+            {{file, "hidden=2:1", "hidden=2:11"}, {}, {scan + ":hidden"}},
+            missing_value(file, "action1.order", {}),  // half an action is stored all the same
+        });
+  // Those without a section are one action without a name.
+  check(import_filter_action, {0, 5},
+        {{{file, "actionnum=1:2", "actionnum=1:2000000000"},
+          given_up(561, "actions", file, 3, "action", ".name"),
+          {}}});
+  old_keys_ = {};
+  std::string const empty = "FilterAction [467]: " + reason("REG_EMPTY", "Classification list");
+  check(import_filter_action, {}, {{none, {empty}, kEverything}});
   auto const save_unknown = [](char const*, char const* regfile) {
     _tag_ACTION action;
     action.actionType = 0x10000;
@@ -105,173 +85,136 @@ TEST_F(Importers, FilterActionsEndAtTheFirstFailure) {
 }
 
 TEST_F(Importers, ConfigSettingsArriveUpToTheFirstFailure) {
-  std::string const key = "registry\\config", manager = key + "\\FilterManager";
+  std::string const manager = kConfig + "\\FilterManager";
   std::string const limits = manager + "\\0001\\0001", front_limit = manager + "\\0002";
-  std::string const areas = key + "\\Classification\\0001\\0003\\QuarantineArea";
+  std::string const areas = kConfig + "\\Classification\\0001\\0003\\QuarantineArea";
   Lines const from_limits = {manager, areas}, from_front_limit = {front_limit, areas};
-  auto exceptions = [](char const* from, char const* to) {
-    return Fault{"excepton.txt", from, to};
-  };
-  auto scan = [](char const* from, char const* to) { return Fault{"scanlimit.txt", from, to}; };
-  auto quarantine = [](char const* from, char const* to) {
-    return Fault{"quarantine.txt", from, to};
-  };
-  check(import_config, example(), {areas + "\\Old"},
+  std::string const spam = areas + "\\Spam", cardiff = areas + "\\Cardiff";
+  old_keys_ = {areas + "\\Old"};
+  check(import_config, {-13, 1},
         {
-            {{"excepton.txt"}, {unreadable(122, "excepton.txt")}, kEverything, -13, 1},
-            {exceptions("Encr", "encr"),
-             {no_value("common.EncryptedMessageCls", "excepton.txt")},
-             kEverything,
-             -13,
-             1},
-            {failing(key), {open_refused(137, key)}, kEverything, -13, 1},
-            {failing("ProcessErrorCls"), {set_refused("ProcessErrorCls")}, kEverything, -13, 1},
-            {{"scanlimit.txt"}, {unreadable(162, "scanlimit.txt")}, from_limits, -14, 1},
-            {scan("MultipleCleanLayer=1", "MultipleCleanLayer=2"),
-             {no_value("common.MultipleCleanLayer", "scanlimit.txt")},
-             from_limits,
-             -14,
-             1},
-            {failing(limits), {open_refused(182, limits)}, from_limits, -14, 1},
-            {failing("MaxVirusCount"), {set_refused("MaxVirusCount")}, from_limits, -14, 1},
-            {scan("uiMax", "Max"),
-             {no_value("common.uiMaxFrontScanSize", "scanlimit.txt")},
-             from_front_limit,
-             -14,
-             1},
-            {failing(front_limit), {open_refused(204, front_limit)}, from_front_limit, -14, 1},
-            {failing(areas), {open_refused(26, areas), open_refused(35, areas)}, {areas}, -12, 1},
-            {failing("Old"), {refused(44, "nvreg_deleteKey", "Old")}, {areas}, -12, 1},
-            {{"quarantine.txt"}, {unreadable(55, "quarantine.txt")}, {areas}, -12},
-            {quarantine("FileNum=1", "FileNum=2"),
-             {no_value("common.FileNum", "quarantine.txt")},
-             {areas},
-             -12},
-            {quarantine("[area3]", "[area4]"),
-             {no_value("area3.AreaName", "quarantine.txt")},
-             {areas + "\\Cardiff"},
-             -12},
-            {failing(areas + "\\Spam"),
-             {open_refused(78, areas + "\\Spam")},
-             {areas + "\\Spam", areas + "\\Cardiff"},
-             -12},
-            {failing("AreaName"), {set_refused("AreaName")}, {areas}, -12},
+            missing_file(122, "excepton.txt", kEverything),
+            missing_value("excepton.txt", "common.EncryptedMessageCls", kEverything),
+            refused_key(137, kConfig, kEverything),
+            refused_value("ProcessErrorCls", kEverything),
         });
-  check(import_config, example(), {},
-        {{quarantine("FileNum=1:3", "FileNum=1:0"),
-          {"Error [26]: " + reason("REG_EMPTY", "The task name")},
-          {areas}}});
+  check(import_config, {-14, 1},
+        {
+            missing_file(162, "scanlimit.txt", from_limits),
+            missing_value("scanlimit.txt", "common.MultipleCleanLayer", from_limits),
+            refused_key(182, limits, from_limits),
+            refused_value("MaxVirusCount", from_limits),
+            missing_value("scanlimit.txt", "common.uiMaxFrontScanSize", from_front_limit),
+            refused_key(204, front_limit, from_front_limit),
+        });
+  ImportCase unopened = refused_key(26, areas, {areas});
+  unopened.log.push_back(refused_key(35, areas, {}).log[0]);
+  check(import_config, {-12, 1}, {unopened, refused_deletion(44, "Old", {areas})});
+  check(import_config, {-12},
+        {
+            missing_file(55, "quarantine.txt", {areas}),
+            missing_value("quarantine.txt", "common.FileNum", {areas}),
+            missing_value("quarantine.txt", "area3.AreaName", {cardiff}),
+            refused_key(78, spam, {spam, cardiff}),
+            refused_value("AreaName", {areas}),
+        });
+  old_keys_ = {};
+  std::string const empty = "Error [26]: " + reason("REG_EMPTY", "The task name");
+  check(import_config, {}, {{{"quarantine.txt", "FileNum=1:3", "FileNum=1:0"}, {empty}, {areas}}});
 }
 
 TEST_F(Importers, ExtraFiltersSkipWhatIsBroken) {
-  auto with = [](char const* from, char const* to) { return Fault{"xfilter.txt", from, to}; };
-  auto no = [](char const* value) { return Lines{no_value(value, "xfilter.txt")}; };
-  Lines const bounces = {"XFilter\\Bounces"}, shop = {"XFilter\\Siopa"}, filters = {"XFilter\\"};
-  check(import_xfilter, example(), {"XFilter\\Old 1", "XFilter\\Old 2"},
+  std::string const file = "xfilter.txt", bounces = "XFilter\\Bounces of forged mail";
+  std::string const scanner = "XFilter\\Scanner test", shop = "XFilter\\Siopa";
+  Lines const filters = {"XFilter\\"};
+  old_keys_ = {"XFilter\\Old 1", "XFilter\\Old 2"};
+  check(import_xfilter, {},
         {
-            {{"xfilter.txt"}, {}, kEverything},
-            {with("filterNum=1:3", "filterNum=1:0"), {}, filters},
-            {with("filterNum=1:3", "filterNum=1:-1"), {}, filters},
-            {with("enable=1", "enable=2"), no("common.enable"), kEverything},
-            {with("filterNum=", "FilterNum="), no("common.filterNum"), filters},
-            {with("Name=2:Bounces", "name=2:"), no("filter1.Name"), bounces},
-            {with("Location=1:3", "Location=1"), no("filter1.Location"), bounces},
-            {with("CaseSensitive=1:0\npatternNum=1:3", ""), no("filter1.CaseSensitive"), bounces},
-            {with("patternNum=1:1", ""), no("filter3.patternNum"), {"XFilter\\Siopa:Pattern"}},
-            {with("Pattern1=2:X", "Pattern2=2:X"),
-             no("filter2_pattern.Pattern1"),
-             {"XFilter\\Scanner test:Pattern 1"}},
-            {with("filterNum=1:3", "filterNum=1:2000000000"),
-             given_up(351, "filters", "xfilter.txt", 4, "filter", ".Name"),
+            {{file}, {}, kEverything},
+            {{file, "filterNum=1:3", "filterNum=1:0"}, {}, filters},
+            {{file, "filterNum=1:3", "filterNum=1:-1"}, {}, filters},
+            missing_value(file, "common.enable", kEverything),
+            missing_value(file, "common.filterNum", filters),
+            missing_value(file, "filter1.Name", {bounces}),
+            missing_value(file, "filter1.Location", {bounces}),
+            missing_value(file, "filter1.CaseSensitive", {bounces}),
+            missing_value(file, "filter1.patternNum", {bounces + ":Pattern"}),
+            missing_value(file, "filter2_pattern.Pattern0", {scanner + ":Pattern 0"}),
+            {{file, "filterNum=1:3", "filterNum=1:2000000000"},
+             given_up(351, "filters", file, 4, "filter", ".Name"),
              {}},
-            {with("patternNum=1:1", "patternNum=1:2000000000"),
-             given_up(385, "patterns of filter3_pattern", "xfilter.txt", 1,
-                      "filter3_pattern.Pattern"),
+            {{file, "patternNum=1:1", "patternNum=1:2000000000"},
+             given_up(385, "patterns of filter3_pattern", file, 1, "filter3_pattern.Pattern"),
              {}},
-            {failing("list"),
-             {"Error [425]: " + reason("REG_FAIL2", "nvreg_enumSubkey", NVREG_STORE_WRITE)},
-             {},
-             0,
-             2},
-            {failing("Siopa"), {open_refused(337, "Siopa")}, shop},
-            {failing("Pattern 2"),
-             {set_refused("Pattern 2")},
-             {bounces[0] + " of forged mail:Pattern 2"}},
-            {failing("Old 1"), {refused(425, "nvreg_deleteKey", "Old 1")}, {}, 0, 1},
-            {failing("XFilter"), {open_refused(410, "XFilter")}, kEverything, 0, 2},
+            refused_key(337, "Scanner test", {scanner}),
+            refused_value("Pattern 2", {bounces + ":Pattern 2"}),
         });
+  check(import_xfilter, {0, 1}, {refused_deletion(425, "Old 1", {})});
+  std::string const unlisted = reason("REG_FAIL2", "nvreg_enumSubkey", NVREG_STORE_WRITE);
+  check(import_xfilter, {0, 2},
+        {refused_key(410, "XFilter", kEverything),
+         {{.failing = "list"}, {"Error [425]: " + unlisted}, {}}});
   // That there was no filter to remove is not told, nor with a failure that follows.
-  check(import_xfilter, example(), {}, {{failing("Siopa"), {open_refused(337, "Siopa")}, shop}});
+  old_keys_ = {};
+  check(import_xfilter, {}, {refused_key(337, "Siopa", {shop})});
   EXPECT_EQ(run(import_xfilter, {{"xfilter.txt/inside", ""}}), 0);
-  EXPECT_EQ(logged(), Lines{unreadable(434, "xfilter.txt")}) << "a folder";
+  EXPECT_EQ(logged(), Lines{unreadable(434, file)}) << "a folder";
 }
 
 TEST_F(Importers, AddressListsArriveUpToTheFirstFailure) {
-  auto with = [](char const* from, char const* to) { return Fault{"address.txt", from, to}; };
-  auto no = [](char const* value) { return Lines{no_value(value, "address.txt")}; };
-  std::string const lists = "registry\\policy\\AddressList",
-                    path = "registry\\policy\\\\AddressList";
+  std::string const file = "address.txt", lists = "registry\\policy\\AddressList";
   Lines const from_second = {lists + "\\CardiffStaff", lists + "\\Partners"};
-  EXPECT_EQ(run(import_addr_list, example()), 0);
+  EXPECT_EQ(run(import_addr_list, files_), 0);
   EXPECT_EQ(pauses, 3u);
-  check(import_addr_list, example(), {lists + "\\Old"},
+  old_keys_ = {lists + "\\Old"};
+  check(import_addr_list, {-8, 1},
+        {refused_key(55, "registry\\policy\\\\AddressList", kEverything)});
+  check(import_addr_list, {-11, 1},
+        {refused_deletion(64, "Old", kEverything, "Remove address error")});
+  check(import_addr_list, {}, {{{file, "Num=1:3", "Num=1:0"}, {}, kEverything}});
+  check(import_addr_list, {-8},
         {
-            {failing(path), {open_refused(55, path)}, kEverything, -8, 1},
-            {failing("Old"),
-             {refused(64, "nvreg_deleteKey", "Old", "Remove address error")},
-             kEverything,
-             -11,
-             1},
-            {{"address.txt"}, {unreadable(81, "address.txt")}, kEverything, -8},
-            {with("Num=1", "num=1"), no("common.Num"), kEverything, -8},
-            {with("Num=1:3", "Num=1:0"), {}, kEverything},
-            {with("Num=1:3", "Num=1:4"), no("addressList4.Name"), {}, -8},
-            {with("comment=2:Kept", ""), no("addressList2.comment"), from_second, -8},
-            {with("Name=2:CardiffStaff", "Name=2:Directors"),
+            missing_file(81, file, kEverything),
+            missing_value(file, "common.Num", kEverything),
+            {{file, "Num=1:3", "Num=1:4"}, {no_value("addressList4.Name", file)}, {}},
+            missing_value(file, "addressList2.comment", from_second),
+            {{file, "Name=2:CardiffStaff", "Name=2:Directors"},
              {"Address list error: [0]: " +
               reason("REG_FAIL", "nvpol_createAddrList", "Directors", NVREG_EXISTS)},
-             from_second,
-             -8},
-            {with("address=2:files@payroll.example;", "address=2:;\nx=2:"),
+             from_second},
+            {{file, "address=2:files@payroll.example;", "address=2:;\nx=2:"},
              {"Address list error [0]: " + reason("REG_EMPTY", "setaddress: address")},
-             {lists + "\\Partners:address"},
-             -8},
+             {lists + "\\Partners:address"}},
         });
 }
 
 TEST_F(Importers, MiscellaneousValuesArriveUpToTheFirstFailure) {
-  auto with = [](char const* from, char const* to) { return Fault{"misc.txt", from, to}; };
-  auto no = [](char const* value) { return Lines{no_value(value, "misc.txt")}; };
-  std::string const delivery = "registry\\config\\Delivery", reports = "registry\\config\\Reports";
-  Lines const from_template = {reports + ":TemplateId", "registry\\config\\Console"};
-  Lines const from_title = {reports, "registry\\config\\Console"};
-  Lines from_list = from_template;
-  from_list.push_back(reports + "\\Weekly:Attachments");
-  check(import_misc, example(), {},
-        {
-            {with("SectionNum=1:9", "SectionNum=1:0"), {}, kEverything},
-            {{"misc.txt"}, {unreadable(23, "misc.txt")}, kEverything, -15},
-            {with("SectionNum=1", "SectionNum=2"), no("common.SectionNum"), kEverything, -15},
-            {with("SectionNum=1:9", "SectionNum=1:10"), no("Section10.KeyName"), {}, -15},
-            {with("ValueName=2:Title", ""), no("Section5.ValueName"), from_title, -15},
-            {with("Value=3:\n", "Value=5:\n"),
-             {"Error [130]: read value [Section7.Value] from misc.txt failed."},
-             from_list,
-             -15},
-            {failing(reports + "\\Weekly"),
-             {open_refused(63, reports + "\\Weekly")},
-             from_title,
-             -15},
-            {failing("Attachments"), {set_refused("Attachments")}, from_list, -15},
-            {failing("TemplateId"), {"Error [246]: set value failed."}, from_template, -15},
-            // The root outlives each section that names it, and a value may have no name.
-            {with(("KeyName=2:" + delivery).c_str(), "KeyName=2:"), {}, {delivery}, 0, 4},
-            {with("ValueName=2:RetryMinutes", "ValueName=2:"),
-             {},
-             {delivery + ":RetryMinutes"},
-             0,
-             1},
-        });
+  std::string const file = "misc.txt", delivery = kConfig + "\\Delivery";
+  std::string const console = kConfig + "\\Console", reports = kConfig + "\\Reports";
+  std::string const weekly = reports + "\\Weekly";
+  Lines const from_title = {reports, console};
+  Lines const from_list = {weekly + ":Attachments", reports + ":TemplateId", console};
+  check(
+      import_misc, {-15},
+      {
+          missing_file(23, file, kEverything),
+          missing_value(file, "common.SectionNum", kEverything),
+          {{file, "SectionNum=1:9", "SectionNum=1:10"}, {no_value("Section10.KeyName", file)}, {}},
+          missing_value(file, "Section5.ValueName", from_title),
+          refused_key(63, weekly, from_title),
+          {{file, "Value=3:\n", "Value=5:\n"},
+           {"Error [130]: read value [Section7.Value] from misc.txt failed."},
+           from_list},
+          refused_value("Attachments", from_list),
+          {{.failing = "TemplateId"},
+           {"Error [246]: set value failed."},
+           {reports + ":TemplateId", console}},
+      });
+  check(import_misc, {}, {{{file, "SectionNum=1:9", "SectionNum=1:0"}, {}, kEverything}});
+  // The root outlives each section that names it, and a value may have no name.
+  check(import_misc, {0, 4}, {{{file, "KeyName=2:" + delivery, "KeyName=2:"}, {}, {delivery}}});
+  check(import_misc, {0, 1},
+        {{{file, "ValueName=2:RetryMinutes", "ValueName=2:"}, {}, {delivery + ":RetryMinutes"}}});
 }
 
 }  // namespace

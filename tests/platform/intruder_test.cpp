@@ -44,9 +44,15 @@ class Intruder : public testing::Test {
     return zeva::to_frame(greeting);
   }
 
-  // All that the server answers until it ends the connection.
-  static std::string answers(zeva::Descriptor const& socket, std::string const& bytes) {
+  // A new connection over which the bytes have been sent.
+  zeva::Descriptor sender(std::string const& bytes) const {
+    zeva::Descriptor socket = connect();
     send(socket.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    return socket;
+  }
+
+  // All that the server answers until it ends the connection.
+  static std::string answers(zeva::Descriptor const& socket) {
     std::string got;
     char buffer[1024];
     ssize_t length;
@@ -93,7 +99,7 @@ TEST_F(Intruder, LosesItsConnectionAndNothingElseHappens) {
       {"with an empty call", greeting() + "\0\0\0\0"s, welcome},
   };
   for (auto& [who, sent, answered] : cases) {
-    EXPECT_EQ(answers(connect(), sent), answered) << who;
+    EXPECT_EQ(answers(sender(sent)), answered) << who;
     EXPECT_EQ(client.set("registry", "still", NVREG_STRING, who), NVREG_OK);
     EXPECT_EQ(client.query("registry", "still"), who);
   }
@@ -109,9 +115,7 @@ TEST_F(Intruder, RandomBytesChangeNothing) {
     std::string bytes(random() % 300 + 4, '\0');
     for (char& byte : bytes) byte = static_cast<char>(random());
     if (i % 2 == 0) bytes.replace(0, 4, {static_cast<char>(bytes.size() - 4), 0, 0, 0});
-    zeva::Descriptor socket = connect();
-    std::string sent = (i % 3 == 0 ? "" : greeting()) + bytes;
-    send(socket.get(), sent.data(), sent.size(), MSG_NOSIGNAL);
+    (void)sender((i % 3 == 0 ? "" : greeting()) + bytes);
   }
   EXPECT_EQ(to_text(client.contents()), before);
 }
@@ -121,7 +125,7 @@ TEST_F(Intruder, ManyWhoSayNothingKeepNobodyOut) {
   for (int i = 0; i < 300; ++i) silent.push_back(connect());
   RegistryClient client(home_.address());
   EXPECT_EQ(client.create("served"), NVREG_OK);
-  EXPECT_EQ(answers(silent[0], ""), "") << "the oldest made room";
+  EXPECT_EQ(answers(silent[0]), "") << "the oldest made room";
 }
 
 TEST_F(Intruder, HalfACallChangesNothing) {
@@ -130,11 +134,8 @@ TEST_F(Intruder, HalfACallChangesNothing) {
   call.set_action(zeva::wire::CREATE_KEY);
   call.set_path("half");
   std::string const frame = zeva::to_frame(call);
-  for (size_t length = 0; length < frame.size(); ++length) {
-    zeva::Descriptor socket = connect();
-    std::string const sent = greeting() + frame.substr(0, length);
-    send(socket.get(), sent.data(), sent.size(), MSG_NOSIGNAL);
-  }
+  for (size_t length = 0; length < frame.size(); ++length)
+    (void)sender(greeting() + frame.substr(0, length));
   EXPECT_EQ(client.on_key("half", [](auto*, auto*) {}), NVREG_NOT_FOUND);
 }
 
@@ -164,9 +165,8 @@ TEST_F(Intruder, CallsThatTheLibraryWouldNotMake) {
     call.set_name(name);
     call.set_type(type);
     call.set_data(data);
-    zeva::Descriptor socket = connect();
     std::string const sent = greeting() + zeva::to_frame(call) + "\xff\xff\xff\xff"s;
-    EXPECT_EQ(answers(socket, sent), answer_frame(NVREG_OK) + answer_frame(status))
+    EXPECT_EQ(answers(sender(sent)), answer_frame(NVREG_OK) + answer_frame(status))
         << action << " " << status;
   }
 }
