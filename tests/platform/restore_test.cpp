@@ -120,6 +120,16 @@ TEST_F(Restore, WinsOverASnapshotBeingWritten) {
   }
 }
 
+// The log's bytes are those of before, but the server's own file has no name any more.
+TEST_F(Restore, AnotherFileOfTheSameBytesIsNoticed) {
+  RegistryClient client(home_.address());
+  ASSERT_EQ(client.create("kept"), NVREG_OK);
+  back_up();
+  fs::remove(home_.config("cFlt_db.xml.redo"));
+  restore();
+  EXPECT_EQ(client.create("stray"), NVREG_STORE_DAMAGED);
+}
+
 // Should a change reach the file all the same, right after the copying, it counts for nothing.
 TEST_F(Restore, AStrayRecordIsHarmless) {
   RegistryClient client(home_.address());
