@@ -75,10 +75,4 @@ TEST(StoreCopy, GivesUpOnFilesThatNeverRest) {
   copied(store, EAGAIN);
 }
 
-TEST(StoreCopy, MissingFilesAreMissing) {
-  Store store;
-  std::filesystem::remove(store / zeva::kBackupFile);
-  EXPECT_EQ(copied(store), (Copied{"old", "old", "none"}));
-}
-
 }  // namespace

@@ -17,9 +17,9 @@ class LoggedRun {
   }
   void read(std::string const& file) { note(7, "/tmp/migrate/" + file); }
 
-  std::vector<std::string> lines(bool with_notes = true) {
+  std::vector<std::string> lines() {
     work_.write("log", log_);
-    if (with_notes) work_.write("notes", notes_);
+    work_.write("notes", notes_);
     std::vector<std::string> shown;
     for (auto const& line :
          zeva::read_witnessed_log(work_ / "log", work_ / "notes", "/tmp/migrate")) {
@@ -57,14 +57,6 @@ TEST(WitnessedLog, TellsEachLineItsFile) {
           "b.txt! Error [148]: read value [a.b from c] from /tmp/migrate/b.txt failed.",
           "misc.txt! Error [258]: a value that forges a line\n" + kHeader +
               "Error [1]: of the log"));
-}
-
-TEST(WitnessedLog, WithoutNotesLinesStandAlone) {
-  LoggedRun run;
-  run.log("Start");
-  run.read("a.txt");
-  run.log("Error [1]: one");
-  EXPECT_THAT(run.lines(false), testing::ElementsAre("  Start", "! Error [1]: one"));
 }
 
 }  // namespace
