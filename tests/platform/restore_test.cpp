@@ -4,10 +4,8 @@
 #include <stdlib.h>
 
 #include <filesystem>
-#include <fstream>
 #include <functional>
 
-#include "files.h"
 #include "loader.h"
 #include "nvreg.h"
 #include "registry_client.h"
@@ -128,23 +126,6 @@ TEST_F(Restore, AnotherFileOfTheSameBytesIsNoticed) {
   fs::remove(home_.config("cFlt_db.xml.redo"));
   restore();
   EXPECT_EQ(client.create("stray"), NVREG_STORE_DAMAGED);
-}
-
-// Should a change reach the file all the same, right after the copying, it counts for nothing.
-TEST_F(Restore, AStrayRecordIsHarmless) {
-  RegistryClient client(home_.address());
-  std::string const log = home_.config("cFlt_db.xml.redo");
-  std::string const before = to_text(client.contents());
-  back_up();
-  ASSERT_EQ(client.create("two"), NVREG_OK);
-  auto const middle = fs::file_size(log);
-  ASSERT_EQ(client.create("three"), NVREG_OK);
-  std::string bytes;
-  ASSERT_EQ(zeva::read_file(log, bytes), 0);
-  restore();
-  ASSERT_LT(fs::file_size(log), middle);
-  std::ofstream(log, std::ios::app | std::ios::binary) << bytes.substr(middle);
-  EXPECT_EQ(restarted(), before);
 }
 
 }  // namespace

@@ -41,8 +41,6 @@ class ScratchHome {
   [[nodiscard]] int port() const { return port_; }
   // What nvreg_open and the importers take.
   [[nodiscard]] std::string address() const { return "ZEVA:" + std::to_string(port_); }
-  // 0 when no server was started by this object.
-  [[nodiscard]] pid_t server() const { return server_; }
   // What the servers of this home have reported, as text.
   [[nodiscard]] std::string reports() const;
 
