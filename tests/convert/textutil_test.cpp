@@ -79,11 +79,6 @@ TEST(TextUtil, MakesBuffersUpToANullSlot) {
   EXPECT_EQ(buffers[2], nullptr);
   EXPECT_NE(buffers[3], nullptr);
   clearBuffers(buffers);
-  _NvPolAddrPairCond* conditions[3];
-  ASSERT_EQ(createConds(conditions, 2), 0);
-  EXPECT_EQ(conditions[1]->recipient[NVPOL_ADDRESS_SIZE - 1], '\0');
-  EXPECT_EQ(conditions[2], nullptr);
-  clearConds(conditions);
 }
 
 TEST(TextUtil, ConvertsToCodePagesWithinTheBuffer) {

@@ -5,7 +5,6 @@
 #include <unicode/uloc.h>
 
 #include <filesystem>
-#include <fstream>
 #include <map>
 
 #include "errorrecord.h"
@@ -61,32 +60,6 @@ TEST(Catalogue, HoldsEveryMessageInEveryLanguage) {
       EXPECT_THAT(text, Not(HasSubstr("{" + std::to_string(count)))) << language << key;
     }
   }
-}
-
-TEST(Catalogue, HoldsEveryNameThatIsRecorded) {
-  int found = 0;
-  for (auto const& file : fs::directory_iterator(POLICYSTORE_DIR)) {
-    std::ifstream source(file.path());
-    std::string const text{std::istreambuf_iterator<char>(source), {}};
-    for (size_t at = 0; (at = text.find("\"REG_", at)) != std::string::npos; ++found) {
-      size_t const name = at + 1;
-      at = text.find('"', name);
-      EXPECT_EQ(kArguments.count(text.substr(name, at - name)), 1u) << file.path();
-    }
-  }
-  EXPECT_GT(found, 0);
-}
-
-TEST(Catalogue, LooksUpOtherTablesAndMissesQuietly) {
-  Nvresbundle bundle(CATALOGUE_DIR, "root");
-  icu::UnicodeString text("kept");
-  EXPECT_EQ(bundle.getstring("IDG_ZEVA_UTIL", "REG_NO_SUCH_NAME", text), -1);
-  EXPECT_EQ(text, icu::UnicodeString("kept"));
-  EXPECT_EQ(bundle.getstring("IDG_ZEVA_UTIL", "REG_NOSUBPOLICY", text), 0);
-  EXPECT_GT(text.length(), 10);
-  EXPECT_EQ(bundle.opentable("NO_SUCH_TABLE"), nullptr);
-  EXPECT_EQ(bundle.setfile(CATALOGUE_DIR, "NO_SUCH_TABLE", "root"), -1);
-  EXPECT_EQ(bundle.setfile("/nonexistent/zevautilerr", "root"), -1);
 }
 
 TEST(ErrorRecord, JoinsFailuresInOrderAndForgetsThemWhenFetched) {

@@ -1,11 +1,9 @@
-// The bundled policy library where its wrappers do not reach: what lies where in the store, records
-// and buffers at their bounds, names and handles that are none.
+// The bundled policy library where its wrappers do not reach: records and buffers at
+// their bounds, texts and handles that are none.
 
 #include <string.h>
 
-#include "nvaddresslist.h"
-#include "nvclassification.h"
-#include "nvrulehive.h"
+#include "nvpol.h"
 #include "policy_store.h"
 
 namespace {
@@ -22,80 +20,6 @@ class PolicyLibrary : public PolicyStoreTest {
   OpenKey rule_{registry_, kPolicy + "\\Rule\\Mail"};
   int32_t status_ = 0;
 };
-
-TEST_F(PolicyLibrary, WritesObjectsWhereTheImportersDo) {
-  NvClassification classes(kPolicy, home_.address());
-  Handle group = classes.createclass("Spam", "Shown", "Why");
-  nvpol_closeAction(classes.createaction(group, "Keep", {"", "Act", "c", 2, 0x10003, -1}),
-                    &status_);
-  EXPECT_EQ(classes.closeclass(group), 0);
-
-  NvRuleHive rules(kPolicy, home_.address());
-  Handle sales = nullptr;
-  EXPECT_EQ(rules.createRule(sales, "\\", "Sales", "", "", Texts{"*", "x", ""},
-                             Texts{"Staff", "y", "a;b"}),
-            0);
-  EXPECT_EQ(rules.RemoveCondition(sales, "x", "y"), 0);
-  EXPECT_EQ(rules.SetRuleAttrib(sales, {"Sales", "floor 2", 3, 0x80000001u}), 0);
-  EXPECT_EQ(rules.createTask(sales, "AV", "", "", 0), 0);
-  EXPECT_EQ(rules.SetTaskAttrib(sales, "AV", {"Virus", "c", 1, 0x10001, 1, 0, 99}), 0);
-  for (auto const& [name, value] :
-       {std::pair("Joke", "Delete"), {"Worm", "Keep"}, {"Joke", "Spam"}})
-    EXPECT_EQ(rules.addoutcome(sales, "AV", name, value), 0);
-  for (char const* task : {"Inherited", "Inherited", "AV"})
-    EXPECT_EQ(rules.inactivetask(sales, task, true), 0);
-  EXPECT_EQ(rules.closeRule(sales), 0);
-
-  NvAddresslist lists(kPolicy, home_.address());
-  EXPECT_EQ(lists.createaddrlist("Staff", {"Staff", "all", 0, 77}), 0);
-  EXPECT_EQ(lists.setaddress("Staff", Texts{"a@x", "b\\@;%s", "a@x"}), 0);
-
-  EXPECT_EQ(dump(kPolicy), R"(test
-test\Rule
-test\Rule\Mail
-test\Rule\Mail\rules
-test\Rule\Mail\rules\Sales
-    string,   comment=floor 2
-    string,   displayName=Sales
-    dword,   order=3
-    dword,   matchType=2147483649
-    string,   condition1=*;Staff
-    string,   condition2=;a;b
-test\Rule\Mail\rules\Sales\tasks
-test\Rule\Mail\rules\Sales\tasks\AV
-    dword,   order=1
-    dword,   filter=65537
-    dword,   enable=1
-    dword,   overridable=0
-    string,   comment=c
-    string,   displayName=Virus
-test\Rule\Mail\rules\Sales\tasks\AV\Classification
-    string,   Joke=Spam
-    string,   Worm=Keep
-test\Rule\Mail\rules\Sales\inactive
-    string,   inactive1=Inherited
-    string,   inactive2=AV
-test\Classification
-test\Classification\Spam
-    string,   displayName=Shown
-    string,   comment=Why
-test\Classification\Spam\actions
-test\Classification\Spam\actions\Keep
-    dword,   order=2
-    string,   comment=c
-    string,   displayName=Act
-    dword,   actionType=65539
-    dword,   extra=4294967295
-test\AddressList
-test\AddressList\Staff
-    string,   displayName=Staff
-    string,   comment=all
-    dword,   order=0
-    string,   address1=a@x
-    string,   address2=b\@;%s
-    string,   address3=a@x
-)");
-}
 
 TEST_F(PolicyLibrary, RefusesNulls) {
   _NvPolTaskAttr const attr{};
@@ -114,21 +38,6 @@ TEST_F(PolicyLibrary, RefusesNulls) {
     EXPECT_EQ(status_, NVREG_BAD_ARGUMENT) << "call " << &call - calls;
   }
   EXPECT_EQ(nvpol_openTask(rule_.get(), "t", &status_), nullptr) << "half a task";
-}
-
-TEST_F(PolicyLibrary, MovesItemsForwardWhenOneIsDeleted) {
-  NvRuleHive rules(kPolicy, home_.address());
-  for (char const* name : {"t0", "t1", "t2", "t3"})
-    EXPECT_EQ(rules.createTask("\\", name, "", "", 0), 0);
-  for (uint32_t index : {0u, 1u}) {
-    char name[NVPOL_NAME_SIZE];
-    uint32_t length = sizeof name;
-    nvpol_enumTask(rule_.get(), index, name, &length, &status_);
-    nvpol_deleteTask(rule_.get(), name, &status_);
-  }
-  Texts left;
-  EXPECT_EQ(rules.GetAllTaskName("\\", left), 0);
-  EXPECT_THAT(left, testing::ElementsAre("t1", "t3"));
 }
 
 TEST_F(PolicyLibrary, ReadsRecordsWithinTheirBounds) {
