@@ -21,6 +21,16 @@ TEST_F(Writer, KeepsTheLayoutAndBothFiles) {
                                  ".\ntry to write ini file to " + path("x.gen") + ".\n");
 }
 
+TEST_F(Writer, GivesTheExampleExportBackByteForByte) {
+  int files = 0;
+  for (auto const& entry : std::filesystem::recursive_directory_iterator(EXAMPLES)) {
+    if (!entry.is_regular_file()) continue;
+    EXPECT_EQ(rewritten(content(entry.path())), content(entry.path())) << entry.path();
+    ++files;
+  }
+  EXPECT_GT(files, 10);
+}
+
 TEST_F(Writer, SectionsWithoutAName) {
   std::pair<char const*, char const*> const cases[] = {
       {"", ""},
@@ -73,6 +83,19 @@ TEST_F(Writer, CopiesEveryByteOrTellsWhyNot) {
   EXPECT_FALSE(std::filesystem::exists(target)) << "half a copy";
   EXPECT_EQ(file.geterror(), "Unabel open read file: " + folder_ + "\nUnabel open write file: " +
                                  folder_ + "\nUnable to write file: " + target + "\n");
+}
+
+TEST_F(Writer, Dump) {
+  NvConfigFile file(path("missing"));
+  EXPECT_EQ(file.readfile(), -1);
+  file.setsection("a", {{"k", "v"}, {"l", ""}});
+  testing::internal::CaptureStdout();
+  file.print();
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "NvConfigFile--print\nfilename:" + path("missing") +
+                "\nNvinifile size=1\nsection: a\n    key:k\n    value:v\n    key:l\n    value:\n"
+                "Error :Unable to open input file:" +
+                path("missing") + "\n");
 }
 
 }  // namespace

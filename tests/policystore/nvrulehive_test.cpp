@@ -57,6 +57,7 @@ TEST_F(RuleHive, RecordsEachFailureByItsNameAndTexts) {
 
   Failure const hive_failures[] = {
       {DOING(hive.openRule("x")), message("REG_FILE", "nvpol_openRule", "x", kGone)},
+      {DOING(hive.openRule("")), message("REG_FILE", "nvpol_openRule", "", NVREG_BAD_NAME)},
       {DOING(hive.openRule("\\x")), fail("nvpol_openRuleByFullName", "\\x", kGone)},
       {DOING(hive.closeRule(none)), empty("closeRule hdl")},
       {DOING(hive.closeTask(none)), empty("closeTask hdl")},
@@ -66,6 +67,8 @@ TEST_F(RuleHive, RecordsEachFailureByItsNameAndTexts) {
       {DOING(hive.createRule(created, none, "r", "", "", "a", "b")), empty("createRule htRule")},
       {DOING(hive.createRule(created, root, "r", "", "", Texts{"a"}, Texts{})),
        message("REG_SIZE1", "createRule:")},
+      {DOING(hive.createRule(created, gone, "r", "", "", "a", "b")),
+       fail("nvpol_createRule", "r", kGone)},
       {DOING(hive.createRule(created, root, "half", "d", "", Texts{"a", "a;c"}, Texts{"b", "b"})),
        fail("nvpol_createRule", "half", NVREG_BAD_NAME)},
       {DOING(hive.deleteRule(root, "x")), fail("nvpol_deleteRule", "x", kGone)},
@@ -85,6 +88,7 @@ TEST_F(RuleHive, RecordsEachFailureByItsNameAndTexts) {
       {DOING(hive.settaskorder(root, "x", 1)), fail2("nvpol_setTaskOrder", kGone)},
       {DOING(hive.AddCondition(none, "a", "b")), empty("AddCondition hRule")},
       {DOING(hive.AddCondition(root, "a;b", "c")), fail2("nvpol_addCondition", NVREG_BAD_NAME)},
+      {DOING(hive.AddCondition(gone, "a", "b")), fail2("nvpol_addCondition", kGone)},
       {DOING(hive.RemoveCondition(none, "a", "b")), empty("RemoveCondition hRule")},
       {DOING(hive.RemoveCondition(root, "a", "b")), fail2("nvpol_removeCondition", kGone)},
       {DOING(hive.GetAllConditions(none, names, others)), empty("GetAllCondition hRule")},
@@ -92,6 +96,7 @@ TEST_F(RuleHive, RecordsEachFailureByItsNameAndTexts) {
       {DOING(hive.createTask(none, "t", "", "", 1)), empty("createTask htRule")},
       {DOING(hive.createTask(root, "", "", "", 1)), empty("createTask Taskname")},
       {DOING(hive.createTask(root, "t", "", "", 1)), fail("nvpol_createTask", "t", NVREG_EXISTS)},
+      {DOING(hive.createTask(gone, "t", "", "", 1)), fail("nvpol_createTask", "t", kGone)},
       {DOING(hive.deleteTask(none, "t")), empty("deleteTask hdl")},
       {DOING(hive.deleteTask(root, "")), empty("deleteTask taskname")},
       {DOING(hive.deleteTask(root, "x")), fail("nvpol_deleteTask", "x", kGone)},
@@ -111,6 +116,7 @@ TEST_F(RuleHive, RecordsEachFailureByItsNameAndTexts) {
       {DOING(hive.addoutcome(none, "o", "v")), empty("addoutcome hTask")},
       {DOING(hive.addoutcomes(root, "", outcomes)), empty("taskname")},
       {DOING(hive.addoutcome(root, "t", "", "v")), fail2("nvpol_addOutcome", NVREG_BAD_NAME)},
+      {DOING(hive.addoutcome(gone, "o", "v")), fail2("nvpol_addOutcome", kGone)},
       {DOING(hive.deleteoutcome(none, "t", "o")), empty("deleteoutcome hRule")},
       {DOING(hive.deleteoutcome(none, "o")), empty("deleteoutcome hTask")},
       {DOING(hive.deleteoutcome(root, "t", "o")), fail("nvpol_deleteOutcome", "o", kGone)},
@@ -166,6 +172,33 @@ TEST_F(RuleHive, ReadsWhatAnImporterWrote) {
   EXPECT_EQ(hive.GetAllSubRuleName(names), -1) << "a name that does not fit";
   EXPECT_EQ(hive.geterror(), fail2("nvpol_enumRule", NVREG_BUFFER_TOO_SMALL));
   EXPECT_THAT(names, ElementsAre("A"));
+}
+
+TEST_F(RuleHive, ReadsWhatANewGatewayHolds) {
+  NvRuleHive hive("registry\\policy", home_.address());
+  NvClassification classes("registry\\policy", home_.address());
+  NvAddresslist lists("registry\\policy", home_.address());
+  _NvPolRuleAttr root;
+  std::vector<_NvPolTaskAttr> tasks;
+  NvRuleHive::Outcomes outcomes;
+  Texts addresses;
+  EXPECT_EQ(hive.GetRuleAttrib("\\", root), 0);
+  EXPECT_STREQ(root.displayName, "Global policy");
+  EXPECT_EQ(hive.GetTasksAttrib("\\", tasks), 0);
+  ASSERT_EQ(tasks.size(), 1u);
+  EXPECT_EQ(tasks[0].filter, 0x10001u);
+  EXPECT_EQ(hive.getoutcomes("\\", "VirusScan", outcomes), 0);
+  EXPECT_EQ(outcomes.size(), 8u);
+  for (auto const& [finding, name] : outcomes) {
+    std::vector<Nvactionattr> actions;
+    Handle group = classes.openclass(name);
+    EXPECT_EQ(classes.getallaction(group, actions), 0) << finding;
+    EXPECT_EQ(actions[0].displayname, name);
+    EXPECT_EQ(actions[0].actiontype >> 16, 1);
+    EXPECT_EQ(classes.closeclass(group), 0);
+  }
+  EXPECT_EQ(lists.getaddress("Administrators", addresses), 0);
+  EXPECT_THAT(addresses, ElementsAre("postmaster@localhost"));
 }
 
 TEST_F(RuleHive, KeepsWhatARuleRefersToInATreeOfAnyDepth) {
