@@ -19,8 +19,5 @@ int migrate(char const* package);
 // Handler of SIGALRM, the watchdog: jumps to the run's restore point.
 [[noreturn]] void timeout(int number);
 
-// Removes the package key's file if this run has made it. Usable in a signal handler.
-void remove_key_file();
-
 // True when the web console is not switched off (HOME/config/disable.webui does not exist).
 bool is_web_enable();

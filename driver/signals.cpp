@@ -4,7 +4,7 @@
 
 #include <initializer_list>
 
-#include "migrate.h"
+#include "opened_package.h"
 #include "result.h"
 
 SignalHandler my_signal(int number, SignalHandler handler) {
