@@ -1,15 +1,37 @@
 #include "result.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "fixed_text.h"
 #include "product_home.h"
+#include "trusted_open.h"
+
+namespace {
+
+// The file's folder may be the console's: nothing but a plain file of one name is written over, and
+// no link of the console's user is followed out of the home.
+int open_result_file() {
+  char const* const home = zeva::product_home();
+  constexpr char kFile[] = "xhtml/en/download/mig_result";
+  FixedText path;
+  path.add(home).add("/").add(kFile);
+  if (!path.fits()) return -1;
+  int const folder = open(home[0] == '\0' ? "/" : home, O_PATH | O_DIRECTORY | O_CLOEXEC);
+  int const file = zeva::open_trusted(folder, kFile, O_WRONLY | O_CREAT, 0666, zeva::Links::kOwn);
+  struct stat status;
+  bool const plain = file >= 0 && fstat(file, &status) == 0 && S_ISREG(status.st_mode) &&
+                     status.st_nlink == 1 && ftruncate(file, 0) == 0;
+  if (plain) return file;
+  if (file >= 0) close(file);
+  return -1;
+}
+
+}  // namespace
 
 void my_exit(int code) {
-  FixedText path;
-  path.add(zeva::product_home()).add("/xhtml/en/download/mig_result");
-  int file = path.fits() ? open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666) : -1;
+  int const file = open_result_file();
   if (file >= 0) {
     // The console reads this file as one piece: no line end follows.
     FixedText text;

@@ -2,21 +2,36 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <limits.h>
+#include <linux/magic.h>
 #include <pthread.h>
 #include <signal.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <string.h>
+#include <sys/stat.h>
+#include <sys/vfs.h>
 #include <time.h>
 #include <unistd.h>
 
 #include <initializer_list>
 
+#include "trusted_open.h"
+
 namespace {
 
 constexpr size_t kMessageSize = 2048;
+constexpr size_t kHeaderSize = 100;
+constexpr useconds_t kPipePause = 20000;  // microseconds between two looks at a pipe
+
+// A pipe takes a line whole or not at all.
+static_assert(kHeaderSize + kMessageSize <= PIPE_BUF);
 
 char log_path[1024] = "migration.log";
+struct stat starting_folder = {};
+bool failure_told = false;
+
+enum class Outcome { kWritten, kLost, kNotOpened, kPipeNotReady };
 
 // Holds back every signal that could jump out of, or end, the line being written: a jump out of
 // localtime would leave its lock behind.
@@ -36,42 +51,96 @@ class SignalsHeld {
   sigset_t before_;
 };
 
-// A log that cannot take the line (disk full, closed pipe) must not stop the migration.
-void write_all(int fd, char const* data, size_t length) {
+bool write_all(int fd, char const* data, size_t length) {
   while (length > 0) {
     ssize_t written = write(fd, data, length);
     if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return;
+    if (written <= 0) return false;
     data += written;
     length -= static_cast<size_t>(written);
   }
+  return true;
 }
 
-// Puts a line into the file; false when it cannot be opened. The run's working folder becomes the
-// package's: a relative path must not lead through a link of the package, nor wait at a pipe of it.
-bool append_line(char const* message) {
+// The run's working folder becomes the package's: from then on a relative path may be anything that
+// the package holds.
+bool leads_into_package() {
+  struct stat here;
+  return log_path[0] != '/' && (stat(".", &here) != 0 || here.st_dev != starting_folder.st_dev ||
+                                here.st_ino != starting_folder.st_ino);
+}
+
+int open_log(int flags) {
+  return zeva::open_trusted(AT_FDCWD, log_path, flags, 0666,
+                            leads_into_package() ? zeva::Links::kNone : zeva::Links::kOwn);
+}
+
+// Whether to wait for the reader of a pipe that has failed with this error. A stranger's pipe, or
+// one of the package, could keep the run waiting for ever; one that was handed to this process and
+// has lost its reader gets no other.
+bool is_worth_waiting(int pipe, int error) {
+  struct stat status;
+  struct statfs system;
+  if (pipe < 0 || fstat(pipe, &status) != 0 || fstatfs(pipe, &system) != 0) return false;
+  if (!S_ISFIFO(status.st_mode) || leads_into_package()) return false;
+  if (system.f_type == PIPEFS_MAGIC) return error == EAGAIN;
+  return zeva::is_trusted_owner(status.st_uid) &&
+         (error == EAGAIN || error == EPIPE || error == ENXIO);
+}
+
+// Why the log could not be opened for writing is errno, before and afterwards.
+Outcome not_opened() {
+  int const error = errno;
+  int const pipe = error == ENXIO ? open_log(O_RDONLY) : -1;
+  bool const wait = is_worth_waiting(pipe, error);
+  if (pipe >= 0) close(pipe);
+  errno = error;
+  return wait ? Outcome::kPipeNotReady : Outcome::kNotOpened;
+}
+
+Outcome write_line(int log, char const* line, size_t length) {
+  struct stat status;
+  // Other than a pipe, a terminal that was halted may have taken a part of the line.
+  if (fstat(log, &status) == 0 && !S_ISFIFO(status.st_mode)) fcntl(log, F_SETFL, O_APPEND);
+  if (write_all(log, line, length)) return Outcome::kWritten;
+  int const error = errno;
+  bool const wait = is_worth_waiting(log, error);
+  errno = error;
+  return wait ? Outcome::kPipeNotReady : Outcome::kLost;
+}
+
+Outcome append_line(char const* message) {
   time_t now = time(nullptr);
   tm local;
   localtime_r(&now, &local);
   char when[32];
   strftime(when, sizeof when, "%Y/%m/%d %H:%M:%S", &local);
 
-  int relative = log_path[0] == '/' ? 0 : O_NOFOLLOW;
-  int log = open(
-      log_path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | relative, 0666);
-  if (log < 0) return false;
+  int const log = open_log(O_WRONLY | O_APPEND | O_CREAT);
+  if (log < 0) return not_opened();
 
   // "%ul" prints the number and a letter l: the log has always looked so. The thread handle is
   // shown by its low 32 bits.
-  char header[100];
+  char header[kHeaderSize];
   snprintf(header, sizeof header, "[%s][pid=%ul][tid=%ul]:", when, static_cast<unsigned>(getpid()),
            static_cast<unsigned>(pthread_self()));
 
-  char line[sizeof header + kMessageSize];
-  int length = snprintf(line, sizeof line, "%s%s\n", header, message);
-  write_all(log, line, static_cast<size_t>(length));
+  char line[kHeaderSize + kMessageSize];
+  int const length = snprintf(line, sizeof line, "%s%s\n", header, message);
+  Outcome const outcome = write_line(log, line, static_cast<size_t>(length));
+  int const error = errno;
   close(log);
-  return true;
+  errno = error;
+  return outcome;
+}
+
+// A run whose log cannot be opened is silent: whoever started it should know why.
+void tell_failure(int error) {
+  if (failure_told) return;
+  failure_told = true;
+  char const* const why =
+      error == ELOOP ? "the path holds a link that somebody else has made" : strerrordesc_np(error);
+  dprintf(STDERR_FILENO, "zeva-migrate: log %s: %s; lines are missing from it\n", log_path, why);
 }
 
 }  // namespace
@@ -79,20 +148,36 @@ bool append_line(char const* message) {
 void SetDebugLogFileName(char const* path) {
   strncpy(log_path, path, sizeof log_path - 1);
   log_path[sizeof log_path - 1] = '\0';
+  if (stat(".", &starting_folder) != 0) starting_folder = {};
 }
 
 void LogDebugMessage(char const* format, ...) {
   char message[kMessageSize];
-  {
-    SignalsHeld held;
-    va_list arguments;
-    va_start(arguments, format);
-    vsnprintf(message, sizeof message, format, arguments);
-    va_end(arguments);
-    if (!append_line(message)) return;
+  Outcome outcome;
+  for (;;) {
+    {
+      SignalsHeld held;
+      va_list arguments;
+      va_start(arguments, format);
+      vsnprintf(message, sizeof message, format, arguments);
+      va_end(arguments);
+      outcome = append_line(message);
+      if (outcome == Outcome::kLost || outcome == Outcome::kNotOpened) tell_failure(errno);
+    }
+    if (outcome == Outcome::kNotOpened) return;
+    if (outcome != Outcome::kPipeNotReady) break;
+    usleep(kPipePause);  // signals get through
   }
   // Signals may interrupt the echo: nobody may be reading it.
   size_t echoed = strlen(message);
   message[echoed] = '\n';
   write_all(STDOUT_FILENO, message, echoed + 1);
+}
+
+void SyncDebugLog() {
+  SignalsHeld held;
+  int const log = open_log(O_WRONLY | O_APPEND);
+  if (log < 0) return;
+  fsync(log);
+  close(log);
 }

@@ -9,10 +9,18 @@
 // stream.
 #pragma once
 
-// Sets the run log's path, cut at 1023 bytes. Until then it is "migration.log". A relative path is
-// taken relative to the working directory of each line, and must not be a link.
+// Sets the run log's path, cut at 1023 bytes. Until then it is "migration.log". A link that neither
+// this user nor root has made is not followed, nor is the reader of a stranger's pipe waited for; a
+// pipe of one's own gets every line, however long its reader takes.
+//
+// A relative path is taken relative to the working directory of each line. Once that is another one
+// than now it belongs to the package: no link is followed there, and nothing waited for.
 void SetDebugLogFileName(char const* path);
 
 // Appends one line, printf-style; the message is cut at 2047 bytes. When the log cannot be opened
-// the message is dropped, on standard output too.
+// the message is dropped, on standard output too. The first line that does not reach the log is
+// reported on standard error, with the reason.
 void LogDebugMessage(char const* format, ...) __attribute__((format(printf, 1, 2)));
+
+// Brings the log to the disk: after a power cut it says how far the run had come.
+void SyncDebugLog();

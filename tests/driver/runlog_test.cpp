@@ -5,6 +5,7 @@
 #include <setjmp.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <string.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -24,8 +25,12 @@ class RunLog : public testing::Test {
     std::string pattern = (fs::temp_directory_path() / "zeva-runlog-XXXXXX").string();
     root_ = mkdtemp(pattern.data());
     SetDebugLogFileName((root_ / "log").c_str());
+    alarm(20);  // a test that waits for ever ends here
   }
-  ~RunLog() override { fs::remove_all(root_); }
+  ~RunLog() override {
+    alarm(0);
+    fs::remove_all(root_);
+  }
 
   std::string log() const {
     std::ifstream file(root_ / "log");
@@ -87,16 +92,69 @@ TEST_F(RunLog, SurvivesJumpsOutOfIt) {
   }
 }
 
-// The run's working folder becomes the package's.
-TEST_F(RunLog, FollowsNoLinkAndWaitsAtNoPipe) {
-  fs::current_path(root_);
-  fs::create_symlink(root_ / "target", "link");
-  mkfifo("pipe", 0600);
-  for (char const* name : {"link", "pipe"}) {
-    SetDebugLogFileName(name);
-    LogDebugMessage("lost");
+// Makes what a log's path meets on its way, in the working folder.
+struct Place {
+  char const* name;
+  char const* setup;          // a shell script; "other" is another user's
+  char const* path;           // given to the log
+  char const* receives;       // the file that gets the line; null when none may
+  bool into_package = false;  // the run has changed its folder
+};
+
+Place const kPlaces[] = {
+    {"OwnLink", "ln -s target log", "log", "target"},
+    {"OwnLinkFromTheRoot", "ln -s $PWD/target log", "log", "target"},
+    {"LinkToFolder", "mkdir in; ln -s in way", "way/log", "in/log"},
+    {"LinksWithoutEnd", "ln -s b a; ln -s a b", "a", nullptr},
+    {"ThroughProc", "touch target", "/proc/self/cwd/target", "target"},
+    {"OthersLink", "ln -s target log; chown -h 65534 log", "log", nullptr},
+    {"OthersLinkToFolder", "mkdir in; ln -s in way; chown -h 65534 way", "way/log", nullptr},
+    {"OthersPipe", "mkfifo log; chown 65534 log", "log", nullptr},
+    {"PlainFileOfThePackage", "touch log", "log", "log", true},
+    {"LinkOfThePackage", "ln -s target log", "log", nullptr, true},
+    {"FolderLinkOfThePackage", "mkdir in; ln -s in way", "way/log", nullptr, true},
+    {"PipeOfThePackage", "mkfifo log", "log", nullptr, true},
+};
+
+TEST_F(RunLog, FollowsNoStrangersLinkAndWaitsAtNoStrangersPipe) {
+  for (Place const& place : kPlaces) {
+    if (strstr(place.setup, "chown") != nullptr && geteuid() != 0) continue;
+    fs::path const folder = root_ / place.name;
+    fs::create_directory(folder);
+    fs::current_path(place.into_package ? root_ : folder);
+    SetDebugLogFileName(place.path);
+    fs::current_path(folder);
+    ASSERT_EQ(system(place.setup), 0);
+    testing::internal::CaptureStdout();
+    LogDebugMessage("line");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), place.receives ? "line\n" : "") << place.name;
+    for (char const* file : {"target", "in/log", "log"}) {
+      bool const written = fs::is_regular_file(fs::symlink_status(file)) && fs::file_size(file) > 0;
+      EXPECT_EQ(written, place.receives && place.receives == std::string(file))
+          << place.name << ": " << file;
+    }
   }
-  EXPECT_FALSE(fs::exists("target"));
+}
+
+// The reader comes late, and there is more than a pipe holds.
+TEST_F(RunLog, OwnPipeGetsEveryLine) {
+  fs::current_path(root_);
+  mkfifo("log", 0600);
+  ASSERT_EQ(system("(sleep 0.2; timeout 10 head -n 100 <> log > got; mv got all) > errors 2>&1 &"),
+            0);
+  testing::internal::CaptureStdout();
+  for (int i = 0; i < 100; ++i) LogDebugMessage("%s", std::string(2000, 'x').c_str());
+  testing::internal::GetCapturedStdout();
+  EXPECT_EQ(system("until [ -e all ]; do sleep 0.01; done; exit $(wc -l < all)"), 100 << 8);
+}
+
+TEST_F(RunLog, TellsOnceWhyItIsSilent) {
+  SetDebugLogFileName("/nowhere/log");
+  testing::internal::CaptureStderr();
+  for (int i = 0; i < 2; ++i) LogDebugMessage("lost");
+  EXPECT_EQ(
+      testing::internal::GetCapturedStderr(),
+      "zeva-migrate: log /nowhere/log: No such file or directory; lines are missing from it\n");
 }
 
 }  // namespace
