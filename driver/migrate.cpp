@@ -4,7 +4,7 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include <new>
+#include <exception>
 #include <string>
 
 #include "commands.h"
@@ -15,6 +15,7 @@
 #include "policy_backup.h"
 #include "product_home.h"
 #include "regserver_control.h"
+#include "result.h"
 #include "runlog.h"
 
 namespace {
@@ -36,6 +37,8 @@ constexpr Importer kImporters[] = {
 };
 
 sigjmp_buf restore_point;
+enum Jump { kTimeout = 1, kOutOfMemory = 2 };  // how the restore point is reached again
+volatile sig_atomic_t importing = 0;           // there is a restore point to jump to
 
 bool exists(char const* path) {
   return access(path, F_OK) == 0;
@@ -59,35 +62,83 @@ FixedText<> regserver_address() {
   return address;
 }
 
-// Running out of memory is the one failure that importers do not report by a status.
-int run_importer(Importer const& importer, char const* address) {
+int out_of_memory() {
+  LogDebugMessage("Error [%d]: not enough memory to import.", 347);
+  return -18;
+}
+
+// Running out of memory is the one failure that is not reported by a status.
+template <typename Step>
+int unless_out_of_memory(Step step) {
   try {
-    return importer.import(kUnpackFolder, address);
-  } catch (std::bad_alloc const&) {
-    LogDebugMessage("Error [%d]: not enough memory to import.", 347);
-    return -18;
+    return step();
+  } catch (std::exception const&) {
+    return out_of_memory();
   }
 }
 
-int import_or_restore(char const* address) {
-  signal(SIGALRM, timeout);
-  if (sigsetjmp(restore_point, 1) != 0) {
-    alarm(0);
-    LogDebugMessage("Timeout, restore all configurations.");
-    restore_policy_files();
-    return -17;
-  }
+// What cannot be thrown further, out of a destructor, ends here. It leaves the importers as the
+// watchdog does.
+[[noreturn]] void leave_out_of_memory() {
+  if (importing != 0) siglongjmp(restore_point, kOutOfMemory);
+  remove_key_file();
+  my_exit(out_of_memory());
+}
 
-  alarm(kWatchdogSeconds);
+void mask_alarm(int how) {
+  sigset_t alarm_alone;
+  sigemptyset(&alarm_alone);
+  sigaddset(&alarm_alone, SIGALRM);
+  sigprocmask(how, &alarm_alone, nullptr);
+}
+
+void ignore_alarm(int) {}
+
+// From here on the alarm, or one that somebody sends, changes nothing. A handler and not SIG_IGN,
+// which the commands of the run would inherit.
+void end_watch() {
+  importing = 0;
+  signal(SIGALRM, ignore_alarm);
+  mask_alarm(SIG_UNBLOCK);
+}
+
+int run_importers(char const* address) {
   for (Importer const& importer : kImporters) {
-    if (importer.progress != nullptr) LogDebugMessage("%s", importer.progress);
-    int result = run_importer(importer, address);
-    if (result != 0) {
-      alarm(0);
-      restore_policy_files();
-      return result;
+    if (importer.progress != nullptr) {
+      LogDebugMessage("%s", importer.progress);
+      SyncDebugLog();
     }
+    int const result =
+        unless_out_of_memory([&] { return importer.import(kUnpackFolder, address); });
+    if (result != 0) return result;
   }
+  return 0;
+}
+
+int restore(int result) {
+  alarm(0);
+  restore_policy_files();
+  return result;
+}
+
+int import_or_restore(char const* address) {
+  mask_alarm(SIG_BLOCK);  // until there is a point to jump to
+  signal(SIGALRM, timeout);
+  switch (sigsetjmp(restore_point, 1)) {
+    case kTimeout:
+      end_watch();
+      LogDebugMessage("Timeout, restore all configurations.");
+      return restore(-17);
+    case kOutOfMemory:
+      end_watch();
+      return restore(out_of_memory());
+  }
+  importing = 1;
+  mask_alarm(SIG_UNBLOCK);
+  alarm(kWatchdogSeconds);
+  int const result = run_importers(address);
+  end_watch();
+  if (result != 0) return restore(result);
   LogDebugMessage("Import successfully.");
   alarm(0);
   return 0;
@@ -100,36 +151,49 @@ void stop_regserver() {
 
 void clean_up() {
   stop_regserver();
+  check_restored_policy_files();
   remove_opened_package();
+}
+
+int prepare(char const* package, FixedText<>& address) {
+  int result = open_package(package);
+  if (result == 0) result = make_regserver_run();
+  if (result != 0) return result;
+  address = regserver_address();
+  return back_up_policy_files();
+}
+
+// The run would delete such a package: neither it nor its clean-up then touches anything under
+// /tmp.
+int refuse_package_in_the_way(char const* package) {
+  if (!stands_in_the_way(package, kPackageCopy, kKeyFile, kUnpackFolder)) return 0;
+  LogDebugMessage("Error [%d]: backup package failed.", 233);
+  return -4;
 }
 
 }  // namespace
 
 int migrate(char const* package) {
+  std::set_terminate(leave_out_of_memory);
   if (!exists(package)) {
     LogDebugMessage("Error [%d]: package %s don't exists.", 220, package);
     return -1;
   }
-  if (stands_in_the_way(package, kPackageCopy, kKeyFile, kUnpackFolder)) {
-    // The package stays: neither the run nor its clean-up touches anything under /tmp.
-    LogDebugMessage("Error [%d]: backup package failed.", 233);
+  int result = unless_out_of_memory([&] { return refuse_package_in_the_way(package); });
+  if (result != 0) {
     stop_regserver();
-    return -4;
+    return result;
   }
 
-  int result = open_package(package);
-  if (result == 0) result = make_regserver_run();
-  if (result == 0) {
-    auto address = regserver_address();
-    result = back_up_policy_files();
-    if (result == 0) result = import_or_restore(address.c_str());
-  }
+  FixedText<> address;
+  result = unless_out_of_memory([&] { return prepare(package, address); });
+  if (result == 0) result = import_or_restore(address.c_str());
   clean_up();
   return result;
 }
 
 void timeout(int) {
-  siglongjmp(restore_point, 1);
+  siglongjmp(restore_point, kTimeout);
 }
 
 bool is_web_enable() {

@@ -1,5 +1,10 @@
 #include "policy_backup.h"
 
+#include <errno.h>
+#include <fcntl.h>
+#include <limits.h>
+#include <string.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -10,33 +15,83 @@
 
 namespace {
 
+// A path too long for a command can still be opened.
+using Path = FixedText<PATH_MAX>;
+
 struct PolicyFile {
   char const* path;    // below the home
   char const* backup;  // below the backup folder
-  bool backed_up;      // by this run: copies of an earlier one are never put back
+  // Of this run: what an earlier one has left is never put back.
+  bool copied = false;          // the backup folder has a whole copy
+  char const* bytes = nullptr;  // what the file held, in a mapping of its own; null: not held
+  size_t size = 0;
+
+  bool backed_up() const { return copied || bytes != nullptr; }
 };
 
 PolicyFile policy_files[] = {
-    {"/config/cFlt_db.xml", "/cFlt_db.xml", false},
-    {"/config/cFlt_db.xml.redo", "/cFlt_db.xml.redo", false},
-    {"/config/cFlt_db.xml.bak", "/cFlt_db.xml.bak", false},
+    {"/config/cFlt_db.xml", "/cFlt_db.xml"},
+    {"/config/cFlt_db.xml.redo", "/cFlt_db.xml.redo"},
+    {"/config/cFlt_db.xml.bak", "/cFlt_db.xml.bak"},
 };
 
-bool exists(char const* path) {
-  return access(path, F_OK) == 0;
-}
+bool restored = false;
 
-FixedText<> below(char const* folder, char const* name) {
-  FixedText path;
+// An open descriptor of a function that the watchdog does not interrupt.
+class File {
+ public:
+  File(Path const& path, int flags)
+      : fd_(path.fits() ? open(path.c_str(), flags | O_NOFOLLOW | O_CLOEXEC, 0600) : -1) {}
+  ~File() {
+    if (fd_ >= 0) close(fd_);
+  }
+  File(File const&) = delete;
+  File& operator=(File const&) = delete;
+
+  explicit operator bool() const { return fd_ >= 0; }
+  int get() const { return fd_; }
+
+ private:
+  int fd_;
+};
+
+Path below(char const* folder, char const* name) {
+  Path path;
   path.add(folder).add(name);
   return path;
 }
 
-FixedText<> backup_folder() {
-  return below(zeva::product_home(), "/config/backup");
+Path in_home(char const* name) {
+  return below(zeva::product_home(), name);
 }
 
-int make_backup_folder(FixedText<> const& folder) {
+Path backup_folder() {
+  return in_home("/config/backup");
+}
+
+Path original_of(PolicyFile const& file) {
+  return in_home(file.path);
+}
+
+Path backup_of(PolicyFile const& file) {
+  return below(backup_folder().c_str(), file.backup);
+}
+
+bool exists(Path const& path) {
+  return path.fits() && access(path.c_str(), F_OK) == 0;
+}
+
+bool copy(Path const& source, Path const& target) {
+  return source.fits() && target.fits() && copyfile(source.c_str(), target.c_str());
+}
+
+// Of a file, or of a folder: the names in it.
+bool sync_to_disk(Path const& path) {
+  File const file(path, O_RDONLY);
+  return file && fsync(file.get()) == 0;
+}
+
+int make_backup_folder(Path const& folder) {
   struct stat status;
   bool ready =
       folder.fits() && (stat(folder.c_str(), &status) == 0 ? S_ISDIR(status.st_mode)
@@ -48,27 +103,116 @@ int make_backup_folder(FixedText<> const& folder) {
   return 0;
 }
 
+// Reads a size's worth of bytes from the beginning of a file; false when there are fewer.
+bool read_bytes(int fd, char* bytes, size_t size) {
+  for (size_t at = 0; at < size;) {
+    ssize_t const got = pread(fd, bytes + at, size - at, static_cast<off_t>(at));
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) return false;
+    at += static_cast<size_t>(got);
+  }
+  return true;
+}
+
+// The bytes of a file, null when they cannot be had. In a mapping of their own, which neither a
+// jump out of the heap nor a change of the file reaches.
+char const* hold(Path const& path, size_t& size) {
+  File const source(path, O_RDONLY | O_NONBLOCK);
+  struct stat status;
+  if (!source || fstat(source.get(), &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
+  size = static_cast<size_t>(status.st_size);
+  // One byte more: there is no mapping of nothing.
+  void* const room =
+      mmap(nullptr, size + 1, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (room == MAP_FAILED) return nullptr;
+  auto const bytes = static_cast<char*>(room);
+  if (read_bytes(source.get(), bytes, size)) return bytes;
+  munmap(room, size + 1);
+  return nullptr;
+}
+
+void back_up(PolicyFile& file) {
+  Path const original = original_of(file);
+  Path const backup = backup_of(file);
+  file.copied = copy(original, backup) && sync_to_disk(backup);
+  // Half a copy, or one of an earlier run among those of this one, would be taken for a backup.
+  if (!file.copied) unlink(backup.c_str());
+  file.bytes = hold(file.copied ? backup : original, file.size);
+}
+
+// Compared piece by piece: there may be no memory for a second copy.
+bool is_as_it_was(PolicyFile const& file) {
+  File const now(original_of(file), O_RDONLY | O_NONBLOCK);
+  struct stat status;
+  if (!now || fstat(now.get(), &status) != 0 || static_cast<size_t>(status.st_size) != file.size)
+    return false;
+  char piece[16 * 1024];
+  for (size_t at = 0; at < file.size;) {
+    size_t const wanted = file.size - at < sizeof piece ? file.size - at : sizeof piece;
+    ssize_t const got = pread(now.get(), piece, wanted, static_cast<off_t>(at));
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0 || memcmp(piece, file.bytes + at, static_cast<size_t>(got)) != 0) return false;
+    at += static_cast<size_t>(got);
+  }
+  return true;
+}
+
+// Over what stands there, which a full disk has room for.
+bool write_held(PolicyFile const& file) {
+  File const target(original_of(file), O_WRONLY | O_CREAT | O_NONBLOCK);
+  if (!target) return false;
+  for (size_t at = 0; at < file.size;) {
+    ssize_t const written =
+        pwrite(target.get(), file.bytes + at, file.size - at, static_cast<off_t>(at));
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    at += static_cast<size_t>(written);
+  }
+  return ftruncate(target.get(), static_cast<off_t>(file.size)) == 0;
+}
+
+bool put_back(PolicyFile const& file) {
+  Path const original = original_of(file);
+  bool done = file.copied && exists(backup_of(file)) && copy(backup_of(file), original);
+  if (file.bytes != nullptr && !(done && is_as_it_was(file))) done = write_held(file);
+  return done && sync_to_disk(original);
+}
+
 }  // namespace
 
 int back_up_policy_files() {
   LogDebugMessage("Backup policy files...");
-  auto folder = backup_folder();
+  Path const folder = backup_folder();
   if (int result = make_backup_folder(folder); result != 0) return result;
   for (PolicyFile& file : policy_files) {
-    auto source = below(zeva::product_home(), file.path);
-    auto target = below(folder.c_str(), file.backup);
-    file.backed_up = exists(source.c_str()) && source.fits() && target.fits() &&
-                     copyfile(source.c_str(), target.c_str());
+    if (!exists(original_of(file))) continue;
+    back_up(file);
+    if (file.backed_up()) continue;
+    LogDebugMessage("Error [%d]: backup %s failed.", 349, original_of(file).c_str());
+    return -16;
   }
+  // What holds the copies is new, too, the first time.
+  sync_to_disk(folder);
+  sync_to_disk(in_home("/config"));
   return 0;
 }
 
 void restore_policy_files() {
   LogDebugMessage("Restore backuped policy files...");
-  auto folder = backup_folder();
+  restored = true;
   for (PolicyFile const& file : policy_files) {
-    auto backup = below(folder.c_str(), file.backup);
-    if (!file.backed_up || !exists(backup.c_str())) continue;
-    copyfile(backup.c_str(), below(zeva::product_home(), file.path).c_str());
+    // Judged once the server is gone.
+    if (file.backed_up()) (void)put_back(file);
   }
+  sync_to_disk(in_home("/config"));
+}
+
+void check_restored_policy_files() {
+  if (!restored) return;
+  for (PolicyFile const& file : policy_files) {
+    if (!file.backed_up() || (file.bytes != nullptr && is_as_it_was(file))) continue;
+    if (put_back(file)) continue;
+    LogDebugMessage("Error [%d]: restore %s failed.", 372, original_of(file).c_str());
+  }
+  sync_to_disk(in_home("/config"));
 }

@@ -296,6 +296,56 @@ TEST_F(Migration, WatchdogRestores) {
       joined({kConfig, kExampleToAddresses, {"Timeout, restore all configurations."}, kRestore}));
 }
 
+// Something happens when the run stops the server.
+struct Late {
+  char const* name;
+  char const* setup;
+  char const* at_stop;  // a shell command, once the server is gone
+  int code;
+};
+
+void PrintTo(Late const& test, std::ostream* out) {
+  *out << test.name;
+}
+
+class LateEvent : public Migration, public testing::WithParamInterface<Late> {};
+
+Late const kLate[] = {
+    {"AlarmAfterTheImporters", "true", "kill -ALRM $(pgrep -x zeva-migrate)", 0},
+    {"ServerWritesLast", "rm export/misc.txt" REPACK,
+     "echo '<half/>' > $ZEVA_HOME/config/cFlt_db.xml", -15},
+};
+
+TEST_P(LateEvent, ChangesNothing) {
+  Late const& test = GetParam();
+  auto run = box_.run(test.setup + std::string(R"(
+    cd $ZEVA_HOME/bin/migration; mv S99Reg real
+    cat > S99Reg << 'END'
+#!/bin/sh
+$ZEVA_HOME/bin/migration/real $1; [ $1 = start ] || )") +
+                      test.at_stop + R"(
+END
+    chmod 755 S99Reg; cd /mnt/work; migrate pkg log)");
+  EXPECT_EQ(run.status, test.code & 0xff) << run.output;
+  EXPECT_EQ(box_.store() == before_, test.code != 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Restore, LateEvent, testing::ValuesIn(kLate),
+                         [](auto const& test) { return std::string(test.param.name); });
+
+// Neither backups nor changes fit any more; what the log's last block takes does.
+TEST_F(Migration, FullDiskLosesNothing) {
+  auto run = box_.run(R"(
+    cp -a $ZEVA_HOME/. /mnt/small; export ZEVA_HOME=/mnt/small PATH=/mnt/small/bin:$PATH
+    S99Reg start; zeva-regdump > before; cat /mnt/small/config/cFlt_db.* > files
+    head -c 100M /dev/zero > /mnt/small/filler 2> errors
+    migrate pkg /mnt/work/log > output 2>&1; echo $?; ls /mnt/small/config/backup
+    cat /mnt/small/config/cFlt_db.* | cmp files && zeva-regdump | cmp before && echo same)",
+                      "--size 50000000 --tmpfs /mnt/small");
+  EXPECT_EQ(run.output, "245\nsame\n");
+  EXPECT_THAT(box_.log(), testing::Contains(testing::StartsWith("Error [258]: ")));
+}
+
 TEST_F(Migration, PutsBackOnlyItsOwnBackups) {
   box_.run(R"(
     S99Reg start

@@ -50,14 +50,14 @@ Sandbox::~Sandbox() {
   fs::remove_all(root_);
 }
 
-Sandbox::Outcome Sandbox::run(std::string const& script) {
+Sandbox::Outcome Sandbox::run(std::string const& script, std::string const& more) {
   std::ofstream(root_ / "script") << kPrelude << script;
   std::string folder = root_.string();
   std::string command = "bwrap --ro-bind / / --dev /dev --proc /proc --unshare-pid --unshare-net ";
   command += "--die-with-parent --tmpfs /opt --bind " + home_.string() + " " + kHome;
   command += " --tmpfs /mnt --bind " + work_.string() + " /mnt/work --bind " + tmp_.string();
   command += " /tmp --ro-bind " + folder + "/script /mnt/script --chdir /mnt/work";
-  command += " sh /mnt/script > " + folder + "/output 2>&1";
+  command += " " + more + " sh /mnt/script > " + folder + "/output 2>&1";
   int status = run_shell(command);
   return {status, content(root_ / "output")};
 }

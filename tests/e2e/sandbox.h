@@ -22,8 +22,9 @@ class Sandbox {
     std::string output;  // standard output and error
   };
   // Runs a shell script. In it `migrate PACKAGE [LOG]` is the installed tool with its waits
-  // shortened to a thirtieth, and `S99Reg` the installed service script.
-  Outcome run(std::string const& script);
+  // shortened to a thirtieth, and `S99Reg` the installed service script. `more` are options of
+  // bwrap.
+  Outcome run(std::string const& script, std::string const& more = "");
 
   // The messages of the run log in a file of the work folder, without their headers; the start
   // time is shown as [...].

@@ -1,0 +1,181 @@
+// The net under the importers, over real files and the real cp: what is copied, held, put back and
+// brought to the disk, and in which order.
+
+#include "policy_backup.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "run_log.h"
+#include "runlog.h"
+
+namespace fs = std::filesystem;
+using ::testing::ElementsAre;
+
+namespace {
+
+std::vector<std::string> events;
+std::string failing_copies;  // matched with "SOURCE>TARGET", below the config folder
+
+std::string shortened(std::string const& text) {
+  return std::regex_replace(text, std::regex("(/tmp/zeva-backup-\\w+/config/?|cFlt_db\\.)"), "");
+}
+
+}  // namespace
+
+extern "C" int __real_system(char const* command);
+extern "C" int __real_fsync(int fd);
+
+extern "C" int __wrap_system(char const* command) {
+  std::smatch names;
+  std::string const text = shortened(command);
+  if (!std::regex_match(text, names, std::regex("cp -pf '(.*)' '(.*)'")))
+    return __real_system(command);
+  std::string const copy = names[1].str() + ">" + names[2].str();
+  events.push_back(copy);
+  bool const fails = !failing_copies.empty() && copy.find(failing_copies) != copy.npos;
+  // A full disk takes the first bytes.
+  std::string const half =
+      std::regex_replace(command, std::regex("cp -pf (.*) (.*)"), "head -c 1 $1 > $2; exit 1");
+  return __real_system(fails ? half.c_str() : command);
+}
+
+extern "C" int __wrap_fsync(int fd) {
+  fs::path const path = fs::read_symlink("/proc/self/fd/" + std::to_string(fd));
+  events.push_back("sync " + shortened(path.string()));
+  return __real_fsync(fd);
+}
+
+namespace {
+
+using Files = std::map<std::string, std::string>;
+
+class PolicyBackup : public testing::Test {
+ protected:
+  PolicyBackup() {
+    std::string pattern = "/tmp/zeva-backup-XXXXXX";
+    root_ = mkdtemp(pattern.data());
+    fs::create_directories(config_ = root_ / "config");
+    setenv("ZEVA_HOME", root_.c_str(), 1);
+    SetDebugLogFileName((root_ / "log").c_str());
+  }
+  ~PolicyBackup() override { fs::remove_all(root_); }
+
+  static void write(fs::path const& folder, Files const& files) {
+    for (auto const& [name, text] : files) std::ofstream(folder / ("cFlt_db." + name)) << text;
+  }
+
+  static Files read(fs::path const& folder) {
+    Files files;
+    for (auto const& entry : fs::directory_iterator(folder)) {
+      if (!entry.is_regular_file()) continue;
+      std::ifstream file(entry.path(), std::ios::binary);
+      files[shortened(entry.path().filename().string())] = {std::istreambuf_iterator<char>(file),
+                                                            {}};
+    }
+    return files;
+  }
+
+  fs::path root_, config_;
+};
+
+Files const kStore = {{"xml", "snapshot"}, {"xml.redo", ""}, {"xml.bak", std::string(50000, 'b')}};
+Files const kHalfImported = {{"xml", "x"}, {"xml.redo", "changes"}, {"xml.bak", "y"}};
+
+struct Case {
+  char const* name;
+  Files before = kStore;
+  char const* failing_backups = nullptr;   // the copies that fail while backing up
+  char const* lost_backup = nullptr;       // a copy that is gone when it is needed
+  char const* failing_restores = nullptr;  // the copies that fail while putting back
+  Files backups = kStore;
+};
+
+Case const kCases[] = {
+    {"NewGateway",
+     {{"xml", "snapshot"}, {"xml.redo", "r"}},
+     nullptr,
+     nullptr,
+     nullptr,
+     {{"xml", "snapshot"}, {"xml.redo", "r"}}},
+    {"AllGoesWell"},
+    {"NoCopyWorks", kStore, ">backup/", nullptr, nullptr, {}},
+    {"OneCopyFails",
+     kStore,
+     "xml.redo>",
+     nullptr,
+     nullptr,
+     {{"xml", "snapshot"}, {"xml.bak", kStore.at("xml.bak")}}},
+    {"CopyGoneWhenNeeded", kStore, nullptr, "backup/cFlt_db.xml"},
+    {"NoRestoreWorks", kStore, nullptr, nullptr, "backup/"},
+};
+
+TEST_F(PolicyBackup, PutsBackWhateverFails) {
+  for (Case const& test : kCases) {
+    SCOPED_TRACE(test.name);
+    fs::remove_all(config_);
+    fs::create_directory(config_);
+    write(config_, test.before);
+    failing_copies = test.failing_backups ? test.failing_backups : "";
+    ASSERT_EQ(back_up_policy_files(), 0);
+    EXPECT_EQ(read(config_ / "backup"), test.backups);
+
+    write(config_, kHalfImported);
+    if (!test.before.contains("xml.bak")) fs::remove(config_ / "cFlt_db.xml.bak");
+    if (test.lost_backup) fs::remove(config_ / test.lost_backup);
+    failing_copies = test.failing_restores ? test.failing_restores : "";
+    restore_policy_files();
+    EXPECT_EQ(read(config_), test.before);
+
+    // The server's last refresh comes after it.
+    write(config_, {{"xml", "the server's"}});
+    check_restored_policy_files();
+    EXPECT_EQ(read(config_), test.before);
+  }
+  EXPECT_THAT(logged_messages(root_ / "log"), testing::Each(testing::EndsWith("policy files...")));
+}
+
+TEST_F(PolicyBackup, IsOnTheDiskBeforeTheRunGoesOn) {
+  write(config_, kStore);
+  events.clear();
+  ASSERT_EQ(back_up_policy_files(), 0);
+  EXPECT_THAT(events, ElementsAre("xml>backup/xml", "sync backup/xml", "xml.redo>backup/xml.redo",
+                                  "sync backup/xml.redo", "xml.bak>backup/xml.bak",
+                                  "sync backup/xml.bak", "sync backup", "sync "));
+  events.clear();
+  restore_policy_files();
+  EXPECT_THAT(events,
+              ElementsAre("backup/xml>xml", "sync xml", "backup/xml.redo>xml.redo", "sync xml.redo",
+                          "backup/xml.bak>xml.bak", "sync xml.bak", "sync "));
+}
+
+TEST_F(PolicyBackup, SaysWhatItCannotDo) {
+  write(config_, kStore);
+  ASSERT_EQ(back_up_policy_files(), 0);
+  fs::remove(config_ / "cFlt_db.xml");
+  fs::create_directories(config_ / "cFlt_db.xml/in the way");
+  restore_policy_files();
+  check_restored_policy_files();
+  std::string const path = (config_ / "cFlt_db.xml").string();
+  EXPECT_THAT(logged_messages(root_ / "log"),
+              ElementsAre("Backup policy files...", "Restore backuped policy files...",
+                          "Error [372]: restore " + path + " failed."));
+
+  // Nothing may be imported over what cannot be put back.
+  fs::remove(root_ / "log");
+  EXPECT_EQ(back_up_policy_files(), -16);
+  EXPECT_THAT(logged_messages(root_ / "log"),
+              ElementsAre("Backup policy files...", "Error [349]: backup " + path + " failed."));
+}
+
+}  // namespace
