@@ -65,8 +65,13 @@ class IniReader {
     pending_.clear();
   }
 
-  void store() {
+  void merge_keys() {
     current_.mergeattributes(std::exchange(keys_, {}));
+    merged_ = at_;
+  }
+
+  void store() {
+    merge_keys();
     file_.setelements(std::exchange(current_, {}));
   }
 
@@ -92,6 +97,7 @@ class IniReader {
       current_.addkeycomment(key.name, pending_);
       pending_.clear();
     }
+    if (at_ - merged_ >= kBatch) merge_keys();
   }
 
   void skip_blanks() {
@@ -105,12 +111,17 @@ class IniReader {
     return text_.substr(at_, line_end_ - at_);
   }
 
+  // So much text is read before equal names are merged: enough keys for merging to be quick, few
+  // enough for a name that stands there a million times to take no more room than one.
+  static constexpr size_t kBatch = size_t{1} << 20;
+
   std::string_view const text_;
   NvConfigFile& file_;
   size_t at_ = 0;
   size_t line_end_;  // the newline that ends a line begun before or at at_, or the end of the text
   Nvinielement current_;
-  std::vector<Nvkeypair> keys_;  // of the current section, before equal names are merged
+  std::vector<Nvkeypair> keys_;  // of the current section, not yet merged into it
+  size_t merged_ = 0;            // up to where they are
   std::string pending_;  // the comment lines read since the last item, each with its newline
 };
 

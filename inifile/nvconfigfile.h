@@ -27,7 +27,8 @@ class NvConfigFile {
 
   // Reads the whole file in place of the sections held so far. 0, or -1 with the error text set
   // and the sections left as they were: the file cannot be opened or read, does not fit into
-  // memory, or is a folder, a device or a pipe. Whatever a regular file contains can be read.
+  // memory, is larger than zeva::kLargestFile (regularfile.h), or is a folder, a device or a pipe.
+  // Whatever else a regular file contains can be read.
   [[nodiscard]] int readfile();
 
   // The same from a descriptor open on a regular file, which stays the caller's; the path serves
@@ -73,8 +74,8 @@ class NvConfigFile {
   // the one at the path could not be copied. That there is no file at the path is no failure.
   [[nodiscard]] int writefile();
 
-  // Copies a regular file byte by byte over the target. 0, or -1 with the reason added to the error
-  // text.
+  // Copies a regular file that readfile could read byte by byte over the target. 0, or -1 with the
+  // reason added to the error text.
   int copyfile(std::string const& source, std::string const& target);
 
   // Writes the comment lines of an element's item to an open file: those above its header when NAME

@@ -18,8 +18,9 @@ void Nvinielement::setattributes(std::vector<Nvkeypair> attributes) {
 }
 
 void Nvinielement::mergeattributes(std::vector<Nvkeypair> attributes) {
-  if (attributes_.assign(std::move(attributes))) return;
-  for (Nvkeypair const& pair : attributes_.release()) setattribute(pair.name, pair.value);
+  attributes_.merge(std::move(attributes), [](Nvkeypair& pair, Nvkeypair&& later) {
+    pair.value = std::move(later.value);
+  });
 }
 
 void Nvinielement::setcomment(std::string_view name, std::string_view line) {

@@ -26,7 +26,7 @@ class Nvinielement {
   std::vector<Nvkeypair> const& getattributes() const { return attributes_.items(); }
   void setattributes(std::vector<Nvkeypair> attributes);
 
-  // Replaces the whole list by what setattribute would make of each pair in turn.
+  // Does for each pair in turn what setattribute would, but quicker.
   void mergeattributes(std::vector<Nvkeypair> attributes);
 
   // Adds comment lines below those that the named item already has: the section's header when NAME

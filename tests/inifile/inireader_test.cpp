@@ -2,14 +2,35 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <new>
 #include <random>
 
 #include "inifiles.h"
+#include "regularfile.h"
 
 using namespace std::string_literals;
+
+namespace {
+size_t held, most_held;  // bytes of the heap
+}
+
+void* operator new(size_t size) {
+  void* const block = malloc(size);
+  if (block == nullptr) throw std::bad_alloc();
+  most_held = std::max(most_held, held += malloc_usable_size(block));
+  return block;
+}
+void operator delete(void* block) noexcept {
+  held -= malloc_usable_size(block);
+  free(block);
+}
+void operator delete(void* block, size_t) noexcept {
+  operator delete(block);
+}
 
 namespace {
 
@@ -67,6 +88,21 @@ TEST(IniReader, OddTextsOfManyMegabytes) {
   EXPECT_EQ(read(std::string(size, '\n') + "k=v").size(), size + 8);
 }
 
+// As much memory as the names that differ need, however often they stand there.
+TEST(IniReader, RepeatedNamesCostAsMuchAsOne) {
+  std::string text, expected = "[s]\n";
+  std::string const value = std::string(40, 'v');
+  for (int i = 0; i < 400000; ++i) {
+    if (i == 100000) text += "[s]\n";
+    text += "k" + std::to_string(i % 100) + "=" + value + std::to_string(i) + "\n";
+  }
+  for (int i = 0; i < 100; ++i)
+    expected += "k" + std::to_string(i) + "=" + value + std::to_string(399900 + i) + "|\n";
+  size_t const before = most_held = held;
+  EXPECT_EQ(read(text), expected);
+  EXPECT_LT(most_held - before, size_t{8} << 20);
+}
+
 class ReadFile : public IniFiles {};
 
 TEST_F(ReadFile, WhatIsNotARegularFileIsRefusedWithoutWaiting) {
@@ -94,6 +130,26 @@ TEST_F(ReadFile, ReadsByNameAndByDescriptorAndAgain) {
   EXPECT_EQ(file.readfile(-1), -1);
   EXPECT_EQ(file.geterror(), "Unable to open input file:" + path("b") + "\n");
   EXPECT_EQ(NvConfigFile("/proc/self/status").readfile(), 0) << "its size is announced as 0";
+}
+
+TEST_F(ReadFile, TakesMemoryForWhatItReadsOfAFileOfAtMostTheLargestSize) {
+  NvConfigFile file(make("x", "k=v\n"));
+  std::filesystem::resize_file(path("x"), zeva::kLargestFile + 1);
+  EXPECT_EQ(file.readfile(), -1);
+  std::filesystem::resize_file(path("x"), zeva::kLargestFile);
+  int const fd = open(path("x").c_str(), O_RDONLY);
+  ASSERT_GT(lseek(fd, -100, SEEK_END), 0);
+  auto touched = [] {
+    size_t size, resident = 0;
+    std::ifstream("/proc/self/statm") >> size >> resident;
+    return resident * static_cast<size_t>(getpagesize());
+  };
+  size_t const before = touched();
+  std::string text;
+  EXPECT_TRUE(zeva::read_regular(fd, text));
+  EXPECT_EQ(text.size(), 100u);
+  EXPECT_LT(touched() - before, size_t{64} << 20);
+  close(fd);
 }
 
 // Whatever was read is written as a text that reads the same.
