@@ -50,7 +50,10 @@ class IniReader {
   // Keys and comment lines from before the first header, or below a header without a name, stay in
   // the current section and so become part of the one that begins here.
   void read_header() {
-    if (!current_.getname().empty()) store();
+    if (!current_.getname().empty())
+      store();
+    else
+      merge_keys();  // one that is named like the section keeps its comment lines
     ++at_;
     skip_blanks();
     std::string_view name = rest_of_line();

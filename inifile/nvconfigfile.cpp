@@ -29,17 +29,22 @@ int NvConfigFile::unreadable() {
   return -1;
 }
 
-int NvConfigFile::getelements(std::string_view section, Nvinielement& element) const {
+Nvinielement const* NvConfigFile::find(std::string_view section) const {
   Nvsectionpair const* pair = sections_.find(section);
-  if (pair == nullptr) return -1;
-  element = pair->getvalue();
+  return pair == nullptr ? nullptr : &pair->getvalue();
+}
+
+int NvConfigFile::getelements(std::string_view section, Nvinielement& element) const {
+  Nvinielement const* found = find(section);
+  if (found == nullptr) return -1;
+  element = *found;
   return 0;
 }
 
 int NvConfigFile::getattribute(std::string_view section, std::string_view key,
                                std::string& value) const {
-  Nvsectionpair const* pair = sections_.find(section);
-  return pair == nullptr ? -1 : pair->getvalue().getattribute(key, value);
+  Nvinielement const* found = find(section);
+  return found == nullptr ? -1 : found->getattribute(key, value);
 }
 
 int NvConfigFile::getattribute(std::string_view key, std::string& value) const {
@@ -48,9 +53,9 @@ int NvConfigFile::getattribute(std::string_view key, std::string& value) const {
 }
 
 int NvConfigFile::getsection(std::string_view section, std::vector<Nvkeypair>& attributes) const {
-  Nvsectionpair const* pair = sections_.find(section);
-  if (pair == nullptr) return -1;
-  attributes = pair->getvalue().getattributes();
+  Nvinielement const* found = find(section);
+  if (found == nullptr) return -1;
+  attributes = found->getattributes();
   return 0;
 }
 

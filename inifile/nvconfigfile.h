@@ -35,6 +35,11 @@ class NvConfigFile {
   // the error text only.
   [[nodiscard]] int readfile(int fd);
 
+  // All sections, and the first one of that name, null when there is none; valid until the file
+  // changes.
+  std::vector<Nvsectionpair> const& sections() const { return sections_.items(); }
+  Nvinielement const* find(std::string_view section) const;
+
   // Copies the first section of that name. 0, or -1 when there is none.
   int getelements(std::string_view section, Nvinielement& element) const;
 

@@ -113,8 +113,8 @@ int NvConfigFile::setattribute(std::string_view key, std::string_view value) {
 }
 
 int NvConfigFile::setsection(std::string_view section, std::vector<Nvkeypair> attributes) {
-  Nvinielement& element = sections_.obtain(section).getvalue();
-  element.setname(section);
-  element.setattributes(std::move(attributes));
+  Nvsectionpair& pair = sections_.obtain(section);
+  pair.getvalue().setname(pair.getname());
+  pair.getvalue().setattributes(std::move(attributes));
   return 0;
 }

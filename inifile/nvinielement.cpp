@@ -2,6 +2,14 @@
 
 #include <utility>
 
+void Nvinielement::setname(std::string_view name) {
+  if (name == name_) return;
+  name_ = name;
+  if (attributes_.find(name_) != nullptr) return;
+  Nvcomment* comment = comments_.find(name_);
+  if (comment != nullptr) header_comment_ += std::exchange(comment->lines, {});
+}
+
 int Nvinielement::getattribute(std::string_view key, std::string& value) const {
   Nvkeypair const* pair = attributes_.find(key);
   if (pair == nullptr) return -1;
@@ -10,7 +18,8 @@ int Nvinielement::getattribute(std::string_view key, std::string& value) const {
 }
 
 void Nvinielement::setattribute(std::string_view key, std::string_view value) {
-  attributes_.obtain(key).value = value;
+  std::string stored(value);
+  attributes_.obtain(key).value = std::move(stored);
 }
 
 void Nvinielement::setattributes(std::vector<Nvkeypair> attributes) {
@@ -24,12 +33,16 @@ void Nvinielement::mergeattributes(std::vector<Nvkeypair> attributes) {
 }
 
 void Nvinielement::setcomment(std::string_view name, std::string_view line) {
-  std::string& lines = name == name_ ? header_comment_ : comments_.obtain(name).lines;
-  lines.append(line).append("\n");
+  std::string const lines = std::string(line) + "\n";
+  if (name == name_)
+    addheadercomment(lines);
+  else
+    addkeycomment(name, lines);
 }
 
 void Nvinielement::setcomments(std::string_view name, std::vector<std::string> const& lines) {
-  for (std::string const& line : lines) setcomment(name, line);
+  std::string const item(name);
+  for (std::string const& line : lines) setcomment(item, line);
 }
 
 std::string_view Nvinielement::getkeycomment(std::string_view key) const {
@@ -39,7 +52,8 @@ std::string_view Nvinielement::getkeycomment(std::string_view key) const {
 }
 
 void Nvinielement::addkeycomment(std::string_view key, std::string_view lines) {
-  comments_.obtain(key).lines += lines;
+  std::string added(lines);
+  comments_.obtain(key).lines += added;
 }
 
 void Nvinielement::initialize() {

@@ -1,5 +1,6 @@
 // One section of an INI file: its name, its keys in file order and the comment lines that stand
-// above its header and its keys. Copying copies all of it.
+// above its header and its keys. Copying copies all of it. What is to be stored may be a text of
+// the element itself.
 #pragma once
 
 #include <string>
@@ -12,7 +13,8 @@
 
 class Nvinielement {
  public:
-  void setname(std::string_view name) { name_ = name; }
+  // Comment lines that were set for this name, and are not those of a key, become the header's.
+  void setname(std::string_view name);
   std::string const& getname() const { return name_; }
 
   // The value of the first key of exactly that name, in constant time. 0, or -1 when there is none;

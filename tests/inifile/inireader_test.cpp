@@ -70,6 +70,7 @@ TEST(IniReader, Grammar) {
       {"#x\0y\nk=v\n"s, "[]\n#x\0y\nk=v|\n"s},
       {"[a]\n#1\nk=v\n[b]\n#2\nk=v\n#lost", "[a]\n#1\nk=v|\n[b]\n#2\nk=v|\n"},
       {"#1\n[]\n#2\n[a]\n", "#1\n#2\n[a]\n"},
+      {"#1\na=1\n#2\n[a]\n", "#2\n[a]\n#1\na=1|\n"},
       {"#1\n[a]\nx=1\n#2\n[a]\n#3\nx=2\n", "#2\n[a]\n#3\nx=2|\n"},
   };
   for (auto const& [text, expected] : cases) EXPECT_EQ(read(text), expected) << text;

@@ -52,6 +52,45 @@ TEST(Nvinielement, CommentLinesAreAddedToTheirItemUntilInitialize) {
   EXPECT_EQ(shown(file), "[s]\nk=w|\n[]\nk=w|\n");
 }
 
+TEST(Nvinielement, CommentLinesOfANameThatBecomesTheSectionsAreTheHeaders) {
+  Nvinielement element;
+  element.setcomment("s", "#1");
+  element.setcomment("k", "#2");
+  element.setattribute("k", "v");
+  NvConfigFile file;
+  for (char const* name : {"s", "k", "s"}) {
+    element.setname(name);
+    file.setelements(element);
+  }
+  EXPECT_EQ(shown(file), "#1\n[s]\n#2\nk=v|\n#1\n[k]\n#2\nk=v|\n");
+}
+
+// Short texts lie inside their items, which move when a list grows; that of a copy has no room
+// left.
+TEST(NvConfigFile, StoresTextsOfItsOwn) {
+  Nvinielement section;
+  section.setname("s");
+  section.setattribute("k", "new");
+  section.addkeycomment("k", "new");
+  section.addheadercomment("new");
+  auto text = [](Nvinielement const& element) { return element.getkeycomment("k"); };
+  Nvinielement keys = section, lines = section, line = section, several = section;
+  keys.setattribute(keys.getattributes()[0].value, keys.getattributes()[0].value);
+  EXPECT_EQ(keys.getattributes(), (std::vector<Nvkeypair>{{"k", "new"}, {"new", "new"}}));
+  lines.addkeycomment(text(lines), text(lines));
+  EXPECT_EQ(lines.getkeycomment("new"), "new");
+  line.setcomment(text(line), text(line));
+  EXPECT_EQ(line.getkeycomment("new"), "new\n");
+  several.setcomments(text(several), {"1", "2"});
+  EXPECT_EQ(several.getkeycomment("new"), "1\n2\n");
+
+  NvConfigFile first;
+  first.setelements(section);
+  NvConfigFile file = first;
+  file.setsection(file.sections()[0].getvalue().getheadercomment(), {});
+  EXPECT_EQ(shown(file), "new[s]\nnewk=new|\n[new]\n");
+}
+
 // The content of the first item of that name, of sections as of keys.
 template <typename List>
 auto first(List* list, std::string const& name) -> decltype(&list->front().value) {
