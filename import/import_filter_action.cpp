@@ -2,6 +2,7 @@
 
 #include "export_file.h"
 #include "importers.h"
+#include "list_walk.h"
 #include "nvclassification.h"
 #include "runlog.h"
 #include "steps.h"
@@ -198,10 +199,10 @@ std::vector<_NvPolComHandle*>& open_classifications() {
 bool import_classification(NvConfigFile const& file, NvClassification& classes,
                            char const* regfile) {
   std::string hidden, name, shown_name, comment;
-  long actions = 0;
+  long count = 0;
   _tag_MAP_ITEM const rows[] = {
       {"common", "hidden", VALUE_TEXT, &hidden},
-      {"common", "actionnum", VALUE_NUMBER, &actions},
+      {"common", "actionnum", VALUE_NUMBER, &count},
       {"common", "name", VALUE_TEXT, &name},
       {"common", "DisplayName", VALUE_TEXT, &shown_name},
       {"common", "Comment", VALUE_TEXT, &comment},
@@ -216,15 +217,12 @@ bool import_classification(NvConfigFile const& file, NvClassification& classes,
   if (strtol(hidden.c_str(), nullptr, 10) == 1 && !hide_classification(regfile, name, hidden)) {
     return false;
   }
-  int missing = 0;
-  std::string unused;
-  for (int i = 0; i < static_cast<int>(actions); ++i) {
-    if (!import_action(file, regfile, name, i)) return false;
-    // Actions without a section are all stored over the same nameless one, so that nothing is lost
-    // by giving up.
-    bool const found = file.getattribute(numbered("action", i + 1), "name", unused) == 0;
-    missing = found ? 0 : missing + 1;
-    if (too_many_missing(missing, file, "actions", 561)) break;
+  // Actions without a section are all stored over the same nameless one, so that nothing is lost by
+  // leaving most of them out.
+  ListWalk actions =
+      ListWalk::over_sections(file, "action", static_cast<int>(count), "actions", 561);
+  while (actions.next()) {
+    if (!import_action(file, regfile, name, actions.number() - 1)) return false;
   }
   return true;
 }

@@ -1,6 +1,7 @@
 // The anti-spam task: its outcomes, its settings with the outcomes as the console shows them, and
 // the white and black lists of its policy.
 #include "import_task.h"
+#include "list_walk.h"
 #include "runlog.h"
 
 #include <cstdint>
@@ -131,15 +132,12 @@ bool import_list(NvPoRegistry& registry, _NvPolComHandle* key, NvConfigFile cons
                  MailList const& list, int size) {
   std::string const stem = std::string("l_") + list.name + "_";
   bool complete = true;
-  int missing = 0;
-  for (int i = 0; i < size; ++i) {
-    std::string const name = numbered(stem.c_str(), i + 1);
+  ListWalk entries =
+      ListWalk::over_keys(config, kListSection, stem, size, "entries " + stem, kMissingEntriesCode);
+  while (entries.next()) {
+    std::string const name = entries.name();
     std::string entry;
-    if (!read_data(config, kListSection, name, VALUE_LIST, &entry, false)) {
-      if (too_many_missing(++missing, config, "entries " + stem, kMissingEntriesCode)) break;
-      continue;
-    }
-    missing = 0;
+    if (!read_data(config, kListSection, name, VALUE_LIST, &entry, false)) continue;
     if (!write_data(registry, key, name, VALUE_LIST, &entry)) {
       log_error(list.code, "write " + name + " failed.");
       complete = false;

@@ -2,6 +2,7 @@
 
 #include "export_file.h"
 #include "importers.h"
+#include "list_walk.h"
 #include "steps.h"
 
 #include <unistd.h>
@@ -16,16 +17,15 @@ namespace {
 // Patterns are numbered from 0, and their values' names have a blank that the file's keys lack.
 void import_patterns(NvConfigFile const& file, NvPoRegistry& registry, _NvPolComHandle* filter,
                      std::string const& section, int count) {
-  int missing = 0;
-  for (int i = 0; i < count; ++i) {
+  constexpr int kFirst = 0;
+  ListWalk patterns =
+      ListWalk::over_keys(file, section, "Pattern", count, "patterns of " + section, 385, kFirst);
+  while (patterns.next()) {
     std::string pattern;
-    if (!read_data(file, section, numbered("Pattern", i), VALUE_TEXT, &pattern, false)) {
-      if (too_many_missing(++missing, file, "patterns of " + section, 385)) return;
-      continue;
-    }
-    missing = 0;
+    if (!read_data(file, section, patterns.name(), VALUE_TEXT, &pattern, false)) continue;
     // A pattern that cannot be stored is logged by write_data, and does not cost the next one.
-    (void)write_data(registry, filter, numbered("Pattern ", i), VALUE_TEXT, &pattern);
+    (void)write_data(registry, filter, numbered("Pattern ", patterns.number()), VALUE_TEXT,
+                     &pattern);
   }
 }
 
@@ -70,18 +70,14 @@ void import_xfilter_imp(NvPoRegistry& registry, _NvPolComHandle* xfilter,
   if (!read_rows(file, rows)) return;
   (void)write_rows(registry, xfilter, rows);
 
-  int filters = 0;
-  if (!read_number(file, "common", "filterNum", filters)) return;
-  int missing = 0;
-  for (int i = 0; i < filters; ++i) {
-    std::string const section = numbered("filter", i + 1);
+  int count = 0;
+  if (!read_number(file, "common", "filterNum", count)) return;
+  ListWalk filters = ListWalk::over_sections(file, "filter", count, "filters", 351);
+  while (filters.next()) {
+    std::string const section = filters.name();
     std::string name;
-    if (read_data(file, section, "Name", VALUE_TEXT, &name, false)) {
-      missing = 0;
-      import_filter(file, registry, xfilter, section, name);
-    } else if (too_many_missing(++missing, file, "filters", 351)) {
-      return;
-    }
+    if (!read_data(file, section, "Name", VALUE_TEXT, &name, false)) continue;
+    import_filter(file, registry, xfilter, section, name);
   }
 }
 

@@ -34,14 +34,6 @@ std::string numbered(char const* stem, int number) {
   return stem + std::to_string(number);
 }
 
-bool too_many_missing(int missing, NvConfigFile const& file, std::string const& list, int code) {
-  constexpr int kMost = 100;
-  if (missing < kMost) return false;
-  log_error(code, std::to_string(kMost) + " " + list + " in a row are missing from " +
-                      file.getname() + ", the rest is left out.");
-  return true;
-}
-
 bool read_number(NvConfigFile const& file, std::string const& section, std::string const& key,
                  int& number) {
   long value = 0;

@@ -33,12 +33,6 @@ class RegistryKey : public OpenKey {
 // The name of an item of a list: the stem and the item's number.
 std::string numbered(char const* stem, int number);
 
-// Whether to give up a numbered list that lacks so many items in a row. A wrong count costs
-// a line for each missing item, but one in the billions would fill the disk with them. Giving up is
-// logged under `code`; `list` says how the items are named.
-[[nodiscard]] bool too_many_missing(int missing, NvConfigFile const& file, std::string const& list,
-                                    int code);
-
 // Reads a number, of which the low 32 bits count as in the store. An unreadable one is logged and
 // leaves `number` as it was.
 [[nodiscard]] bool read_number(NvConfigFile const& file, std::string const& section,

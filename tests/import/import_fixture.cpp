@@ -101,13 +101,19 @@ std::string no_value(std::string const& value, std::string const& file) {
   return "Error [148]: read value [" + value + "] from " + file + " failed.";
 }
 
-Lines given_up(int code, std::string const& list, std::string const& file, int first,
-               std::string const& stem, std::string const& end) {
+Lines far_apart(int code, std::string const& list, std::string const& file, int first,
+                std::string const& stem, std::string const& end) {
+  int const far = 2000000000;
+  std::string const item = stem.substr(stem.find('.') + 1) + std::to_string(far);
   Lines lines;
-  for (int i = first; i < first + 100; ++i)
-    lines.push_back(no_value(stem + std::to_string(i) + end, file));
-  lines.push_back("Error [" + std::to_string(code) + "]: 100 " + list +
-                  " in a row are missing from " + file + ", the rest is left out.");
+  auto add_gap = [&](int from, int missing, std::string const& what) {
+    for (int i = from; i < from + 100; ++i)
+      lines.push_back(no_value(stem + std::to_string(i) + end, file));
+    lines.push_back("Error [" + std::to_string(code) + "]: " + std::to_string(missing) + " " +
+                    list + " in a row are missing from " + file + ", the " + what + ".");
+  };
+  add_gap(first, far - first, "next is " + item);
+  add_gap(far + 1, 100, "rest is left out");
   return lines;
 }
 

@@ -27,9 +27,10 @@ Export changed(Export files, std::string const& name, std::string const& from,
 // The line of a value that cannot be read: "common.name" of a file below the export folder.
 std::string no_value(std::string const& value, std::string const& file);
 
-// The lines of a list that is given up: of a value each from STEMnumberEND on, then of the list.
-Lines given_up(int code, std::string const& list, std::string const& file, int first,
-               std::string const& stem, std::string const& end = "");
+// The lines of a list that counts items without end, lacks those from `first` on, but holds number
+// two billion: of a value STEMnumberEND each, and of each of the two gaps.
+Lines far_apart(int code, std::string const& list, std::string const& file, int first,
+                std::string const& stem, std::string const& end = "");
 
 // The line of a file that cannot be read.
 std::string unreadable(int code, std::string const& file);

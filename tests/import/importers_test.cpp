@@ -32,7 +32,9 @@ TEST_F(Importers, FilterActionsEndAtTheFirstFailure) {
   Fault const none = {index, "FileNum=1:1", "FileNum=1:0"};
   // One classification, that of the example with a hidden mark.
   files_ = changed(files_, index, "FileNum=1:9", "FileNum=1:1");
-  files_[file] = files_["action9.txt"];
+  files_[file] = files_["action9.txt"] +
+                 "[action2000000000]\nname=2:F\ncomment=2:\ndisplayName=2:\norder=1:3\n"
+                 "actionType=1:65537\n";
   old_keys_ = {key + "\\Old"};
   check(import_filter_action, {-11, 1},
         {
@@ -66,9 +68,9 @@ TEST_F(Importers, FilterActionsEndAtTheFirstFailure) {
             missing_value(file, "action1.order", {}),  // half an action is stored all the same
         });
   // Those without a section are one action without a name.
-  check(import_filter_action, {0, 5},
-        {{{file, "actionnum=1:2", "actionnum=1:2000000000"},
-          given_up(561, "actions", file, 3, "action", ".name"),
+  check(import_filter_action, {0, 10},
+        {{{file, "actionnum=1:2", "actionnum=1:2147483647"},
+          far_apart(561, "actions", file, 3, "action", ".name"),
           {}}});
   old_keys_ = {};
   std::string const empty = "FilterAction [467]: " + reason("REG_EMPTY", "Classification list");
@@ -124,6 +126,9 @@ TEST_F(Importers, ExtraFiltersSkipWhatIsBroken) {
   std::string const file = "xfilter.txt", bounces = "XFilter\\Bounces of forged mail";
   std::string const scanner = "XFilter\\Scanner test", shop = "XFilter\\Siopa";
   Lines const filters = {"XFilter\\"};
+  std::string const endless = "1:2147483647", list = "[filter3_pattern]\n";
+  files_ = changed(files_, file, list, list + "Pattern2000000000=2:far\n");
+  files_[file] += "[filter2000000000]\nName=2:F\nLocation=1:1\nCaseSensitive=1:1\npatternNum=1:0\n";
   old_keys_ = {"XFilter\\Old 1", "XFilter\\Old 2"};
   check(import_xfilter, {},
         {
@@ -134,14 +139,16 @@ TEST_F(Importers, ExtraFiltersSkipWhatIsBroken) {
             missing_value(file, "filter1.Name", {bounces}),
             missing_value(file, "filter1.patternNum", {bounces + ":Pattern"}),
             missing_value(file, "filter2_pattern.Pattern0", {scanner + ":Pattern 0"}),
-            {{file, "filterNum=1:3", "filterNum=1:2000000000"},
-             given_up(351, "filters", file, 4, "filter", ".Name"),
-             {}},
-            {{file, "patternNum=1:1", "patternNum=1:2000000000"},
-             given_up(385, "patterns of filter3_pattern", file, 1, "filter3_pattern.Pattern"),
-             {}},
             refused_value("Pattern 2", {bounces + ":Pattern 2"}),
         });
+  check(import_xfilter, {0, 2},
+        {{{file, "filterNum=1:3", "filterNum=" + endless},
+          far_apart(351, "filters", file, 4, "filter", ".Name"),
+          {}}});
+  check(import_xfilter, {0, 1},
+        {{{file, "patternNum=1:1", "patternNum=" + endless},
+          far_apart(385, "patterns of filter3_pattern", file, 1, "filter3_pattern.Pattern"),
+          {}}});
   check(import_xfilter, {0, 1}, {refused_deletion(425, "Old 1", {})});
   std::string const unlisted = reason("REG_FAIL2", "nvreg_enumSubkey", NVREG_STORE_WRITE);
   check(import_xfilter, {0, 2},

@@ -1,0 +1,51 @@
+// The items of a numbered list in turn, as many as the list's count says.
+//
+// A count is only a number in a file: it may be wrong by billions, and a list may have gaps. So the
+// walk also goes to items that are missing, each of which gets its own line in the log when it
+// cannot be read, but of a long gap only to the first hundred: there it goes on with the next item
+// that the file does hold, or ends when there is none. Nothing that is there is left out, and time
+// and log stay within what the file's size allows.
+#pragma once
+
+#include "nvconfigfile.h"
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zeva {
+
+class ListWalk {
+ public:
+  // The list's items are the file's sections STEM1 to STEM`count`. In the log they are called LIST;
+  // the line of a gap that is left out has the number CODE.
+  static ListWalk over_sections(NvConfigFile const& file, std::string const& stem, int count,
+                                std::string const& list, int code);
+
+  // The same for the keys of a section, counted from `first`.
+  static ListWalk over_keys(NvConfigFile const& file, std::string const& section,
+                            std::string const& stem, int count, std::string const& list, int code,
+                            int first = 1);
+
+  // Goes to the next item, at first to the first. False behind the last.
+  [[nodiscard]] bool next();
+
+  int number() const { return static_cast<int>(number_); }
+  std::string name() const { return stem_ + std::to_string(number_); }
+
+ private:
+  ListWalk(NvConfigFile const& file, std::string const& stem, int count, std::string const& list,
+           int code, int first = 1);
+  void hold(std::string_view name);
+
+  std::string file_, stem_, list_;
+  int code_;
+  long long first_, end_;  // all numbers from the first up to the end
+  long long number_;
+  std::vector<int> held_;        // the numbers among them that the file holds, in order
+  std::size_t held_before_ = 0;  // how many of them lie before the next number
+  int missing_ = 0;              // how many items in a row have been
+};
+
+}  // namespace zeva
