@@ -155,7 +155,7 @@ bool import_bw_list(NvPoRegistry& registry, NvConfigFile const& config,
   for (MailList const& list : kLists) {
     head.add(std::string("size_") + list.name, VALUE_NUMBER);
   }
-  if (!head.read(config, true)) {
+  if (!head.read(config)) {
     log_error(216, "read sizes of white and black lists from " + config.getname() + " failed.");
     return false;
   }

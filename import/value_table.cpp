@@ -15,8 +15,8 @@ void ValueTable::add(std::string const& key, tag_VALUE_TYPE type) {
   rows_.push_back({section_, key, type, data});
 }
 
-bool ValueTable::read(NvConfigFile const& file, bool quiet) {
-  return read_data(file, rows_.data(), static_cast<int>(rows_.size()), quiet);
+bool ValueTable::read(NvConfigFile const& file) {
+  return read_data(file, rows_.data(), static_cast<int>(rows_.size()), false);
 }
 
 bool ValueTable::write(NvPoRegistry& registry, _NvPolComHandle* key) {

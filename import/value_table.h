@@ -30,9 +30,8 @@ class ValueTable {
 
   void add(std::string const& key, tag_VALUE_TYPE type);
 
-  // Reads the rows in order; false, logged unless quiet, at the first that is missing or of another
-  // type.
-  [[nodiscard]] bool read(NvConfigFile const& file, bool quiet = false);
+  // Reads the rows in order; false, logged, at the first that is missing or of another type.
+  [[nodiscard]] bool read(NvConfigFile const& file);
 
   // Writes the rows in order into an open key; false at the first failure.
   [[nodiscard]] bool write(NvPoRegistry& registry, _NvPolComHandle* key);

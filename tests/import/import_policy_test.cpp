@@ -101,7 +101,8 @@ TEST_F(ImportPolicy, KeepsTheOtherStepsOfAnAntiSpamTask) {
             missing_value(file, "setting.ControllingPolicyPath", {kSpam + "\\setting"}),
             missing_value(file, "blackwhitelist.l_editWL_2", {kTopLists + "l_editWL_2"}),
             {{.file = file, .lacks = "blackwhitelist.size_subsBL"},
-             {error(216, "read sizes of white and black lists from " + file + " failed.")},
+             {no_value("blackwhitelist.size_subsBL", file),
+              error(216, "read sizes of white and black lists from " + file + " failed.")},
              {kTopLists}},
             {{file, "size_noEditWL=1:2", "size_noEditWL=1:1"}, {}, {kTopLists + "l_noEditWL_2"}},
         });
