@@ -5,7 +5,8 @@
 #include "list_walk.h"
 #include "steps.h"
 
-#include <unistd.h>
+#include <errno.h>
+#include <sys/stat.h>
 
 #include <string>
 #include <vector>
@@ -88,8 +89,10 @@ int import_xfilter(char const* dir, char const* regfile) {
   if (!xfilter) return 0;
   remove_filters(registry, xfilter.get());
 
-  // An export without extra filters has no such file.
-  if (access(path.c_str(), F_OK) != 0) return 0;
+  // An export without extra filters has no such file. One that cannot be looked at is a file that
+  // cannot be read.
+  struct stat unused;
+  if (lstat(path.c_str(), &unused) != 0 && errno == ENOENT) return 0;
   NvConfigFile file;
   if (!read_export_file(file, dir, path, 434)) return 0;
   import_xfilter_imp(registry, xfilter.get(), file);

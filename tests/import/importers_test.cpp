@@ -159,6 +159,12 @@ TEST_F(Importers, ExtraFiltersSkipWhatIsBroken) {
   check(import_xfilter, {}, {refused_key(337, "Siopa", {shop})});
   EXPECT_EQ(run(import_xfilter, {{"xfilter.txt/inside", ""}}), 0);
   EXPECT_EQ(logged(), Lines{unreadable(434, file)}) << "a folder";
+  for (char const* target : {"xfilter.txt", "nowhere"}) {
+    EXPECT_EQ(run(import_xfilter, {}), 0);
+    std::filesystem::create_symlink(target, dir_ / file);
+    EXPECT_EQ(import_xfilter(dir_.c_str(), home->address().c_str()), 0);
+    EXPECT_EQ(logged(), Lines{unreadable(434, file)}) << target;
+  }
 }
 
 TEST_F(Importers, AddressListsArriveUpToTheFirstFailure) {
