@@ -46,6 +46,7 @@ TEST(Pack, OpensAgainWithTheCommandsOfTheMigration) {
   ASSERT_EQ(pack(work, {work / "in/", work / "two.pkg"}).exit_status, 0);
   EXPECT_EQ(work.read("one.pkg"), work.read("two.pkg"));
   EXPECT_EQ(work.read("in/md5.sum"), "an old list");
+  EXPECT_EQ(shell(work, "test $(stat -c %a one.pkg) = 600"), 0);
 
   ASSERT_EQ(shell(work, RC4_FOLDER "/rc4 -dec -in one.pkg -key key; mkdir -m 755 out"), 0);
   ASSERT_EQ(shell(work, "cd out && tar zxf ../one.pkg && md5sum --strict -c md5.sum"), 0);
@@ -121,20 +122,25 @@ TEST(Pack, AFailingOrInterruptedStepLeavesNothingBehind) {
   struct Case {
     char const *command, *script, *error;
     int exit_status;
+    char const* there;  // in the package's place at the end
   };
   for (Case const& c :
-       {Case{"md5sum", "echo 'md5sum: no' >&2; exit 1", "md5sum: no", 1},
-        Case{"tar", "exit 2", "tar ended with status 2", 1},
-        Case{"tar", "kill -TERM $PPID; sleep 600", "interrupted", 128 + SIGTERM},
-        Case{"rc4", "kill -INT $PPID; sleep 600 & wait", "interrupted", 128 + SIGINT}}) {
+       {Case{"md5sum", "echo 'md5sum: no' >&2; exit 1", "md5sum: no", 1, ""},
+        Case{"tar", "exit 2", "tar ended with status 2", 1, ""},
+        Case{"tar", "kill -TERM $PPID; sleep 600", "interrupted", 128 + SIGTERM, ""},
+        Case{"rc4", "kill -INT $PPID; sleep 600 & wait", "interrupted", 128 + SIGINT, ""},
+        Case{"rc4", "stat -c %a $3 >&2; exit 1", "600", 1, ""},
+        Case{"rc4", "printf theirs > pkg", "pkg: cannot be made: File exists", 1, "theirs"}}) {
     WorkFolder work;
-    work.write("in/file", "content");
+    work.write("in/misc.txt", "content");
     work.write(std::string("bin/") + c.command, std::string("#!/bin/sh\n") + c.script + "\n");
     chmod((work / "bin/" + c.command).c_str(), 0755);
-    auto const before = work.names();
+    auto before = work.names();
     auto const result = pack(work, {"in", "pkg"});
     EXPECT_THAT(result.error, EndsWith(std::string(": ") + c.error + "\n"));
     EXPECT_EQ(result.exit_status, c.exit_status);
+    EXPECT_EQ(work.read("pkg"), c.there);
+    if (c.there[0] != '\0') before.insert("pkg");
     EXPECT_EQ(work.names(), before);
   }
 }

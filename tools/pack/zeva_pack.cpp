@@ -139,6 +139,8 @@ bool make_archive(std::string const& folder, Contents const& contents,
   std::string names;
   for (std::string const& name : contents.all) names += name + '\0';
   if (!write(work / "names", names)) return false;
+  // Made before it is filled, as one with passwords must be: for its owner alone.
+  if (!write(path, "")) return false;
   std::string ignored;
   return run(
       {{"tar", "--create", "--file=" + path, "--force-local", "--format=gnu",
