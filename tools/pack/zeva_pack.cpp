@@ -17,6 +17,7 @@
 #include <exception>
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "command.h"
@@ -30,6 +31,10 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr char kChecksums[] = "md5.sum";
+// The files that the migration looks for first. An export need not be whole to be packed and tried.
+constexpr std::string_view kTopFiles[] = {"actionFile.txt", "excepton.txt",     "scanlimit.txt",
+                                          "quarantine.txt", "globalPolicy.txt", "xfilter.txt",
+                                          "address.txt",    "misc.txt"};
 constexpr size_t kArgumentBytes = size_t{64} * 1024;  // of file names for one call of md5sum
 
 // Names relative to the folder, each with "./" in front, so that none can pass for an option or for
@@ -47,6 +52,43 @@ std::string os_error() {
 // The folder's path as it begins those of what is in it; that of the root is a slash already.
 std::string inside(std::string const& folder) {
   return folder.ends_with('/') ? folder : folder + "/";
+}
+
+bool holds_export_file(fs::path const& folder, std::error_code& failure) {
+  for (fs::directory_iterator entry(folder, failure), end; !failure && entry != end;
+       entry.increment(failure)) {
+    std::error_code unknown;
+    std::string const name = entry->path().filename();
+    bool const is_known = std::ranges::find(kTopFiles, name) != std::end(kTopFiles);
+    if (is_known && entry->is_regular_file(unknown)) return true;
+  }
+  return false;
+}
+
+// One level up or down, where the export lies when the wrong folder was named; empty when unknown.
+std::string right_folder(fs::path const& folder) {
+  std::error_code ignored;
+  if (holds_export_file(folder.parent_path(), ignored)) return folder.parent_path();
+  for (fs::directory_iterator entry(folder, ignored), end; !ignored && entry != end;
+       entry.increment(ignored)) {
+    std::error_code no_folder;
+    if (holds_export_file(entry->path(), no_folder)) return entry->path();
+  }
+  return "";
+}
+
+bool is_export(std::string const& folder) {
+  std::error_code failure;
+  if (holds_export_file(folder, failure)) return true;
+  std::string why = "cannot be read: " + failure.message();
+  if (!failure) {
+    why = "holds no export file at its top, none of";
+    for (std::string_view const name : kTopFiles) why.append(" ").append(name);
+    std::string const right = right_folder(folder);
+    if (!right.empty()) why += "; " + right + " does";
+  }
+  zeva::complain(folder, why);
+  return false;
 }
 
 bool add_entry(fs::directory_entry const& entry, std::string const& folder, Contents& contents) {
@@ -90,10 +132,6 @@ bool list(std::string const& folder, Contents& contents) {
   }
   if (failure) {
     zeva::complain(reading, "cannot be read: " + failure.message());
-    return false;
-  }
-  if (contents.files.empty()) {
-    zeva::complain(folder, "holds no files to pack");
     return false;
   }
   std::sort(contents.all.begin(), contents.all.end());
@@ -194,7 +232,7 @@ std::string place_for(std::string const& package, std::string const& folder) {
 bool pack(std::string const& folder, std::string const& package) {
   std::string const place = place_for(package, folder);
   Contents contents;
-  if (place.empty() || !list(folder, contents)) return false;
+  if (place.empty() || !is_export(folder) || !list(folder, contents)) return false;
   zeva::PrivateFolder const work(place);
   if (!work.error().empty()) {
     zeva::complain(package, "cannot be made: " + work.error());
