@@ -83,6 +83,7 @@ TEST(Pack, BadInputLeavesNothingBehind) {
   };
   for (Case const& c : {
            Case{{}, "FOLDER is required: see --help", 2},
+           Case{{"in", "pkg", "c", "-d", "--", "e"}, "not expected: c -d e: see --help", 2},
            Case{{"gone", "pkg"}, "gone: cannot be read: No such file or directory"},
            Case{{"in/misc.txt", "pkg"}, "in/misc.txt: is not a folder"},
            Case{{"no", "pkg"}, here + "no" + no_export},

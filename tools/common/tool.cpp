@@ -4,9 +4,11 @@
 #include <stdio.h>
 #include <stdlib.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "printable.h"
 
@@ -16,6 +18,15 @@ std::optional<int> parse_command_line(CLI::App& app, int argc, char** argv) {
   app.set_version_flag("--version", ZEVA_VERSION);
   try {
     app.parse(argc, argv);
+  } catch (CLI::ExtrasError const&) {
+    // Its own text has them in reverse, and the mark that ends the options among them.
+    std::vector<std::string> surplus = app.remaining();
+    auto const mark = std::find(surplus.begin(), surplus.end(), "--");
+    if (mark != surplus.end()) surplus.erase(mark);
+    std::string names;
+    for (std::string const& name : surplus) names += " " + name;
+    complain("not expected:" + names, "see --help");
+    return kWrongUsage;
   } catch (CLI::ParseError const& stop) {
     if (stop.get_exit_code() == 0) return app.exit(stop);  // --help, --version
     complain(stop.what(), "see --help");
