@@ -69,8 +69,10 @@ Edit const kEdits[] = {
       "a terminator"}},
     {"tasks/antispam.txt",
      "l_editWL_1=3:",
-     "l_editWL_1=3:a;" + kFive + ";",
-     {"cut tasks/antispam.txt blackwhitelist.l_editWL_1: a list of "}},
+     "l_editWL_1=3:" + kFive + "\n#",
+     {"cut tasks/antispam.txt blackwhitelist.l_editWL_1: a list of 1 entry in 5000 bytes; the "
+      "store "
+      "keeps the first 0"}},
     {"address.txt",
      "displayName=2:",
      "displayName=2:" + std::string(256, 'x'),

@@ -66,7 +66,7 @@ TEST(Report, TellsAPersonAll) {
             "  b.txt\n"
             "    Warning: two\n"
             "      of it\n"
-            "\nChanges in the store: 1 keys gained, 2 lost, 1 changed\n"
+            "\nChanges in the store: 1 key gained, 2 lost, 1 changed\n"
             "  ~ both\n"
             "  +     new=SZ \\x1b[2J\n"
             "  -     type=SZ 1\n"

@@ -74,6 +74,15 @@ class Rehearse : public testing::Test {
     return zeva::run_command({command(options), "", {}});
   }
 
+  std::string on_a_terminal(std::string const& variables) {
+    std::string line = "env " + variables;
+    for (std::string const& word : command()) line += " '" + word + "'";
+    std::string text =
+        zeva::run_command({{"script", "-qec", line, "/dev/null"}, work_ / "", {}}).output;
+    std::erase(text, '\r');
+    return text;
+  }
+
   // Everything in the home and in /tmp that a rehearsal could change.
   std::string traces() {
     return zeva::run_command({{"sh", "-c",
@@ -151,14 +160,8 @@ TEST_F(Rehearse, AHostilePackageShowsNoControlBytes) {
        work_ / "",
        {}});
   ASSERT_EQ(added.exit_status, 0) << added.error;
-  std::string script;
-  for (std::string const& word : command()) script += "'" + word + "' ";
-  work_.write("script", script);
-  for (std::string const shell : {"sh script | cat", "script -qec 'sh script' /dev/null"}) {
-    auto const done = zeva::run_command({{"sh", "-c", shell}, work_ / "", {}});
-    bool const on_terminal = shell.starts_with("script");
-    std::string text = done.output;
-    std::erase(text, '\r');
+  for (bool const on_terminal : {false, true}) {
+    std::string const text = on_terminal ? on_a_terminal("TERM=xterm") : rehearse().output;
     EXPECT_THAT(text, HasSubstr("registry\\policy\\Rule\\\\x1b]0;x"));
     EXPECT_THAT(text, HasSubstr("\\x1b[2J'$(touch x).txt"));
     for (std::string const outside : {"link.txt", "tasks/../tasks/disclaimer.txt"}) {
@@ -182,6 +185,10 @@ TEST_F(Rehearse, WhatIsNoPackageOrNoHomeIsSaid) {
   done = rehearse();
   EXPECT_EQ(done.exit_status, 255);
   EXPECT_THAT(done.output, HasSubstr("  -1: the package does not exist."));
+  for (std::string const plain : {"TERM=xterm NO_COLOR=1", "TERM=dumb NO_COLOR="}) {
+    EXPECT_THAT(on_a_terminal(plain), Not(HasSubstr("\033"))) << plain;
+  }
+  EXPECT_THAT(on_a_terminal("TERM=xterm NO_COLOR="), HasSubstr("\033[31m  -1: "));
 
   done = zeva::run_command(
       {{*installed / "home/bin/zeva-rehearse", "--from", work_ / "gone", "x"}, "", {}});

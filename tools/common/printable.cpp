@@ -44,4 +44,8 @@ std::string printable(std::string_view text) {
   return out;
 }
 
+std::string counted(size_t count, std::string_view one, std::string_view many) {
+  return std::to_string(count).append(" ").append(count == 1 ? one : many);
+}
+
 }  // namespace zeva

@@ -9,6 +9,7 @@
 #include <unordered_set>
 
 #include "files.h"
+#include "printable.h"
 
 namespace zeva {
 namespace {
@@ -43,7 +44,7 @@ std::string list_loss(std::string const& payload) {
     ++kept;
   }
   if (kept == entries.size()) return "";
-  return "a list of " + std::to_string(entries.size()) + " entries in " +
+  return "a list of " + counted(entries.size(), "entry", "entries") + " in " +
          std::to_string(payload.size()) + " bytes; the store keeps the first " +
          std::to_string(kept);
 }

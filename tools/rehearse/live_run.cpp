@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "printable.h"
+#include "terminal.h"
 
 namespace zeva {
 namespace {
@@ -34,7 +35,7 @@ std::string wait_after(std::string const& line) {
 }  // namespace
 
 LongWait::LongWait(std::string what)
-    : on_terminal_(isatty(STDERR_FILENO) == 1), what_(std::move(what)) {}
+    : on_terminal_(takes_commands(STDERR_FILENO)), what_(std::move(what)) {}
 
 void LongWait::begin(std::string const& what) {
   clear();

@@ -126,7 +126,7 @@ std::string summary(Rehearsal const& rehearsal) {
   visit_changes(rehearsal, [&](KeyChange const& change) {
     keys[static_cast<size_t>(change.kind)] += change.keys;
   });
-  return std::to_string(keys[0]) + " keys gained, " + std::to_string(keys[1]) + " lost, " +
+  return counted(keys[0], "key", "keys") + " gained, " + std::to_string(keys[1]) + " lost, " +
          std::to_string(keys[2]) + " changed";
 }
 

@@ -26,6 +26,7 @@
 #include "rehearsal_home.h"
 #include "report.h"
 #include "sandbox.h"
+#include "terminal.h"
 #include "tool.h"
 
 namespace fs = std::filesystem;
@@ -136,7 +137,7 @@ int rehearse(std::string const& config, std::string const& package, bool json) {
   if (json) {
     zeva::report_json(rehearsal, std::cout);
   } else {
-    zeva::report_text(rehearsal, isatty(STDOUT_FILENO) == 1, std::cout);
+    zeva::report_text(rehearsal, zeva::takes_colours(STDOUT_FILENO), std::cout);
   }
   if (!std::cout.flush()) return zeva::complain("standard output", "cannot be written");
   return done.exit_status;

@@ -1,0 +1,26 @@
+#include "terminal.h"
+
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <string_view>
+
+namespace zeva {
+namespace {
+
+std::string_view variable(char const* name) {
+  char const* const value = getenv(name);
+  return value != nullptr ? value : "";
+}
+
+}  // namespace
+
+bool takes_commands(int file) {
+  return isatty(file) == 1 && variable("TERM") != "dumb";
+}
+
+bool takes_colours(int file) {
+  return takes_commands(file) && variable("NO_COLOR").empty();
+}
+
+}  // namespace zeva
