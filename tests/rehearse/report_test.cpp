@@ -36,7 +36,7 @@ zeva::Rehearsal sample() {
   rehearsal.result = -12;
   rehearsal.log = {{"Start", "", false},
                    {"Error [1]: one", "a.txt", true},
-                   {"Warning: two\n\tof it", "b.txt", true},
+                   {"Warning: two\n\tof\u009B it", "b.txt", true},
                    {"Error [3]: \xFF", "a.txt", true}};
   rehearsal.findings = {{"cut", "a.txt", "s.k", "a text"}, {"unread-file", "\xFF", "", "unread"}};
   return rehearsal;
@@ -48,10 +48,10 @@ std::string as_text(zeva::Rehearsal const& rehearsal, bool in_colour) {
   return out.str();
 }
 
-zeva::Json as_json(zeva::Rehearsal const& rehearsal) {
+std::string as_json(zeva::Rehearsal const& rehearsal, bool for_terminal) {
   std::ostringstream out;
-  zeva::report_json(rehearsal, out);
-  return zeva::Json::parse(out.str());
+  zeva::report_json(rehearsal, for_terminal, out);
+  return out.str();
 }
 
 TEST(Report, TellsAPersonAll) {
@@ -65,7 +65,7 @@ TEST(Report, TellsAPersonAll) {
             "    Error [3]: \\xff\n"
             "  b.txt\n"
             "    Warning: two\n"
-            "      of it\n"
+            "      of\\xc2\\x9b it\n"
             "\nChanges in the store: 1 key gained, 2 lost, 1 changed\n"
             "  ~ both\n"
             "  +     new=SZ \\x1b[2J\n"
@@ -88,6 +88,9 @@ TEST(Report, TellsAPersonAll) {
       coloured.erase(at, code.size());
   }
   EXPECT_EQ(coloured, plain);
+  std::string const json = as_json(sample(), true);
+  EXPECT_EQ(zeva::Json::parse(json), zeva::Json::parse(as_json(sample(), false)));
+  EXPECT_TRUE(std::ranges::all_of(json, [](unsigned char c) { return c < 0x7F; }));
 }
 
 TEST(Report, AChainOfEmptyKeysIsToldOnce) {
@@ -100,7 +103,7 @@ TEST(Report, AChainOfEmptyKeysIsToldOnce) {
   std::string const text = as_text(deep, false);
   EXPECT_THAT(text, testing::HasSubstr(": 100000 keys gained, 0 lost, 0 changed\n  + k\\k"));
   EXPECT_THAT(text, testing::EndsWith("package\n  It could not be looked at: tar: no\\x1b\n"));
-  auto const report = as_json(deep);
+  auto const report = zeva::Json::parse(as_json(deep, false));
   EXPECT_EQ(report["changes"].size(), 1u);
   EXPECT_EQ(report["notes"][0], "the package could not be looked at: tar: no\x1b");
 }

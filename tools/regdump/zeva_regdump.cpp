@@ -36,7 +36,7 @@ class Printer {
       zeva::Json line;
       line["key"] = zeva::text_json(key.path);
       line["values"] = std::move(values);
-      return put(line.dump());
+      return put(zeva::json_line(line, terminal_));
     }
     if (!put(key.path)) return false;
     for (zeva::Value const& value : key.values) {

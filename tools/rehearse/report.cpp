@@ -191,7 +191,7 @@ void report_text(Rehearsal const& rehearsal, bool in_colour, std::ostream& out) 
 }
 
 // The changes can be far more than the rest, so they are written one by one.
-void report_json(Rehearsal const& rehearsal, std::ostream& out) {
+void report_json(Rehearsal const& rehearsal, bool for_terminal, std::ostream& out) {
   Json report;
   report["result"] = rehearsal.result ? Json(*rehearsal.result) : Json();
   report["meaning"] = rehearsal.result ? Json(describe_result(*rehearsal.result)) : Json();
@@ -208,11 +208,11 @@ void report_json(Rehearsal const& rehearsal, std::ostream& out) {
                              {"file", text_json(line.file)},
                              {"trouble", line.is_trouble}});
   }
-  std::string const head = report.dump();
+  std::string const head = json_line(report, for_terminal);
   out << std::string_view(head).substr(0, head.size() - 1) << ",\"changes\":[";
   char const* separator = "";
   visit_changes(rehearsal, [&](KeyChange const& change) {
-    out << std::exchange(separator, ",") << change_json(change).dump();
+    out << std::exchange(separator, ",") << json_line(change_json(change), for_terminal);
   });
   Json findings = Json::array();
   for (Finding const& finding : rehearsal.findings) {
@@ -221,7 +221,7 @@ void report_json(Rehearsal const& rehearsal, std::ostream& out) {
                         {"place", text_json(finding.place)},
                         {"text", text_json(finding.text)}});
   }
-  out << "],\"findings\":" << findings.dump() << "}\n";
+  out << "],\"findings\":" << json_line(findings, for_terminal) << "}\n";
 }
 
 }  // namespace zeva

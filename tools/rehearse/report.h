@@ -30,7 +30,7 @@ struct Rehearsal {
 // Plain text, in colours for a terminal. No line holds anything but visible characters.
 void report_text(Rehearsal const& rehearsal, bool in_colour, std::ostream& out);
 
-// One JSON object on one line; zeva-rehearse(1) describes it.
-void report_json(Rehearsal const& rehearsal, std::ostream& out);
+// One JSON object on one line; zeva-rehearse(1) describes it. For a terminal it is in ASCII.
+void report_json(Rehearsal const& rehearsal, bool for_terminal, std::ostream& out);
 
 }  // namespace zeva

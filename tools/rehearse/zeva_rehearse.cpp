@@ -135,7 +135,7 @@ int rehearse(std::string const& config, std::string const& package, bool json) {
   load_stores(home, rehearsal);
 
   if (json) {
-    zeva::report_json(rehearsal, std::cout);
+    zeva::report_json(rehearsal, isatty(STDOUT_FILENO) == 1, std::cout);
   } else {
     zeva::report_text(rehearsal, zeva::takes_colours(STDOUT_FILENO), std::cout);
   }

@@ -83,6 +83,10 @@ Json text_json(std::string_view bytes) {
   return {{"hex", to_hex(bytes)}};
 }
 
+std::string json_line(Json const& json, bool for_terminal) {
+  return json.dump(-1, ' ', for_terminal);
+}
+
 Json value_json(Value const& value) {
   static char const* const kTypes[] = {"dword", "string", "binary", "multistring"};
   Json shown;

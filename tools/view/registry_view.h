@@ -33,6 +33,9 @@ void visit_tree(Key const& top, std::string const& path, KeyVisitor const& visit
 // A string, or {"hex":"..."} when the bytes are not UTF-8.
 [[nodiscard]] Json text_json(std::string_view bytes);
 
+// Without a newline. For a terminal in ASCII alone, as some characters beyond it are commands.
+[[nodiscard]] std::string json_line(Json const& json, bool for_terminal);
+
 // {"name":...,"type":...,"value":...}
 [[nodiscard]] Json value_json(Value const& value);
 
