@@ -48,7 +48,8 @@ class Rehearse : public testing::Test {
               0);
   }
 
-  void pack() {
+  void pack(std::string const& package) {
+    package_ = work_ / package;
     auto const done = zeva::run_command(
         {{*installed / "home/bin/zeva-pack", work_ / "export", package_}, "", {}});
     ASSERT_EQ(done.error, "");
@@ -99,13 +100,12 @@ class Rehearse : public testing::Test {
   ScratchHome home_;
   std::optional<RegistryClient> client_;
   std::string from_ = home_.path();
-  std::string package_ = work_ / "pkg";
+  std::string package_ = work_ / "export";  // packed on the way
   std::string before_;
 };
 
 TEST_F(Rehearse, AGoodPackage) {
   edit("scanlimit.txt", "$aFun=1:1");
-  pack();
   auto const done = rehearse({"--json"});
   ASSERT_EQ(done.exit_status, 0) << done.error << done.output;
   EXPECT_EQ(done.error, "");
@@ -133,7 +133,6 @@ TEST_F(Rehearse, AGoodPackage) {
 
 TEST_F(Rehearse, AFaultyPackageChangesNothing) {
   edit("quarantine.txt", "s/^KeepDate=1:5$/KeepDate=2:5/");
-  pack();
   auto const done = rehearse();
   EXPECT_EQ(done.exit_status, 244);
   EXPECT_THAT(done.output,
@@ -150,7 +149,7 @@ TEST_F(Rehearse, AHostilePackageShowsNoControlBytes) {
        "s,tasks/size.txt,link.txt,; s,tasks/disclaimer.txt,tasks/../tasks/disclaimer.txt,");
   work_.write("export/\033[2J'$(touch x).txt", "");
   work_.write("key", {kPackageKey.begin(), kPackageKey.end()});
-  pack();
+  pack("pkg");
   auto const added = zeva::run_command(
       {{"sh", "-ec",
         "rc4=\"$0/bin/rc4\"; ln -s /etc/passwd export/link.txt; $rc4 -dec -in pkg -key key; "
@@ -175,8 +174,17 @@ TEST_F(Rehearse, AHostilePackageShowsNoControlBytes) {
 }
 
 TEST_F(Rehearse, WhatIsNoPackageOrNoHomeIsSaid) {
-  work_.write("pkg", "no package");
+  package_ = work_ / "tmp";
   auto done = rehearse();
+  EXPECT_EQ(done.exit_status, 1);
+  EXPECT_EQ(done.error, "zeva-rehearse: the folder cannot be packed: zeva-pack: " + package_ +
+                            ": holds no export file at its top, none of actionFile.txt "
+                            "excepton.txt scanlimit.txt quarantine.txt globalPolicy.txt "
+                            "xfilter.txt address.txt misc.txt\n");
+
+  package_ = work_ / "pkg";
+  work_.write("pkg", "no package");
+  done = rehearse();
   EXPECT_EQ(done.exit_status, 251);
   EXPECT_THAT(done.output, HasSubstr("  -5: the package could not be unpacked"));
   EXPECT_THAT(done.output, HasSubstr("  It could not be looked at: "));
@@ -190,22 +198,19 @@ TEST_F(Rehearse, WhatIsNoPackageOrNoHomeIsSaid) {
   }
   EXPECT_THAT(on_a_terminal("TERM=xterm NO_COLOR="), HasSubstr("\033[31m  -1: "));
 
-  done = zeva::run_command(
-      {{*installed / "home/bin/zeva-rehearse", "--from", work_ / "gone", "x"}, "", {}});
-  EXPECT_EQ(done.exit_status, 1);
-  EXPECT_EQ(done.error,
+  from_ = work_ / "gone";
+  EXPECT_EQ(rehearse().error,
             "zeva-rehearse: " + (work_ / "gone") + ": is no folder to take a store from\n");
 }
 
 // It begins with its own factory's store, and finds its server whatever the package is called.
 TEST_F(Rehearse, ANewHome) {
   from_ = work_ / "new";
-  package_ = work_ / "regserver.pkg";
   fs::create_directories(from_ + "/config");
   auto const made =
       zeva::run_command({{"sed", "s/>10000</>12345</", home_.config("factory.xml")}, "", {}});
   work_.write("new/config/factory.xml", made.output);
-  pack();
+  pack("regserver.pkg");
   auto const done = rehearse({"--json"});
   EXPECT_EQ(done.exit_status, 0) << done.error;
   EXPECT_THAT(done.output, HasSubstr(R"("before":{"name":"MaxDecompressCount","type":"dword",)"
@@ -215,7 +220,6 @@ TEST_F(Rehearse, ANewHome) {
 
 // Here the shell that has started it ends first.
 TEST_F(Rehearse, OutlivesItsStarter) {
-  pack();
   std::vector<std::string> line{
       "sh", "-c",
       "mkfifo fifo; sh -c 'setsid nohup \"$@\" >fifo 2>&1 & exec sleep 1' sh \"$@\" & cat fifo",
@@ -226,7 +230,6 @@ TEST_F(Rehearse, OutlivesItsStarter) {
 }
 
 TEST_F(Rehearse, WhateverEndsItNothingRemains) {
-  pack();
   for (char const* signal : {"INT", "TERM", "HUP", "KILL"}) {
     auto line = command();
     // Ended as soon as the run in it has begun to import; its processes must go with it.
@@ -239,7 +242,7 @@ TEST_F(Rehearse, WhateverEndsItNothingRemains) {
     auto const done = zeva::run_command({line, "", {}});
     EXPECT_GT(done.exit_status, 128) << signal << done.output;
     EXPECT_EQ(traces(), before_) << signal;
-    auto const left = zeva::run_command({{"pgrep", "-f", work_ / "pkg"}, "", {}});
+    auto const left = zeva::run_command({{"pgrep", "-f", package_}, "", {}});
     EXPECT_EQ(left.output, "") << signal;
   }
 }

@@ -52,6 +52,14 @@ std::string scratch(std::string const& name) {
   return zeva::kScratchFolder + ("/" + name);
 }
 
+// Makes a package of a folder of export files; what went wrong, empty if nothing did.
+std::string pack(std::string const& folder, std::string const& package) {
+  zeva::LongWait wait("the export to be packed");
+  zeva::CommandResult const done = zeva::run_command(
+      {{"zeva-pack", "--", folder, package}, "", [&](std::string const&) { wait.show(); }});
+  return done.succeeded() ? "" : done.explanation();
+}
+
 // Unpacks the package for itself and looks at what is in it.
 void examine(std::string const& package, zeva::Rehearsal& rehearsal) {
   std::string const copy = scratch("package");
@@ -110,7 +118,14 @@ void load_stores(zeva::RehearsalHome const& home, zeva::Rehearsal& rehearsal) {
   rehearsal.after = std::move(after.root);
 }
 
-int rehearse(std::string const& config, std::string const& package, bool json) {
+int rehearse(std::string const& config, std::string const& given, bool json) {
+  std::error_code failed;
+  bool const is_folder = fs::is_directory(given, failed);
+  std::string const package = is_folder ? scratch("packed") : given;
+  if (is_folder) {
+    std::string const failure = pack(given, package);
+    if (!failure.empty()) return zeva::complain("the folder cannot be packed", failure);
+  }
   zeva::RehearsalHome home;
   if (std::string const failure = home.lay_out(config); !failure.empty()) {
     return zeva::complain(config, failure);
@@ -154,7 +169,9 @@ int start(std::string const& home, std::string const& package, bool json) {
     return zeva::complain(home, "is no folder to take a store from");
   }
   std::string const config = full_path(home + "/config");
-  bool const renamed = package.find(kServerName) != std::string::npos;
+  // A folder above the sandbox's own one would cover it.
+  bool const covers = (zeva::kScratchFolder + "/"s).starts_with((fs::path(package) / "").native());
+  bool const renamed = covers || package.find(kServerName) != std::string::npos;
   std::string const given = renamed ? kRenamedPackage : package;
   zeva::Visible visible;
   // A home without a store begins with its own factory's.
@@ -188,7 +205,8 @@ int main(int argc, char** argv) try {
   bool json = false;
   app.add_option("--from", home, "the home whose store to begin with (default: $ZEVA_HOME)");
   app.add_flag("--json", json, "print one JSON object");
-  app.add_option("PKG", package, "the settings package")->required();
+  app.add_option("PKG", package, "the settings package, or a folder of export files to pack first")
+      ->required();
   if (auto const status = zeva::parse_command_line(app, argc, argv)) return *status;
 
   auto const config = zeva::sandboxed_subject();
