@@ -2,6 +2,10 @@
 
 #include <gmock/gmock.h>
 
+#include <regex>
+
+#include "checksum_list.h"
+#include "command.h"
 #include "work_folder.h"
 
 namespace {
@@ -48,6 +52,7 @@ struct Edit {
   Lines findings;
 };
 
+char const kEmptySum[] = "d41d8cd98f00b204e9800998ecf8427e";
 std::string const kFive(5000, 'x');
 
 Edit const kEdits[] = {
@@ -168,6 +173,24 @@ TEST(Examine, AByteOrderMarkHidesTheFirstLine) {
                                        "becomes part of its first line");
                           }),
             1);
+}
+
+// Whether a line counts, md5sum itself is asked: all files are empty, and "$" is their sum.
+TEST(ChecksumList, NamesWhatMd5sumWouldCheck) {
+  WorkFolder work;
+  for (std::string const name : {"a", " a", "b c", "n\nl", "p)q"}) work.write(name, "");
+  for (std::string const line :
+       {"$  b c", "$ *a", "$\t a", " \t$  a", "$  a\r", "MD5 (p)q) = $", "MD5(a)=$\r", "MD5 (a) $",
+        "\\$  n\\nl", "\\MD5 (n\\nl) = $", "\\$  a\\x", "$ a", "$  b c\n$ a", "$ a\n$  a", "#$  a",
+        "0$  a", "$a", "$ "}) {
+    std::string const list = std::regex_replace(line, std::regex("\\$"), kEmptySum);
+    work.write("md5.sum", list);
+    auto const names = zeva::read_checksum_list(work / "");
+    bool const checked =
+        zeva::run_command({{"md5sum", "-c", "md5.sum"}, work / "", {}}).succeeded();
+    EXPECT_EQ(!names.empty(), checked) << line;
+    for (std::string const& name : names) EXPECT_TRUE(fs::exists(work / name)) << line;
+  }
 }
 
 }  // namespace
