@@ -124,8 +124,7 @@ int open_regular(char const* path, int flags, struct stat& info) {
   return fd;
 }
 
-void read_key(char const* path, arcfour_ctx& cipher) {
-  struct stat info;
+void read_key(char const* path, arcfour_ctx& cipher, struct stat& info) {
   Fd const fd(open_regular(path, 0, info));
   unsigned char key[kMaxKey + 1];
   size_t const length = read_full(fd, path, key, sizeof key);
@@ -162,9 +161,11 @@ void sync_folder_of(char const* path) {
   if (fd >= 0) fsync(fd);
 }
 
-void convert(char const* path, arcfour_ctx& cipher) {
+void convert(char const* path, arcfour_ctx& cipher, struct stat const& key) {
   struct stat info;
   Fd const source(open_regular(path, O_NOFOLLOW, info));
+  // Nothing could ever decipher it again.
+  if (info.st_dev == key.st_dev && info.st_ino == key.st_ino) fail(path, "is the key itself");
   Fd const target(make_unfinished(path, info));
 
   static unsigned char buffer[64 * 1024];
@@ -189,7 +190,8 @@ int main(int argc, char** argv) {
   }
   clean_up_on_signals();
   arcfour_ctx cipher;
-  read_key(line.key_file, cipher);
-  convert(line.file, cipher);
+  struct stat key;
+  read_key(line.key_file, cipher, key);
+  convert(line.file, cipher, key);
   return 0;
 }

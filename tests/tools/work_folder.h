@@ -9,6 +9,8 @@
 #include <set>
 #include <string>
 
+#include "command.h"
+
 class WorkFolder {
  public:
   WorkFolder() {
@@ -29,6 +31,11 @@ class WorkFolder {
   std::string read(std::string const& name) const {
     std::ifstream file(*this / name, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
+  }
+
+  // Runs a line of shell in the folder.
+  zeva::CommandResult sh(std::string const& line) const {
+    return zeva::run_command({{"sh", "-c", line}, path_, {}});
   }
 
   // The names of everything below, to see that nothing was left behind.
