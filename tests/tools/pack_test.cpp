@@ -1,8 +1,5 @@
 #include <gmock/gmock.h>
-#include <stdlib.h>
-#include <sys/stat.h>
 
-#include "command.h"
 #include "package_key.h"
 #include "work_folder.h"
 
@@ -12,14 +9,8 @@ using testing::EndsWith;
 
 // Runs zeva-pack in the folder; commands of the test's own there, in bin, come before the real
 // ones.
-zeva::CommandResult pack(WorkFolder const& work, std::vector<std::string> arguments) {
-  arguments.insert(arguments.begin(),
-                   {"env", "PATH=" + (work / "bin") + ":" RC4_FOLDER ":" + getenv("PATH"), PACK});
-  return zeva::run_command({arguments, work / "", {}});
-}
-
-int shell(WorkFolder const& work, std::string const& line) {
-  return zeva::run_command({{"sh", "-c", line}, work / "", {}}).exit_status;
+zeva::CommandResult pack(WorkFolder const& work, std::string const& arguments) {
+  return work.sh("PATH=$PWD/bin:" RC4_FOLDER ":$PATH; exec " PACK " " + arguments);
 }
 
 char const* const kOddNames[] = {"globalPolicy.txt",
@@ -29,8 +20,8 @@ char const* const kOddNames[] = {"globalPolicy.txt",
                                  "new\nline",
                                  "back\\sl",
                                  "cr\r",
-                                 "\xFF",
                                  "*",
+                                 "\xFF",
                                  "sub/x/y/z",
                                  "tr\\ailing\\"};
 
@@ -43,22 +34,21 @@ TEST(Pack, OpensAgainWithTheCommandsOfTheMigration) {
   work.write("in/empty", "");
   work.write("in/md5.sum", "an old list");
   work.write("key", {kPackageKey.begin(), kPackageKey.end()});
-  chmod((work / "in").c_str(), 0700);
 
-  ASSERT_EQ(pack(work, {"in", "one.pkg"}).error, "");
-  ASSERT_EQ(pack(work, {work / "in/", work / "two.pkg"}).exit_status, 0);
+  ASSERT_EQ(work.sh("chmod 700 in").error, "");
+  ASSERT_EQ(pack(work, "in one.pkg").error, "");
+  ASSERT_EQ(pack(work, "\"$PWD/in/\" \"$PWD/two.pkg\"").exit_status, 0);
   EXPECT_EQ(work.read("one.pkg"), work.read("two.pkg"));
   EXPECT_EQ(work.read("in/md5.sum"), "an old list");
-  EXPECT_EQ(shell(work, "test $(stat -c %a one.pkg) = 600"), 0);
-
-  ASSERT_EQ(shell(work, RC4_FOLDER "/rc4 -dec -in one.pkg -key key; mkdir -m 755 out"), 0);
-  ASSERT_EQ(shell(work, "cd out && tar zxf ../one.pkg && md5sum --strict -c md5.sum"), 0);
-  EXPECT_EQ(shell(work, "diff -r -x md5.sum in out"), 0);
-  EXPECT_EQ(shell(work, "test $(stat -c %a out) = 755"), 0);
+  auto const opened = work.sh("set -e; stat -c %a one.pkg; " RC4_FOLDER
+                              "/rc4 -dec -in one.pkg -key key; mkdir -m 755 out; cd out; "
+                              "tar zxf ../one.pkg; md5sum --quiet --strict -c md5.sum; "
+                              "diff -r -x md5.sum ../in .; stat -c %a .");
+  ASSERT_EQ(opened.output + opened.error, "600\n755\n");
   // Every file is listed: a change to any of them is found.
   for (std::string const name : kOddNames) {
     work.write("out/" + name, "changed");
-    EXPECT_EQ(shell(work, "cd out && md5sum -c md5.sum"), 1) << name;
+    EXPECT_EQ(work.sh("cd out && md5sum -c md5.sum").exit_status, 1) << name;
     work.write("out/" + name, "content of " + name);
   }
 }
@@ -69,35 +59,34 @@ TEST(Pack, BadInputLeavesNothingBehind) {
   for (std::string const file : {"in/misc.txt", "there.pkg", "list/md5.sum/x", "list/misc.txt",
                                  "linked/misc.txt", "odd/misc.txt", "up/in/misc.txt", "in/tasks/x"})
     work.write(file, "keep");
-  std::filesystem::create_directories(work / "no/misc.txt");
-  std::filesystem::create_symlink("/etc/passwd", work / "linked/\033[31mpasswd");
-  mkfifo((work / "odd/fifo").c_str(), 0600);
+  work.write("linked/\033[31mpasswd", "");
+  work.sh("mkdir -p no/misc.txt; ln -sf /etc/passwd linked/*passwd; mkfifo odd/fifo");
 
   std::string const no_export =
       ": holds no export file at its top, none of actionFile.txt excepton.txt scanlimit.txt "
       "quarantine.txt globalPolicy.txt xfilter.txt address.txt misc.txt";
   struct Case {
-    std::vector<std::string> arguments;
+    std::string arguments;
     std::string error;
     int exit_status = 1;
   };
   for (Case const& c : {
-           Case{{}, "FOLDER is required: see --help", 2},
-           Case{{"in", "pkg", "c", "-d", "--", "e"}, "not expected: c -d e: see --help", 2},
-           Case{{"gone", "pkg"}, "gone: cannot be read: No such file or directory"},
-           Case{{"in/misc.txt", "pkg"}, "in/misc.txt: is not a folder"},
-           Case{{"no", "pkg"}, here + "no" + no_export},
-           Case{{"up", "pkg"}, here + "up" + no_export + "; " + here + "up/in does"},
-           Case{{"in/tasks", "pkg"}, here + "in/tasks" + no_export + "; " + here + "in does"},
-           Case{{"list", "pkg"},
+           Case{"", "FOLDER is required: see --help", 2},
+           Case{"in pkg c -d -- e", "not expected: c -d e: see --help", 2},
+           Case{"gone pkg", "gone: cannot be read: No such file or directory"},
+           Case{"in/misc.txt pkg", "in/misc.txt: is not a folder"},
+           Case{"no pkg", here + "no" + no_export},
+           Case{"up pkg", here + "up" + no_export + "; " + here + "up/in does"},
+           Case{"in/tasks pkg", here + "in/tasks" + no_export + "; " + here + "in does"},
+           Case{"list pkg",
                 here + "list/md5.sum: is a folder; the package's checksums go by this name"},
-           Case{{"linked", "pkg"},
+           Case{"linked pkg",
                 here + "linked/\\x1b[31mpasswd: is a link; a package holds files and folders only"},
-           Case{{"odd", "pkg"},
+           Case{"odd pkg",
                 here + "odd/fifo: is neither a file nor a folder; a package holds nothing else"},
-           Case{{"in", "there.pkg"}, "there.pkg: exists already; remove it or name another file"},
-           Case{{"in", "no/gone/pkg"}, "no/gone/pkg: cannot be made: No such file or directory"},
-           Case{{"/", "pkg"}, "pkg: lies in the folder to pack; name a place outside"},
+           Case{"in there.pkg", "there.pkg: exists already; remove it or name another file"},
+           Case{"in no/gone/pkg", "no/gone/pkg: cannot be made: No such file or directory"},
+           Case{"/ pkg", "pkg: lies in the folder to pack; name a place outside"},
        }) {
     auto const before = work.names();
     auto const result = pack(work, c.arguments);
@@ -124,9 +113,9 @@ TEST(Pack, AFailingOrInterruptedStepLeavesNothingBehind) {
     WorkFolder work;
     work.write("in/misc.txt", "content");
     work.write(std::string("bin/") + c.command, std::string("#!/bin/sh\n") + c.script + "\n");
-    chmod((work / "bin/" + c.command).c_str(), 0755);
+    work.sh("chmod +x bin/*");
     auto before = work.names();
-    auto const result = pack(work, {"in", "pkg"});
+    auto const result = pack(work, "in pkg");
     EXPECT_THAT(result.error, EndsWith(std::string(": ") + c.error + "\n"));
     EXPECT_EQ(result.exit_status, c.exit_status);
     EXPECT_EQ(work.read("pkg"), c.there);

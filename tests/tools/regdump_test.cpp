@@ -13,11 +13,6 @@ namespace {
 using testing::HasSubstr;
 using testing::StartsWith;
 
-zeva::CommandResult regdump(std::vector<std::string> arguments) {
-  arguments.insert(arguments.begin(), REGDUMP);
-  return zeva::run_command({arguments, "", {}});
-}
-
 // A running gateway with a few keys of a test's own beside the factory's.
 class RegDump : public testing::Test {
  protected:
@@ -32,20 +27,24 @@ class RegDump : public testing::Test {
     ASSERT_EQ(registry_->set(path, name, type, data), NVREG_OK);
   }
 
-  // What both ways print, which must be the same.
-  std::string dump(std::vector<std::string> arguments) {
-    auto from_files = arguments;
-    from_files.insert(from_files.begin(), {"--home", home_.path()});
-    arguments.insert(arguments.begin(), {"--server", home_.address()});
-    auto const files = regdump(from_files);
-    auto const server = regdump(arguments);
-    EXPECT_EQ(files.error, "");
-    EXPECT_EQ(server.error, "");
+  zeva::CommandResult regdump(std::string const& arguments) {
+    return work_.sh(REGDUMP " " + arguments);
+  }
+
+  // What both ways print, which must be the same. Reading the files changes nothing.
+  std::string dump(std::string const& arguments) {
+    std::string const look = "cd " + home_.path() + "/config; ls -lA --time-style=full-iso; cat *";
+    std::string const before = work_.sh(look).output;
+    auto const files = regdump("--home " + home_.path() + " " + arguments);
+    EXPECT_TRUE(work_.sh(look).output == before);
+    auto const server = regdump("--server " + home_.address() + " " + arguments);
+    EXPECT_EQ(files.error + server.error, "");
     EXPECT_EQ(files.exit_status, 0);
     EXPECT_TRUE(files.output == server.output);
     return files.output;
   }
 
+  WorkFolder work_;
   ScratchHome home_;
   std::optional<RegistryClient> registry_;
 };
@@ -59,7 +58,7 @@ TEST_F(RegDump, ShowsEveryKindOfValue) {
   set("T\\a", "list", NVREG_MULTISTRING, {"one\0two\0\0unseen\0", 16});
   set("T\\a", "cut", NVREG_MULTISTRING, {"one\0tw", 6});
   set("T\\a\\\xFE\n", "\xFF", NVREG_STRING, {"\xC3\x28\0", 3});
-  EXPECT_EQ(dump({"T"}),
+  EXPECT_EQ(dump("T"),
             "T\n"
             "T\\b\n"
             "    number=DW 4294967295\n"
@@ -72,7 +71,7 @@ TEST_F(RegDump, ShowsEveryKindOfValue) {
             "    cut=MS one, tw, \n"
             "T\\a\\\xFE\n\n"
             "    \xFF=SZ \xC3\x28\n");
-  EXPECT_EQ(dump({"--json", "\\T\\\\"}),
+  EXPECT_EQ(dump(R"(--json '\T\\')"),
             R"({"key":"T","values":[]})"
             "\n"
             R"({"key":"T\\b","values":[{"name":"number","type":"dword","value":4294967295},)"
@@ -93,54 +92,39 @@ TEST_F(RegDump, ShowsTheWholeStoreHoweverDeepAndLong) {
   std::string deep = "deep";
   for (int i = 0; i < 2000; ++i) deep += "\\" + std::to_string(i);
   set(deep, std::string(NVREG_MAX_NAME, 'n'), NVREG_STRING, std::string(NVREG_MAX_VALUE, 'v'));
-  std::string const all = dump({"--json"});
+  std::string const all = dump("--json");
   EXPECT_THAT(all, StartsWith("{\"key\":\"\",\"values\":[]}\n{\"key\":\"registry\""));
   EXPECT_THAT(all, HasSubstr(R"({"key":"registry\\config","values":[{"name":"ProcessErrorCls")"));
   EXPECT_NE(all.find(std::string(NVREG_MAX_VALUE, 'v') + "\"}]}\n"), std::string::npos);
-  EXPECT_THAT(dump({}), StartsWith("\nregistry\n"));
+  EXPECT_THAT(dump(""), StartsWith("\nregistry\n"));
 }
 
 TEST_F(RegDump, ATerminalGetsNoControlBytes) {
   set("T", "\033]0;x\a", NVREG_STRING, {"a\n\033[31mb\x9B\u202E\u00E9\0", 16});
-  std::string const command = std::string(REGDUMP) + " --home '" + home_.path() + "' T";
-  auto const shown = zeva::run_command({{"script", "-qec", command, "/dev/null"}, "", {}});
+  auto const shown = work_.sh("script -qec '" REGDUMP " --home " + home_.path() + " T' /dev/null");
   EXPECT_EQ(shown.output,
             "T\r\n    \\x1b]0;x\\x07=SZ a\\n\\x1b[31mb\\x9b\\xe2\\x80\\xae\u00E9\r\n");
 }
 
-TEST_F(RegDump, ReadingTheFilesChangesNothing) {
-  auto const sums = [&] {
-    return zeva::run_command({{"sh", "-c", "ls -lA --time-style=full-iso && cat *"},
-                              home_.path() + "/config",
-                              {}})
-        .output;
-  };
-  std::string const before = sums();
-  ASSERT_EQ(regdump({"--home", home_.path()}).exit_status, 0);
-  EXPECT_EQ(sums(), before);
-}
-
 TEST_F(RegDump, BadInputIsNamed) {
-  WorkFolder work;
-  work.write("damaged/config/cFlt_db.xml", "no store");
-  std::string const home = home_.path();
+  work_.write("damaged/config/cFlt_db.xml", "no store");
+  std::string const home = "--home " + home_.path();
+  std::string const endless(2000, 'n');
   struct Case {
-    std::vector<std::string> arguments;
-    int exit_status;
+    std::string arguments;
     std::string error;
+    int exit_status = 1;
   };
   for (Case const& c : {
-           Case{{"--home", home, "a\\b"}, 1, "a\\b: there is no such key\n"},
-           Case{{"--server", home_.address(), "a\\b"}, 1, "a\\b: there is no such key\n"},
-           Case{{"--home", home, std::string(2000, 'n')},
-                1,
-                std::string(2000, 'n') + ": is no key's path\n"},
-           Case{{"--home", work / "damaged"}, 1, (work / "damaged") + ": "},
-           Case{{"--server", "here"}, 1, "here: is not an address of the form ZEVA:PORT\n"},
-           Case{{"--home", home, "--server", "ZEVA:1"},
-                2,
-                "--home and --server exclude each other: see --help\n"},
-           Case{{"--server", "ZEVA:1"}, 1, "ZEVA:1: no registry server answers there\n"},
+           Case{home + " a/b", "a/b: there is no such key\n"},
+           Case{"--server " + home_.address() + " a", "a: there is no such key\n"},
+           Case{home + " " + endless, endless + ": is no key's path\n"},
+           Case{"--home damaged", "damaged: "},
+           Case{"--server here", "here: is not an address of the form ZEVA:PORT\n"},
+           Case{"--server ZEVA:1", "ZEVA:1: no registry server answers there\n"},
+           Case{home + " --server x", "--home and --server exclude each other: see --help\n", 2},
+           Case{home + " > /dev/full",
+                "standard output: cannot be written: No space left on device\n"},
        }) {
     auto const result = regdump(c.arguments);
     EXPECT_EQ(result.exit_status, c.exit_status) << c.error;
@@ -148,14 +132,6 @@ TEST_F(RegDump, BadInputIsNamed) {
     EXPECT_EQ(std::count(result.error.begin(), result.error.end(), '\n'), 1) << result.error;
     EXPECT_EQ(result.output, "");
   }
-}
-
-TEST_F(RegDump, AFullOutputIsAnError) {
-  auto const result = zeva::run_command(
-      {{"sh", "-c", "'" REGDUMP "' --home '" + home_.path() + "' > /dev/full"}, "", {}});
-  EXPECT_EQ(result.exit_status, 1);
-  EXPECT_EQ(result.error,
-            "zeva-regdump: standard output: cannot be written: No space left on device\n");
 }
 
 }  // namespace
