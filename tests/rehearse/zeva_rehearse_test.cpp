@@ -5,7 +5,6 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
-#include "command.h"
 #include "package_key.h"
 #include "registry_client.h"
 #include "scratch_home.h"
@@ -43,55 +42,37 @@ class Rehearse : public testing::Test {
   }
 
   void edit(std::string const& file, std::string const& expression) {
-    ASSERT_EQ(zeva::run_command({{"sed", "-i", expression, work_ / ("export/" + file)}, "", {}})
-                  .exit_status,
-              0);
+    ASSERT_EQ(work_.sh("sed -i '" + expression + "' export/" + file).exit_status, 0);
   }
 
   void pack(std::string const& package) {
     package_ = work_ / package;
-    auto const done = zeva::run_command(
-        {{*installed / "home/bin/zeva-pack", work_ / "export", package_}, "", {}});
-    ASSERT_EQ(done.error, "");
+    ASSERT_EQ(work_.sh(*installed / "home/bin/zeva-pack export " + package).error, "");
   }
 
   // The command, with the waits of the run in it shortened.
-  std::vector<std::string> command(std::vector<std::string> const& options = {}) {
-    std::vector<std::string> line{"env",
-                                  "--default-signal=INT",
-                                  "LD_PRELOAD=/usr/$LIB/faketime/libfaketime.so.1",
-                                  "FAKETIME=+0 x30",
-                                  "ASAN_OPTIONS=verify_asan_link_order=0",
-                                  "TMPDIR=" + (work_ / "tmp"),
-                                  *installed / "home/bin/zeva-rehearse",
-                                  "--from",
-                                  from_,
-                                  package_};
-    line.insert(line.end(), options.begin(), options.end());
-    return line;
+  std::string command() {
+    return "TMPDIR=\"$PWD/tmp\" LD_PRELOAD='/usr/$LIB/faketime/libfaketime.so.1' FAKETIME='+0 x30' "
+           "ASAN_OPTIONS=verify_asan_link_order=0 env --default-signal=INT " +
+           *installed / "home/bin/zeva-rehearse --from " + from_ + " " + package_;
   }
 
-  zeva::CommandResult rehearse(std::vector<std::string> const& options = {}) {
-    return zeva::run_command({command(options), "", {}});
+  zeva::CommandResult rehearse(std::string const& options = "") {
+    return work_.sh(command() + options);
   }
 
   std::string on_a_terminal(std::string const& variables) {
-    std::string line = "env " + variables;
-    for (std::string const& word : command()) line += " '" + word + "'";
-    std::string text =
-        zeva::run_command({{"script", "-qec", line, "/dev/null"}, work_ / "", {}}).output;
+    work_.write("line", command());
+    std::string text = work_.sh(variables + " script -qec 'sh line' /dev/null").output;
     std::erase(text, '\r');
     return text;
   }
 
   // Everything in the home and in /tmp that a rehearsal could change.
   std::string traces() {
-    return zeva::run_command({{"sh", "-c",
-                               "ls -lAR --time-style=full-iso . && cat config/cFlt_db.xml* && "
-                               "ls -A /tmp | grep rehears; ls -A \"$0\"",
-                               work_ / "tmp"},
-                              home_.path(),
-                              {}})
+    return work_
+        .sh("ls -A tmp; ls -A /tmp | grep rehears; cd " + home_.path() +
+            "; ls -lAR --time-style=full-iso; cat config/cFlt_db.xml*")
         .output;
   }
 
@@ -106,7 +87,7 @@ class Rehearse : public testing::Test {
 
 TEST_F(Rehearse, AGoodPackage) {
   edit("scanlimit.txt", "$aFun=1:1");
-  auto const done = rehearse({"--json"});
+  auto const done = rehearse(" --json");
   ASSERT_EQ(done.exit_status, 0) << done.error << done.output;
   EXPECT_EQ(done.error, "");
 
@@ -150,14 +131,10 @@ TEST_F(Rehearse, AHostilePackageShowsNoControlBytes) {
   work_.write("export/\033[2J'$(touch x).txt", "");
   work_.write("key", {kPackageKey.begin(), kPackageKey.end()});
   pack("pkg");
-  auto const added = zeva::run_command(
-      {{"sh", "-ec",
-        "rc4=\"$0/bin/rc4\"; ln -s /etc/passwd export/link.txt; $rc4 -dec -in pkg -key key; "
-        "mv pkg t.gz; gunzip t.gz; tar -rf t -C export link.txt; "
-        "gzip t; mv t.gz pkg; $rc4 -enc -in pkg -key key",
-        *installed / "home"},
-       work_ / "",
-       {}});
+  auto const added = work_.sh(
+      "set -e; PATH=" + *installed / "home/bin:$PATH; ln -s /etc/passwd export/link.txt; " +
+      "rc4 -dec -in pkg -key key; mv pkg t.gz; gunzip t.gz; tar -rf t -C export link.txt; "
+      "gzip t; mv t.gz pkg; rc4 -enc -in pkg -key key");
   ASSERT_EQ(added.exit_status, 0) << added.error;
   for (bool const on_terminal : {false, true}) {
     std::string const text = on_terminal ? on_a_terminal("TERM=xterm") : rehearse().output;
@@ -207,11 +184,9 @@ TEST_F(Rehearse, WhatIsNoPackageOrNoHomeIsSaid) {
 TEST_F(Rehearse, ANewHome) {
   from_ = work_ / "new";
   fs::create_directories(from_ + "/config");
-  auto const made =
-      zeva::run_command({{"sed", "s/>10000</>12345</", home_.config("factory.xml")}, "", {}});
-  work_.write("new/config/factory.xml", made.output);
+  work_.sh("sed 's/>10000</>12345</' " + home_.config("factory.xml") + " > new/config/factory.xml");
   pack("regserver.pkg");
-  auto const done = rehearse({"--json"});
+  auto const done = rehearse(" --json");
   EXPECT_EQ(done.exit_status, 0) << done.error;
   EXPECT_THAT(done.output, HasSubstr(R"("before":{"name":"MaxDecompressCount","type":"dword",)"
                                      R"("value":12345})"));
@@ -220,30 +195,24 @@ TEST_F(Rehearse, ANewHome) {
 
 // Here the shell that has started it ends first.
 TEST_F(Rehearse, OutlivesItsStarter) {
-  std::vector<std::string> line{
-      "sh", "-c",
-      "mkfifo fifo; sh -c 'setsid nohup \"$@\" >fifo 2>&1 & exec sleep 1' sh \"$@\" & cat fifo",
-      "sh"};
-  for (std::string const& word : command()) line.push_back(word);
-  EXPECT_THAT(zeva::run_command({line, work_ / "", {}}).output,
+  work_.write("line", command());
+  EXPECT_THAT(work_
+                  .sh("mkfifo fifo; sh -c 'setsid nohup sh line >fifo 2>&1 & exec sleep 1' & "
+                      "cat fifo")
+                  .output,
               HasSubstr("  0: all settings were imported."));
 }
 
 TEST_F(Rehearse, WhateverEndsItNothingRemains) {
-  for (char const* signal : {"INT", "TERM", "HUP", "KILL"}) {
-    auto line = command();
+  for (std::string const signal : {"INT", "TERM", "HUP", "KILL"}) {
     // Ended as soon as the run in it has begun to import; its processes must go with it.
-    line.insert(line.begin(),
-                {"sh", "-c",
-                 "mkfifo \"$0\"; \"$@\" > \"$0\" & while read -r line; do case $line in "
-                 "Backup*) kill -" +
-                     std::string(signal) + " $!;; esac; done < \"$0\"; wait $!",
-                 work_ / ("fifo-" + std::string(signal))});
-    auto const done = zeva::run_command({line, "", {}});
-    EXPECT_GT(done.exit_status, 128) << signal << done.output;
+    auto const done = work_.sh("rm -f fifo; mkfifo fifo; " + command() +
+                               " > fifo & while read -r line; do case $line in Backup*) kill -" +
+                               signal + " $!;; End*) echo $line; esac; done < fifo; wait $!");
+    EXPECT_GT(done.exit_status, 128) << signal;
+    EXPECT_EQ(done.output, "") << signal << ": the run went on";
     EXPECT_EQ(traces(), before_) << signal;
-    auto const left = zeva::run_command({{"pgrep", "-f", package_}, "", {}});
-    EXPECT_EQ(left.output, "") << signal;
+    EXPECT_EQ(work_.sh("exec pgrep -f " + package_).output, "") << signal;
   }
 }
 
