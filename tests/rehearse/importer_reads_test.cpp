@@ -25,7 +25,9 @@ extern "C" int
 heard_getattribute(NvConfigFile const*, std::string_view, std::string_view, std::string&) asm(
     "__wrap__ZNK12NvConfigFile12getattributeESt17basic_string_viewIcSt11char_traitsIcEES3_RNSt"
     "7__cxx1112basic_stringIcS2_SaIcEEE");
-extern "C" unsigned __wrap_sleep(unsigned);
+extern "C" unsigned __wrap_sleep(unsigned) {
+  return 0;
+}
 
 int heard_getattribute(NvConfigFile const* file, std::string_view section, std::string_view key,
                        std::string& value) {
@@ -34,10 +36,6 @@ int heard_getattribute(NvConfigFile const* file, std::string_view section, std::
     asked[file->getname().substr(strlen(kFolder))].emplace(section, key);
   }
   return result;
-}
-
-unsigned __wrap_sleep(unsigned) {
-  return 0;
 }
 
 TEST(Examine, AsksForWhatTheImportersAskFor) {

@@ -25,54 +25,48 @@ extern "C" ssize_t __wrap_pread64(int file, void* bytes, size_t size, off64_t pl
 
 namespace {
 
-class Store : public WorkFolder {
- public:
-  Store() { put("old"); }
-  ~Store() { meanwhile = nullptr; }
+class StoreCopy : public testing::Test {
+ protected:
+  StoreCopy() { put("old"); }
+  ~StoreCopy() override { meanwhile = nullptr; }
 
   // Replaces every file as the server does.
   void put(std::string const& content) {
     for (std::string const name : zeva::kStoreFiles) {
-      write("new", content);
-      std::filesystem::rename(*this / "new", *this / name);
+      work_.write("new", content);
+      std::filesystem::rename(work_ / "new", work_ / name);
     }
   }
+
+  // The three files' contents as they were copied.
+  std::string copied(int expected = 0) {
+    zeva::StoreCopy copy;
+    EXPECT_EQ(zeva::read_store(work_ / "", copy), expected);
+    std::string shown;
+    for (auto const& file : copy) shown += file.value_or("none") + " ";
+    return shown;
+  }
+
+  WorkFolder work_;
+  int calls_ = 0;
 };
 
-using Copied = std::vector<std::string>;
-
-Copied copied(Store const& store, int expected = 0) {
-  zeva::StoreCopy copy;
-  EXPECT_EQ(zeva::read_store(store / "", copy), expected);
-  Copied shown;
-  for (auto const& file : copy) shown.push_back(file.value_or("none"));
-  return shown;
-}
-
-TEST(StoreCopy, IsOfOneMoment) {
-  Store store;
-  EXPECT_EQ(copied(store), (Copied{"old", "old", "old"}));
-  int calls = 0;
+TEST_F(StoreCopy, IsOfOneMomentOrNone) {
+  EXPECT_EQ(copied(), "old old old ");
   meanwhile = [&] {
-    if (++calls == 1) store.put("new");
+    if (++calls_ == 1) put("new");
   };
-  EXPECT_EQ(copied(store), (Copied{"new", "new", "new"}));
+  EXPECT_EQ(copied(), "new new new ");
+  meanwhile = [&] { put("new"); };
+  copied(EAGAIN);
 }
 
-TEST(StoreCopy, TakesALogThatGrows) {
-  Store store;
-  int calls = 0;
+TEST_F(StoreCopy, TakesALogThatGrows) {
   meanwhile = [&] {
-    if (++calls == 2) std::ofstream(store / zeva::kLogFile, std::ios::app) << " more";
+    if (++calls_ == 2) std::ofstream(work_ / zeva::kLogFile, std::ios::app) << " more";
   };
-  EXPECT_EQ(copied(store), (Copied{"old", "old", "old"}));
-  EXPECT_EQ(calls, 3);
-}
-
-TEST(StoreCopy, GivesUpOnFilesThatNeverRest) {
-  Store store;
-  meanwhile = [&] { store.put("new"); };
-  copied(store, EAGAIN);
+  EXPECT_EQ(copied(), "old old old ");
+  EXPECT_EQ(calls_, 3);
 }
 
 }  // namespace

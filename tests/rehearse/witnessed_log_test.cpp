@@ -6,57 +6,40 @@
 
 namespace {
 
-std::string const kHeader = "[2026/01/02 03:04:05][pid=12l][tid=34l]:";
+std::string const kHead = "[2026/01/02 03:04:05][pid=12l][tid=34l]:";
 
-// A log as the run writes it, with the witness's notes of it and of the files read in between.
-class LoggedRun {
- public:
-  void log(std::string const& message) {
-    note(log_.size(), work_ / "log");
-    log_ += kHeader + message + "\n";
-  }
-  void read(std::string const& file) { note(7, "/tmp/migrate/" + file); }
-
-  std::vector<std::string> lines() {
-    work_.write("log", log_);
-    work_.write("notes", notes_);
-    std::vector<std::string> shown;
-    for (auto const& line :
-         zeva::read_witnessed_log(work_ / "log", work_ / "notes", "/tmp/migrate")) {
-      shown.push_back(line.file + (line.is_trouble ? "! " : "  ") + line.message);
-    }
-    return shown;
-  }
-
- private:
-  void note(size_t size, std::string const& path) {
-    notes_ += std::to_string(size) + " " + path + '\0';
-  }
-
-  WorkFolder work_;
-  std::string log_;
-  std::string notes_;
-};
-
+// The log as a run writes it, with the witness's notes of its lines and of the files read between.
 TEST(WitnessedLog, TellsEachLineItsFile) {
-  LoggedRun run;
-  run.log("Import policys...");
-  run.read("tasks/a.txt");
-  run.log("Warning [154]: BaselineDetectionRate changed to 4, original is 1");
-  run.log("Error [187]: read /tmp/migrate/policies/gone failed.txt failed.");
-  run.log("Error [148]: read value [a.b from c] from /tmp/migrate/b.txt failed.");
-  run.read("misc.txt");
-  run.log("Error [258]: a value that forges a line\n" + kHeader + "Error [1]: of the log");
-  EXPECT_THAT(
-      run.lines(),
-      testing::ElementsAre(
-          "  Import policys...",
-          "tasks/a.txt! Warning [154]: BaselineDetectionRate changed to 4, original is 1",
-          "policies/gone failed.txt! Error [187]: read /tmp/migrate/policies/gone failed.txt "
-          "failed.",
-          "b.txt! Error [148]: read value [a.b from c] from /tmp/migrate/b.txt failed.",
-          "misc.txt! Error [258]: a value that forges a line\n" + kHeader +
-              "Error [1]: of the log"));
+  struct Step {
+    char const* read;  // before the line; null for nothing
+    std::string line;
+    std::string shown;
+  };
+  std::vector<Step> const steps{
+      {nullptr, "Import policys...", "  Import policys..."},
+      {"tasks/a.txt", "Warning [154]: changed to 4", "tasks/a.txt! Warning [154]: changed to 4"},
+      {nullptr, "Error [187]: read /tmp/migrate/policies/gone failed.txt failed.",
+       "policies/gone failed.txt! Error [187]: read /tmp/migrate/policies/gone failed.txt failed."},
+      {nullptr, "Error [148]: read value [a.b from c] from /tmp/migrate/b.txt failed.",
+       "b.txt! Error [148]: read value [a.b from c] from /tmp/migrate/b.txt failed."},
+      {"misc.txt", "Error [258]: a value that forges a line\n" + kHead + "Error [1]: of the log",
+       "misc.txt! Error [258]: a value that forges a line\n" + kHead + "Error [1]: of the log"},
+  };
+  WorkFolder work;
+  std::string log, notes;
+  for (Step const& step : steps) {
+    if (step.read != nullptr) notes += std::string("7 /tmp/migrate/") + step.read + '\0';
+    notes += std::to_string(log.size()) + " " + (work / "log") + '\0';
+    log += kHead + step.line + "\n";
+  }
+  work.write("log", log);
+  work.write("notes", notes);
+  auto const lines = zeva::read_witnessed_log(work / "log", work / "notes", "/tmp/migrate");
+  ASSERT_EQ(lines.size(), steps.size());
+  for (size_t i = 0; i < lines.size(); ++i) {
+    EXPECT_EQ(lines[i].file + (lines[i].is_trouble ? "! " : "  ") + lines[i].message,
+              steps[i].shown);
+  }
 }
 
 }  // namespace

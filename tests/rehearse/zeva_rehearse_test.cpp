@@ -15,13 +15,13 @@ namespace {
 namespace fs = std::filesystem;
 using testing::HasSubstr;
 using testing::Not;
+using testing::StartsWith;
 
 class Rehearse : public testing::Test {
  protected:
   static void SetUpTestSuite() {
     installed = new WorkFolder;
-    auto const done = zeva::run_command(
-        {{CMAKE_PROGRAM, "--install", BUILD_FOLDER, "--prefix", *installed / "home"}, "", {}});
+    auto const done = installed->sh(CMAKE_PROGRAM " --install " BUILD_FOLDER " --prefix home");
     ASSERT_EQ(done.exit_status, 0) << done.error;
   }
   static void TearDownTestSuite() { delete installed; }
@@ -112,21 +112,9 @@ TEST_F(Rehearse, AGoodPackage) {
   EXPECT_EQ(changes["registry\\policy\\Rule\\Mail"], "changed");
 }
 
-TEST_F(Rehearse, AFaultyPackageChangesNothing) {
-  edit("quarantine.txt", "s/^KeepDate=1:5$/KeepDate=2:5/");
-  auto const done = rehearse();
-  EXPECT_EQ(done.exit_status, 244);
-  EXPECT_THAT(done.output,
-              HasSubstr("\nResult\n  -12: the quarantine areas could not be imported."));
-  EXPECT_THAT(done.output, HasSubstr("\n  quarantine.txt\n    Error [148]: read value ["));
-  EXPECT_THAT(done.output, HasSubstr("\nChanges in the store: 0 keys gained, 0 lost, 0 changed\n"));
-  EXPECT_THAT(done.output, HasSubstr(".KeepDate: \"2:5\" is not a number (1:)\n"));
-}
-
 TEST_F(Rehearse, AHostilePackageShowsNoControlBytes) {
-  edit("globalPolicy.txt", "s/^displayName=.*/displayName=2:\\x1b[2J\\x9b/");
-  edit("globalPolicy.txt", "s/^name=.*/name=2:\\x1b]0;x/");
   edit("globalPolicy.txt",
+       "s/^displayName=.*/displayName=2:\\x1b[2J\\x9b/; s/^name=.*/name=2:\\x1b]0;x/; "
        "s,tasks/size.txt,link.txt,; s,tasks/disclaimer.txt,tasks/../tasks/disclaimer.txt,");
   work_.write("export/\033[2J'$(touch x).txt", "");
   work_.write("key", {kPackageKey.begin(), kPackageKey.end()});
@@ -154,10 +142,8 @@ TEST_F(Rehearse, WhatIsNoPackageOrNoHomeIsSaid) {
   package_ = work_ / "tmp";
   auto done = rehearse();
   EXPECT_EQ(done.exit_status, 1);
-  EXPECT_EQ(done.error, "zeva-rehearse: the folder cannot be packed: zeva-pack: " + package_ +
-                            ": holds no export file at its top, none of actionFile.txt "
-                            "excepton.txt scanlimit.txt quarantine.txt globalPolicy.txt "
-                            "xfilter.txt address.txt misc.txt\n");
+  EXPECT_THAT(done.error, StartsWith("zeva-rehearse: the folder cannot be packed: zeva-pack: " +
+                                     package_ + ": holds no export file at its top"));
 
   package_ = work_ / "pkg";
   work_.write("pkg", "no package");

@@ -72,20 +72,17 @@ TEST_F(RegDump, ShowsEveryKindOfValue) {
             "T\\a\\\xFE\n\n"
             "    \xFF=SZ \xC3\x28\n");
   EXPECT_EQ(dump(R"(--json '\T\\')"),
-            R"({"key":"T","values":[]})"
-            "\n"
-            R"({"key":"T\\b","values":[{"name":"number","type":"dword","value":4294967295},)"
-            R"({"name":"","type":"string","value":"end"}]})"
-            "\n"
-            R"({"key":"T\\a","values":[{"name":"open","type":"string","value":"unterminated"},)"
+            R"({"key":"T","values":[]}
+{"key":"T\\b","values":[{"name":"number","type":"dword","value":4294967295},)"
+            R"({"name":"","type":"string","value":"end"}]}
+{"key":"T\\a","values":[{"name":"open","type":"string","value":"unterminated"},)"
             R"({"name":"none","type":"string","value":""},)"
             R"({"name":"bytes","type":"binary","value":"001fff"},)"
             R"({"name":"list","type":"multistring","value":["one","two"]},)"
-            R"({"name":"cut","type":"multistring","value":["one","tw"]}]})"
-            "\n"
-            R"({"key":{"hex":"545c615cfe0a"},"values":[{"name":{"hex":"ff"},"type":"string",)"
-            R"("value":{"hex":"c328"}}]})"
-            "\n");
+            R"({"name":"cut","type":"multistring","value":["one","tw"]}]}
+{"key":{"hex":"545c615cfe0a"},"values":[{"name":{"hex":"ff"},"type":"string",)"
+            R"("value":{"hex":"c328"}}]}
+)");
 }
 
 TEST_F(RegDump, ShowsTheWholeStoreHoweverDeepAndLong) {
