@@ -61,7 +61,7 @@ typedef enum _NvRegDataType {
 #define NVREG_OK 0
 #define NVREG_STATUS_CODE(number) ((int32_t)(0x81020000u | (number)))
 #define NVREG_NO_SERVER NVREG_STATUS_CODE(0x01u)        /* nobody answers at the address */
-#define NVREG_REFUSED NVREG_STATUS_CODE(0x02u)          /* the server did not accept the cookie */
+#define NVREG_REFUSED NVREG_STATUS_CODE(0x02u)          /* no proof that both know the cookie */
 #define NVREG_NOT_FOUND NVREG_STATUS_CODE(0x03u)        /* no such key or value */
 #define NVREG_BUFFER_TOO_SMALL NVREG_STATUS_CODE(0x04u) /* length says what it takes */
 #define NVREG_MALFORMED NVREG_STATUS_CODE(0x05u)        /* request or answer not understood */
@@ -83,8 +83,9 @@ typedef enum _NvRegDataType {
  *   file     the address: "ZEVA:" and the server's port in decimal, as in "ZEVA:5069"
  *   root     receives a handle of the root key, to be given back with nvreg_closeKey
  * Returns the registry handle, to be given back with nvreg_close.
- * The bundled library connects to 127.0.0.1 and shows the server the cookie that the server left
- * under the home's config folder (home: ZEVA_HOME, or "/opt/norva/zeva" when unset).
+ * The bundled library connects to 127.0.0.1. It and the server prove to each other that they know
+ * the cookie that the server left under the home's config folder (home: ZEVA_HOME, or
+ * "/opt/norva/zeva" when unset); who does not know it is told nothing (NVREG_REFUSED).
  */
 NVREG_API _NvPolComHandle* nvreg_open(int32_t mode, const char* file, _NvPolComHandle** root,
                                       int32_t* status);

@@ -7,29 +7,44 @@
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
 
 #include "frame.h"
 #include "home.h"
 #include "nvreg.h"
+#include "proof.h"
 
 namespace zeva {
 
 namespace {
 
-// How long a stranger at the port may keep us waiting for an answer to the greeting.
+// How long a stranger at the port may keep us waiting for each part of a frame.
 constexpr timeval kGreetingWait = {10, 0};
 
-// Empty when this user may not read it.
+// A cookie is a secret of the server's only in a file that nobody else could read or put there: our
+// own, root's, or of the user who owns the store's folder.
+bool is_secret(struct stat const& about, std::string const& folder) {
+  struct stat store;
+  if (!S_ISREG(about.st_mode) || (about.st_mode & (S_IRWXG | S_IRWXO)) != 0) return false;
+  if (about.st_uid == geteuid() || about.st_uid == 0) return true;
+  return stat(folder.c_str(), &store) == 0 && about.st_uid == store.st_uid;
+}
+
+// Empty when this user may not read it or should not trust it.
 std::string read_cookie() {
-  std::string cookie(kCookieLength, '\0');
-  int file =
-      open((home_folder() + kCookieFile).c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+  std::string const path = home_folder() + kCookieFile;
+  int file = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
   if (file < 0) return {};
-  ssize_t got = read(file, cookie.data(), cookie.size());
+  std::string cookie(kSecretLength + 1, '\0');
+  struct stat about;
+  ssize_t got = -1;
+  if (fstat(file, &about) == 0 && is_secret(about, path.substr(0, path.rfind('/'))))
+    got = read(file, cookie.data(), cookie.size());
   close(file);
-  return got == static_cast<ssize_t>(cookie.size()) ? cookie : std::string();
+  cookie.resize(kSecretLength);
+  return got == static_cast<ssize_t>(kSecretLength) ? cookie : std::string();
 }
 
 // A connect() that a signal interrupts goes on by itself.
@@ -73,15 +88,44 @@ int32_t Connection::open(uint16_t port) {
   int on = 1;
   setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
 
+  set_wait(socket_, kGreetingWait);
+  int32_t status = prove_each_other(port);
+  if (status < 0)
+    close();
+  else
+    set_wait(socket_, {0, 0});
+  return status;
+}
+
+int32_t Connection::prove_each_other(uint16_t port) {
   // The cookie is read after connecting: a server that accepts has written its own.
+  std::string const cookie = read_cookie();
+  std::string const nonce = make_secret();
+  if (cookie.empty() || nonce.empty()) return NVREG_REFUSED;
+
   wire::Greeting greeting;
   greeting.set_version(kWireVersion);
-  greeting.set_cookie(read_cookie());
+  greeting.set_nonce(nonce);
+  wire::Challenge challenge;
+  if (!send(to_frame(greeting)) || !receive_challenge(challenge)) return NVREG_REFUSED;
+  std::string const& theirs = challenge.nonce();
+  if (theirs.size() != kSecretLength ||
+      !same_proof(challenge.proof(), make_proof(cookie, Side::kServer, port, nonce, theirs)))
+    return NVREG_REFUSED;
+
+  wire::Proof proof;
+  proof.set_proof(make_proof(cookie, Side::kClient, port, theirs, nonce));
   wire::Answer answer;
-  set_wait(socket_, kGreetingWait);
-  int32_t status = exchange(to_frame(greeting), answer);
-  if (socket_ >= 0) set_wait(socket_, {0, 0});
-  return status;
+  return exchange(to_frame(proof), answer);
+}
+
+bool Connection::receive_challenge(wire::Challenge& challenge) {
+  char header[kFrameHeader];
+  if (!receive_in_time(header, sizeof header)) return false;
+  uint32_t length = get_number32(header);
+  if (length == 0 || length > kMaxGreeting) return false;
+  std::string message(length, '\0');
+  return receive_in_time(message.data(), length) && from_bytes(message, challenge);
 }
 
 int32_t Connection::call(wire::Call const& call, wire::Answer& answer) {
@@ -127,6 +171,14 @@ bool Connection::receive(char* bytes, size_t length) {
     length -= static_cast<size_t>(got);
   }
   return true;
+}
+
+// All at once: so the socket's wait is for the whole, and bytes that trickle in do not prolong it.
+bool Connection::receive_in_time(char* bytes, size_t length) {
+  ssize_t got;
+  do got = recv(socket_, bytes, length, MSG_WAITALL);
+  while (got < 0 && errno == EINTR);
+  return got == static_cast<ssize_t>(length);
 }
 
 }  // namespace zeva

@@ -19,7 +19,9 @@ class Connection {
   Connection(Connection const&) = delete;
   Connection& operator=(Connection const&) = delete;
 
-  // Connects to the server of this home at 127.0.0.1 and shows it the cookie.
+  // Connects to the server of this home at 127.0.0.1. NVREG_REFUSED when this user may not read
+  // the home's cookie, or when whoever accepts the connection does not prove that he knows it: he
+  // has learned nothing then.
   [[nodiscard]] int32_t open(uint16_t port);
 
   // The answer's status, or NVREG_NO_SERVER or NVREG_MALFORMED when there was none; the connection
@@ -27,9 +29,12 @@ class Connection {
   [[nodiscard]] int32_t call(wire::Call const& call, wire::Answer& answer);
 
  private:
+  [[nodiscard]] int32_t prove_each_other(uint16_t port);
+  [[nodiscard]] bool receive_challenge(wire::Challenge& challenge);
   [[nodiscard]] int32_t exchange(std::string const& frame, wire::Answer& answer);
   [[nodiscard]] bool send(std::string const& frame);
   [[nodiscard]] bool receive(char* bytes, size_t length);
+  [[nodiscard]] bool receive_in_time(char* bytes, size_t length);
   void close();
 
   int socket_ = -1;

@@ -17,7 +17,7 @@ namespace {
 using asio::ip::tcp;
 using std::chrono::steady_clock;
 
-// Who has not shown the cookie yet: how many at once, and how long each may take. One more makes
+// Who has not proved himself yet: how many at once, and how long each may take. One more makes
 // the oldest lose its connection.
 constexpr size_t kMaxNewcomers = 64;
 constexpr std::chrono::seconds kGreetingTime{10};

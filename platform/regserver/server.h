@@ -27,7 +27,7 @@ class Server {
  private:
   struct Newcomer {
     std::weak_ptr<Session> session;
-    std::chrono::steady_clock::time_point deadline;  // to show the cookie
+    std::chrono::steady_clock::time_point deadline;  // to prove itself
   };
 
   [[nodiscard]] bool bind(uint16_t port, std::string& why);

@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "answer.h"
-#include "cookie.h"
 #include "nvreg.h"
+#include "proof.h"
 
 namespace zeva {
 
@@ -37,7 +37,7 @@ void Session::read_frame() {
 }
 
 void Session::read_message(size_t length) {
-  if (length > (greeted_ ? kMaxFrame : kMaxGreeting)) return;
+  if (length > (stage_ == Stage::kCalls ? kMaxFrame : kMaxGreeting)) return;
   message_ = std::string(length, '\0');
   asio::async_read(socket_, asio::buffer(message_),
                    [self = shared_from_this()](asio::error_code error, size_t) {
@@ -46,29 +46,58 @@ void Session::read_message(size_t length) {
 }
 
 void Session::on_message() {
-  wire::Answer answer;
-  if (!greeted_) {
-    bool accepted = greet(answer);
-    if (accepted || answer.status() != NVREG_OK) send(answer, accepted);
-    return;
+  switch (stage_) {
+    case Stage::kGreeting:
+      return on_greeting();
+    case Stage::kProof:
+      return on_proof();
+    case Stage::kCalls:
+      return on_call();
   }
+}
+
+void Session::on_greeting() {
+  wire::Greeting greeting;
+  if (!from_bytes(message_, greeting)) return;
+  asio::error_code error;
+  uint16_t const port = socket_.local_endpoint(error).port();
+  std::string const nonce = make_secret();
+  std::string const& theirs = greeting.nonce();
+  if (greeting.version() != kWireVersion || theirs.size() != kSecretLength || nonce.empty())
+    return refuse();
+  expected_proof_ = make_proof(cookie_, Side::kClient, port, nonce, theirs);
+  stage_ = Stage::kProof;
+  wire::Challenge challenge;
+  challenge.set_nonce(nonce);
+  challenge.set_proof(make_proof(cookie_, Side::kServer, port, theirs, nonce));
+  send(challenge, true);
+}
+
+void Session::on_proof() {
+  wire::Proof proof;
+  if (!from_bytes(message_, proof)) return;
+  if (!same_proof(proof.proof(), expected_proof_)) return refuse();
+  stage_ = Stage::kCalls;
+  on_greeted_(this);
+  send(wire::Answer(), true);
+}
+
+void Session::on_call() {
   wire::Call call;
   if (!from_bytes(message_, call) || call.action() == wire::NOTHING) return;
   message_ = std::string();  // an idle client holds no memory
   send(zeva::answer(store_, call), true);
 }
 
-bool Session::greet(wire::Answer& answer) {
-  wire::Greeting greeting;
-  if (!from_bytes(message_, greeting)) return false;
-  greeted_ = greeting.version() == kWireVersion && same_cookie(greeting.cookie(), cookie_);
-  answer.set_status(greeted_ ? NVREG_OK : NVREG_REFUSED);
-  if (greeted_) on_greeted_(this);
-  return greeted_;
+void Session::refuse() {
+  wire::Answer answer;
+  answer.set_status(NVREG_REFUSED);
+  send(answer, false);
 }
 
-void Session::send(wire::Answer const& answer, bool go_on) {
-  frame_ = to_frame(answer);
+template <class Message>
+void Session::send(Message const& message, bool go_on) {
+  frame_ = to_frame(message);
   asio::async_write(socket_, asio::buffer(frame_),
                     [self = shared_from_this(), go_on](asio::error_code error, size_t) {
                       self->frame_ = std::string();

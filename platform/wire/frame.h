@@ -15,11 +15,10 @@
 
 namespace zeva {
 
-inline constexpr uint32_t kWireVersion = 1;
+inline constexpr uint32_t kWireVersion = 2;
 inline constexpr size_t kFrameHeader = 4;             // bytes
 inline constexpr size_t kMaxFrame = size_t{4} << 20;  // bytes of message in a frame
-inline constexpr size_t kMaxGreeting = 256;           // the same, before the cookie was seen
-inline constexpr size_t kCookieLength = 32;           // bytes, random
+inline constexpr size_t kMaxGreeting = 256;  // the same, until both sides proved themselves
 inline constexpr char kCookieFile[] = "/config/regserver.cookie";  // below the home, mode 0600
 
 // Appends a number's bytes.

@@ -7,11 +7,14 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <functional>
 #include <random>
+#include <thread>
 
 #include "files.h"
 #include "frame.h"
 #include "nvreg.h"
+#include "proof.h"
 #include "registry_client.h"
 #include "scratch_home.h"
 
@@ -27,27 +30,61 @@ class Intruder : public testing::Test {
     zeva::Descriptor socket(::socket(AF_INET, SOCK_STREAM, 0));
     timeval wait = {20, 0};
     setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<uint16_t>(home_.port()));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    EXPECT_EQ(::connect(socket.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    EXPECT_TRUE(reach(socket, "127.0.0.1"));
     return socket;
   }
 
-  std::string greeting(uint32_t version = zeva::kWireVersion) const {
-    std::string cookie;
-    EXPECT_EQ(zeva::read_file(home_.config("regserver.cookie"), cookie), 0);
+  bool reach(zeva::Descriptor const& socket, char const* host) const {
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<uint16_t>(home_.port()));
+    inet_pton(AF_INET, host, &address.sin_addr);
+    return ::connect(socket.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+  }
+
+  std::string cookie() const {
+    std::string bytes;
+    EXPECT_EQ(zeva::read_file(home_.config("regserver.cookie"), bytes), 0);
+    return bytes;
+  }
+
+  // A new connection of a client who knows, or believes in, a cookie, and has proved it.
+  zeva::Descriptor knower(std::string const& cookie) const {
+    std::string const nonce(zeva::kSecretLength, 'n');
+    zeva::Descriptor socket = sender(greeting(zeva::kWireVersion, nonce));
+    zeva::wire::Challenge challenge;
+    EXPECT_TRUE(zeva::from_bytes(receive_message(socket), challenge));
+    zeva::wire::Proof proof;
+    proof.set_proof(zeva::make_proof(cookie, zeva::Side::kClient,
+                                     static_cast<uint16_t>(home_.port()), challenge.nonce(),
+                                     nonce));
+    send_all(socket, zeva::to_frame(proof));
+    return socket;
+  }
+
+  static std::string greeting(uint32_t version, std::string const& nonce) {
     zeva::wire::Greeting greeting;
     greeting.set_version(version);
-    greeting.set_cookie(cookie);
+    greeting.set_nonce(nonce);
     return zeva::to_frame(greeting);
+  }
+
+  static std::string receive_message(zeva::Descriptor const& socket) {
+    char header[zeva::kFrameHeader] = {};
+    recv(socket.get(), header, sizeof header, MSG_WAITALL);
+    std::string message(zeva::get_number32(header), '\0');
+    recv(socket.get(), message.data(), message.size(), MSG_WAITALL);
+    return message;
+  }
+
+  static void send_all(zeva::Descriptor const& socket, std::string const& bytes) {
+    send(socket.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
   }
 
   // A new connection over which the bytes have been sent.
   zeva::Descriptor sender(std::string const& bytes) const {
     zeva::Descriptor socket = connect();
-    send(socket.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    send_all(socket, bytes);
     return socket;
   }
 
@@ -73,31 +110,33 @@ std::string answer_frame(int32_t status) {
 
 TEST_F(Intruder, LosesItsConnectionAndNothingElseHappens) {
   RegistryClient client(home_.address());
-  zeva::wire::Greeting stranger;
-  stranger.set_version(zeva::kWireVersion);
-  std::string const no_cookie = zeva::to_frame(stranger);
-  stranger.set_cookie(std::string(zeva::kCookieLength, '\0'));
-  zeva::wire::Greeting endless = stranger;
-  endless.set_cookie(std::string(zeva::kMaxGreeting, 'c'));
+  std::string const nonce(zeva::kSecretLength, 'n');
+  std::string nearly = cookie();
+  nearly.back() ^= 1;
   std::string const refused = answer_frame(NVREG_REFUSED);
   std::string const welcome = answer_frame(NVREG_OK);
   struct {
     char const* who;
+    std::string cookie;  // whose proof comes first; none is given for an empty one
     std::string sent;
     std::string answered;
   } const cases[] = {
-      {"without a cookie", no_cookie, refused},
-      {"with a wrong cookie", zeva::to_frame(stranger), refused},
-      {"of another version", greeting(zeva::kWireVersion + 1), refused},
-      {"with a greeting that is none", "\3\0\0\0\xff\xff\xff"s, ""},
-      {"with a greeting over its bound", zeva::to_frame(endless), ""},
-      {"calling without a greeting", "\2\0\0\0\x08\x09"s, refused},
-      {"with a frame of 4 GiB", greeting() + "\xff\xff\xff\xff"s, welcome},
-      {"with a frame over its bound", greeting() + "\1\0\x40\0"s, welcome},
-      {"with a call that is none", greeting() + "\1\0\0\0\xff"s, welcome},
+      {"without a nonce", "", greeting(zeva::kWireVersion, ""), refused},
+      {"with a short nonce", "", greeting(zeva::kWireVersion, nonce.substr(1)), refused},
+      {"of an older version", "", greeting(1, cookie()), refused},
+      {"with a greeting that is none", "", "\3\0\0\0\xff\xff\xff"s, ""},
+      {"with a greeting over its bound", "", greeting(zeva::kWireVersion, std::string(256, 'n')),
+       ""},
+      {"calling without a greeting", "", "\2\0\0\0\x08\x09"s, refused},
+      {"with a wrong last byte of the cookie", nearly, "", refused},
+      {"with a frame of 4 GiB", cookie(), "\xff\xff\xff\xff"s, welcome},
+      {"with a frame over its bound", cookie(), "\1\0\x40\0"s, welcome},
+      {"with a call that is none", cookie(), "\1\0\0\0\xff"s, welcome},
   };
-  for (auto& [who, sent, answered] : cases) {
-    EXPECT_EQ(answers(sender(sent)), answered) << who;
+  for (auto& [who, cookie, sent, answered] : cases) {
+    zeva::Descriptor socket = cookie.empty() ? connect() : knower(cookie);
+    send_all(socket, sent);
+    EXPECT_EQ(answers(socket), answered) << who;
     EXPECT_EQ(client.set("registry", "still", NVREG_STRING, who), NVREG_OK);
     EXPECT_EQ(client.query("registry", "still"), who);
   }
@@ -113,7 +152,7 @@ TEST_F(Intruder, RandomBytesChangeNothing) {
     std::string bytes(random() % 300 + 4, '\0');
     for (char& byte : bytes) byte = static_cast<char>(random());
     if (i % 2 == 0) bytes.replace(0, 4, {static_cast<char>(bytes.size() - 4), 0, 0, 0});
-    (void)sender((i % 3 == 0 ? "" : greeting()) + bytes);
+    send_all(i % 3 == 0 ? connect() : knower(cookie()), bytes);
   }
   EXPECT_EQ(to_text(client.contents()), before);
 }
@@ -150,9 +189,142 @@ TEST_F(Intruder, CallsThatTheLibraryWouldNotMake) {
     call.set_name(name);
     call.set_type(type);
     call.set_data(data);
-    std::string const sent = greeting() + zeva::to_frame(call) + "\xff\xff\xff\xff"s;
-    EXPECT_EQ(answers(sender(sent)), answer_frame(NVREG_OK) + answer_frame(status))
+    zeva::Descriptor socket = knower(cookie());
+    send_all(socket, zeva::to_frame(call) + "\xff\xff\xff\xff"s);
+    EXPECT_EQ(answers(socket), answer_frame(NVREG_OK) + answer_frame(status))
         << action << " " << status;
+  }
+}
+
+TEST_F(Intruder, FindsNobodyAtAnotherAddress) {
+  EXPECT_FALSE(reach(zeva::Descriptor(::socket(AF_INET, SOCK_STREAM, 0)), "127.0.0.2"));
+}
+
+// Somebody else who holds the port that a client connects to, and what he received. He knows the
+// home's real server, so he can ask it what to say.
+class Stranger {
+ public:
+  using Reply = std::function<std::string(std::string const& received)>;
+
+  explicit Stranger(Reply const& reply) {
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    auto* any = reinterpret_cast<sockaddr*>(&address);
+    EXPECT_EQ(bind(port_.get(), any, size), 0);
+    EXPECT_EQ(listen(port_.get(), 1), 0);
+    EXPECT_EQ(getsockname(port_.get(), any, &size), 0);
+    address_ = "ZEVA:" + std::to_string(ntohs(address.sin_port));
+    thread_ = std::thread([this, reply] { talk(reply); });
+  }
+  ~Stranger() { received(); }
+
+  [[nodiscard]] std::string const& address() const { return address_; }
+
+  // All that the client has sent until it closed the connection.
+  std::string const& received() {
+    if (thread_.joinable()) thread_.join();
+    return received_;
+  }
+
+ private:
+  void talk(Reply const& reply) {
+    zeva::Descriptor client(accept(port_.get(), nullptr, nullptr));
+    char buffer[1024];
+    for (ssize_t got; (got = recv(client.get(), buffer, sizeof buffer, 0)) > 0;) {
+      bool const first = received_.empty();
+      received_.append(buffer, static_cast<size_t>(got));
+      std::string const answer = first ? reply(received_) : "";
+      if (first && answer.empty()) return;
+      send(client.get(), answer.data(), answer.size(), MSG_NOSIGNAL);
+    }
+  }
+
+  zeva::Descriptor port_{::socket(AF_INET, SOCK_STREAM, 0)};
+  std::string address_;
+  std::string received_;
+  std::thread thread_;
+};
+
+std::string challenge(std::string const& nonce, std::string const& proof) {
+  zeva::wire::Challenge challenge;
+  challenge.set_nonce(nonce);
+  challenge.set_proof(proof);
+  return zeva::to_frame(challenge);
+}
+
+TEST_F(Intruder, AtThePortLearnsNothingOfAClient) {
+  std::string const secret = cookie();
+  std::string const zeros(zeva::kSecretLength, '\0');
+  auto nonce_of = [](std::string const& greeting) {
+    return greeting.substr(greeting.size() - zeva::kSecretLength);
+  };
+  struct {
+    char const* who;
+    Stranger::Reply reply;
+  } const cases[] = {
+      {"who hangs up", [](auto&) { return ""; }},
+      {"who says that all is well", [](auto&) { return answer_frame(NVREG_OK); }},
+      {"who guesses", [&](auto&) { return challenge(zeros, zeros); }},
+      {"who gives no nonce", [&](auto&) { return challenge("", zeros); }},
+      {"who says nothing but a nonce", [&](auto&) { return challenge(zeros, ""); }},
+      {"who sends everything back", [](auto& greeting) { return greeting; }},
+      {"who sends the nonce back",
+       [&](auto& greeting) { return challenge(nonce_of(greeting), nonce_of(greeting)); }},
+      {"who sends garbage", [](auto&) { return "\3\0\0\0\xff\xff\xff"s; }},
+      {"who sends a frame of 4 GiB", [](auto&) { return "\xff\xff\xff\xff"s; }},
+      {"who lets the real server speak for him",
+       [&](auto& greeting) {
+         std::string const message = receive_message(sender(greeting));
+         return std::string{static_cast<char>(message.size()), 0, 0, 0} + message;
+       }},
+  };
+  for (auto& [who, reply] : cases) {
+    Stranger stranger(reply);
+    int32_t status;
+    _NvPolComHandle* root = nullptr;
+    EXPECT_EQ(nvreg_open(1, stranger.address().c_str(), &root, &status), nullptr) << who;
+    EXPECT_EQ(status, NVREG_REFUSED) << who;
+    std::string const& received = stranger.received();
+    EXPECT_EQ(received, greeting(zeva::kWireVersion, nonce_of(received))) << who;
+    EXPECT_EQ(received.find(secret), received.npos) << who;
+  }
+}
+
+TEST_F(Intruder, CannotSendTheServersProofBack) {
+  zeva::Descriptor socket =
+      sender(greeting(zeva::kWireVersion, std::string(zeva::kSecretLength, 'n')));
+  zeva::wire::Challenge challenge;
+  ASSERT_TRUE(zeva::from_bytes(receive_message(socket), challenge));
+  zeva::wire::Proof proof;
+  proof.set_proof(challenge.proof());
+  send_all(socket, zeva::to_frame(proof));
+  EXPECT_EQ(answers(socket), answer_frame(NVREG_REFUSED));
+}
+
+TEST_F(Intruder, ACookieOfAnybodyElseIsNone) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give files away";
+  struct {
+    char const* commands;  // on the cookie $c, one case after the other
+    bool good;
+  } const cases[] = {{"chmod 644 $c", false},
+                     {"chmod 600 $c; chown 65534 .", true},
+                     {"chown 65534 $c", true},
+                     {"chown 0 .", false},
+                     {"chown 0 $c; mv $c d; ln -s d $c", false},
+                     {"rm $c; mkfifo -m 600 $c", false},
+                     {"rm $c; mv d $c; echo >>$c", false}};
+  for (auto& [commands, good] : cases) {
+    std::string const in_config = "c=regserver.cookie; cd " + home_.config("") + "; ";
+    ASSERT_EQ(system((in_config + commands).c_str()), 0);
+    int32_t status;
+    _NvPolComHandle* root = nullptr;
+    _NvPolComHandle* registry = nvreg_open(1, home_.address().c_str(), &root, &status);
+    EXPECT_EQ(status, good ? NVREG_OK : NVREG_REFUSED) << commands;
+    if (!registry) continue;
+    nvreg_closeKey(root, &status);
+    nvreg_close(registry, &status);
   }
 }
 
@@ -168,7 +340,7 @@ TEST_F(Intruder, TheCookieIsFreshAndForItsOwnerOnly) {
   home_.start();
   ASSERT_EQ(zeva::read_file(home_.config("regserver.cookie"), after), 0);
   EXPECT_NE(before, after);
-  EXPECT_EQ(after.size(), zeva::kCookieLength);
+  EXPECT_EQ(after.size(), zeva::kSecretLength);
   EXPECT_FALSE(std::filesystem::exists(home_.path() + "/elsewhere"));
   ASSERT_EQ(stat(home_.config("regserver.cookie").c_str(), &about), 0);
   EXPECT_EQ(about.st_mode & 07777, 0600u);

@@ -60,8 +60,8 @@ std::string describe(int32_t status) {
     case NVREG_NO_SERVER:
       return "no registry server answers there";
     case NVREG_REFUSED:
-      return "the registry server refused the connection; only who can read the home's cookie file "
-             "gets in";
+      return "who answers there is not the home's registry server, or this user may not read the "
+             "home's cookie file";
     case NVREG_BAD_ARGUMENT:
       return "is not an address of the form ZEVA:PORT";
     default:
