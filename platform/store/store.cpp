@@ -83,37 +83,38 @@ bool Store::load_factory(std::string& why) {
   return false;
 }
 
-// Both files are whole and on the disk before the first is put in place.
 bool Store::write_snapshot_and_log(bool keep_current, std::string& why) {
-  std::string const text = write_snapshot(*root_, generation_ + 1);
-  if (failed(write_new_file(snapshot_ + ".new", text), snapshot_ + ".new", why)) return false;
-  if (failed(write_new_file(log_path_ + ".new", empty_log(generation_ + 1)), log_path_ + ".new",
-             why))
-    return false;
-  if (access(backup_.c_str(), F_OK) != 0 && !keep_current) {
-    if (failed(write_new_file(backup_, text), backup_, why)) return false;
-  }
-  if (!put_in_place(keep_current, why)) {
-    unlink((snapshot_ + ".new").c_str());
-    unlink((log_path_ + ".new").c_str());
+  // The snapshot before the current one stays when the current one is damaged and it was read.
+  bool const new_backup = keep_current || access(backup_.c_str(), F_OK) != 0;
+  uint64_t length = 0;
+  if (!write_new_files(keep_current, new_backup, length, why) || !put_in_place(new_backup, why)) {
+    for (std::string const& path : {snapshot_, log_path_, backup_}) unlink((path + ".new").c_str());
     return false;
   }
-  log_bound_ = std::max<uint64_t>(kLogBound, text.size());
+  log_bound_ = std::max(kLogBound, length);
   return true;
 }
 
-// A crash between the two renames leaves a log that is older than the snapshot and counts for
-// nothing. A restore may come whenever the disk is waited for: after each wait it is looked for.
-bool Store::put_in_place(bool keep_current, std::string& why) {
-  std::string const backup_new = backup_ + ".new";
-  // Before the link, which touches the snapshot, too.
+// All new files are whole and on the disk before the first is put in place. The new .bak is a copy:
+// were it a second name of the current snapshot, a crash before that is replaced would leave one
+// file under two names, and a restore would write both of its snapshots into it.
+bool Store::write_new_files(bool keep_current, bool new_backup, uint64_t& length,
+                            std::string& why) {
+  auto write = [&](std::string const& path, std::string const& bytes) {
+    return !failed(write_new_file(path + ".new", bytes), path + ".new", why);
+  };
+  std::string text = write_snapshot(*root_, generation_ + 1);
+  length = text.size();
+  if (!write(snapshot_, text) || !write(log_path_, empty_log(generation_ + 1))) return false;
+  if (keep_current && failed(read_file(snapshot_, text), snapshot_, why)) return false;
+  return !new_backup || write(backup_, text);
+}
+
+// A crash between the renames leaves a log that is older than the snapshot and counts for nothing.
+// A restore may come whenever the disk is waited for: after each wait it is looked for.
+bool Store::put_in_place(bool new_backup, std::string& why) {
   if (was_restored(log_, why)) return false;
-  if (keep_current) {
-    unlink(backup_new.c_str());
-    int error = link(snapshot_.c_str(), backup_new.c_str()) == 0 ? 0 : errno;
-    if (failed(error, backup_new, why)) return false;
-    if (failed(rename_file(backup_new, backup_), backup_, why)) return false;
-  }
+  if (new_backup && failed(rename_file(backup_ + ".new", backup_), backup_, why)) return false;
   if (failed(rename_file(snapshot_ + ".new", snapshot_), snapshot_, why)) return false;
   // From here on only a log of the new generation may be written.
   RedoLog const old = std::exchange(log_, RedoLog());

@@ -42,7 +42,9 @@ class Store {
   [[nodiscard]] bool load(std::vector<std::string>& notes, std::string& why);
   [[nodiscard]] bool load_factory(std::string& why);
   [[nodiscard]] bool write_snapshot_and_log(bool keep_current, std::string& why);
-  [[nodiscard]] bool put_in_place(bool keep_current, std::string& why);
+  [[nodiscard]] bool write_new_files(bool keep_current, bool new_backup, uint64_t& length,
+                                     std::string& why);
+  [[nodiscard]] bool put_in_place(bool new_backup, std::string& why);
   // Whether someone wrote over the files since log was opened; false for a log that never was.
   [[nodiscard]] bool was_restored(RedoLog const& log, std::string& why) const;
   [[nodiscard]] bool snapshot_is_untouched() const;

@@ -1,10 +1,16 @@
 // The migration's way with the store: plain copies of three files while the server runs, put back
 // over the running server's on a failure, the server stopped after that.
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <stdlib.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <functional>
+#include <set>
+#include <string_view>
 
 #include "loader.h"
 #include "nvreg.h"
@@ -13,25 +19,43 @@
 #include "store.h"
 #include "tree_text.h"
 
-static std::function<void()> on_fsync;
+// Called before each call that changes files or waits for the disk, with its name; a write stops
+// once more before its last byte.
+static std::function<void(std::string_view)> on_step;
 
-extern "C" int __real_fsync(int);
-extern "C" int __wrap_fsync(int fd);
+extern "C" {
+int __real_fsync(int);
+int __real_rename(char const*, char const*);
+ssize_t __real_write(int, void const*, size_t);
+int __wrap_fsync(int);
+int __wrap_rename(char const*, char const*);
+ssize_t __wrap_write(int, void const*, size_t);
+}
 int __wrap_fsync(int fd) {
-  if (on_fsync) on_fsync();
+  if (on_step) on_step("fsync");
   return __real_fsync(fd);
+}
+int __wrap_rename(char const* from, char const* to) {
+  if (on_step) on_step("rename");
+  return __real_rename(from, to);
+}
+ssize_t __wrap_write(int fd, void const* bytes, size_t length) {
+  if (on_step) on_step("write");
+  return __real_write(fd, bytes, on_step && length > 1 ? length - 1 : length);
 }
 
 namespace {
 
 namespace fs = std::filesystem;
 
+constexpr char const* kFiles[] = {"cFlt_db.xml", "cFlt_db.xml.redo", "cFlt_db.xml.bak"};
+
 class Restore : public testing::Test {
  protected:
   Restore() { home_.start(); }
 
   void copy(std::string const& from, std::string const& to) {
-    for (char const* name : {"cFlt_db.xml", "cFlt_db.xml.redo", "cFlt_db.xml.bak"}) {
+    for (char const* name : kFiles) {
       std::string const command = "cp -pf '" + from + "/" + name + "' '" + to + "/" + name + "'";
       ASSERT_EQ(system(command.c_str()), 0) << command;
     }
@@ -56,6 +80,41 @@ class Restore : public testing::Test {
   static void outgrow_the_log(RegistryClient& client) {
     for (char const* name : {"1", "2", "3", "4", "5", "6"})
       ASSERT_EQ(client.set("registry", name, NVREG_BINARY, std::string(1 << 20, 'x')), NVREG_OK);
+  }
+
+  // A server in a process of its own that makes its first store and, if it has to, goes on to write
+  // a new snapshot over that. False when it ended before the kill, which is before the step-th call
+  // of on_step in what it does last.
+  bool killed_at(int step, bool in_refresh) {
+    home_.stop();
+    for (char const* name : kFiles) fs::remove(home_.config(name));
+    pid_t const server = fork();
+    if (server == 0) {
+      std::vector<std::string> notes;
+      std::string why;
+      auto die = [&](std::string_view) {
+        if (--step == 0) raise(SIGKILL);
+      };
+      if (!in_refresh) on_step = die;
+      auto store = zeva::Store::open(config_, notes, why);
+      for (char const* data : {"1", "2", "3", "4", "5"})
+        if (in_refresh && set(*store, "v", data + std::string(1000000, 'x')) < 0) _exit(1);
+      on_step = die;
+      _exit(store->refresh(why));
+    }
+    int status = -1;
+    EXPECT_EQ(waitpid(server, &status, 0), server);
+    EXPECT_TRUE(status == SIGKILL || status == 0);
+    return status == SIGKILL;
+  }
+
+  static int32_t set(zeva::Store& store, std::string const& name, std::string const& data) {
+    zeva::wire::Call call;
+    call.set_action(zeva::wire::SET_VALUE);
+    call.set_type(NVREG_BINARY);
+    call.set_name(name);
+    call.set_data(data);
+    return store.change(call);
   }
 
   ScratchHome home_;
@@ -84,37 +143,62 @@ TEST_F(Restore, BringsBackExactlyWhatWasThere) {
 
 // Whichever wait for the disk of a refresh it falls into.
 TEST_F(Restore, WinsOverASnapshotBeingWritten) {
-  for (int wait = 1; wait <= 4; ++wait) {
+  for (int wait = 1; wait <= 5; ++wait) {
     SCOPED_TRACE(wait);
     home_.stop();
     std::vector<std::string> notes;
     std::string why;
     auto store = zeva::Store::open(config_, notes, why);
     ASSERT_TRUE(store) << why;
-    auto set = [&](std::string const& name, std::string const& data) {
-      zeva::wire::Call call;
-      call.set_action(zeva::wire::SET_VALUE);
-      call.set_type(NVREG_BINARY);
-      call.set_name(name);
-      call.set_data(data);
-      return store->change(call);
-    };
-    ASSERT_EQ(set("kept", std::to_string(wait)), NVREG_OK);
+    ASSERT_EQ(set(*store, "kept", std::to_string(wait)), NVREG_OK);
     std::string const before = to_text(store->root());
     back_up();
     for (char const* name : {"1", "2", "3", "4", "5", "6"})
-      ASSERT_EQ(set(name, std::string(1 << 20, 'x')), NVREG_OK);
+      ASSERT_EQ(set(*store, name, std::string(1 << 20, 'x')), NVREG_OK);
     int waits = 0;
-    on_fsync = [&] {
-      if (++waits == wait) restore();
+    on_step = [&](std::string_view call) {
+      if (call == "fsync" && ++waits == wait) restore();
     };
     (void)store->refresh(why);
-    on_fsync = nullptr;
+    on_step = nullptr;
     EXPECT_GE(waits, wait);
-    EXPECT_LT(set("stray", ""), 0);
+    EXPECT_LT(set(*store, "stray", ""), 0);
     EXPECT_FALSE(fs::exists(config_ + "/cFlt_db.xml.redo.new"));
     store.reset();
     EXPECT_EQ(restarted(), before);
+  }
+}
+
+// Whatever of a first store or a new snapshot was in place by then: the server starts and has lost
+// nothing, and an older set that is copied over what it left is the store.
+TEST_F(Restore, IsExactWhereverTheServerWasKilled) {
+  {
+    RegistryClient client(home_.address());
+    ASSERT_EQ(client.create("older"), NVREG_OK);
+    back_up();
+  }
+  std::string const older = restarted();
+  for (bool in_refresh : {false, true}) {
+    ASSERT_FALSE(killed_at(0, in_refresh));
+    std::string const newer = restarted();
+    int steps = 0;
+    for (bool killed = true; killed; ++steps) {
+      for (bool restored : {false, true}) {
+        SCOPED_TRACE("step " + std::to_string(steps) + (in_refresh ? " of a refresh" : ""));
+        killed = killed_at(steps + 1, in_refresh);
+        std::set<ino_t> files;
+        struct stat about;
+        for (char const* name : kFiles)
+          EXPECT_TRUE(stat(home_.config(name).c_str(), &about) != 0 ||
+                      files.insert(about.st_ino).second)
+              << name;
+        if (restored) restore();
+        ASSERT_TRUE(home_.try_start()) << home_.reports();
+        EXPECT_TRUE(to_text(RegistryClient(home_.address()).contents()) ==
+                    (restored ? older : newer));
+      }
+    }
+    EXPECT_GT(steps, 10);
   }
 }
 
