@@ -41,17 +41,19 @@ class Service : public testing::Test {
 
 TEST_F(Service, StartsStopsAndTellsAnyNumberOfTimes) {
   EXPECT_EQ(run("status"), 3);
+  EXPECT_EQ(output_, "regserver is not running\n");
   EXPECT_EQ(run("stop"), 0);
   std::string first;
   for (int i = 0; i < 2; ++i) {
     ASSERT_EQ(run("start"), 0) << output_;
     EXPECT_EQ(output_, "");
     RegistryClient client(home_.address());
-    EXPECT_EQ(run("status"), 0);
     if (i == 0) first = pid();
     EXPECT_EQ(pid(), first) << "started once";
   }
   first.pop_back();
+  EXPECT_EQ(run("status"), 0);
+  EXPECT_EQ(output_, "regserver is running (process " + first + ")\n");
   EXPECT_EQ(system(("ps -f -p " + first + " | grep -q regserver").c_str()), 0);
 
   // Where it listens now is no longer in the settings.
