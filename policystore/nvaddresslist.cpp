@@ -159,8 +159,12 @@ int NvAddresslist::importcsvfile(std::string const& iname, std::string const& fi
   return with_list(iname, [&](_NvPolComHandle* list) {
     int32_t status = 0;
     nvpol_importAddress(list, file.c_str(), &status);
-    return check_named(status, "nvpol_importAddress", file,
-                       status == NVPOL_BAD_FORMAT ? "REG_IMPORTFORMATERR" : "REG_FAIL");
+    uint32_t const line = NVPOL_LINE_OF(status);
+    if (line == 0 && status != NVPOL_BAD_FORMAT)
+      return check_named(status, "nvpol_importAddress", file);
+    seterrorname("REG_IMPORTFORMATERR", "nvpol_importAddress", file, std::to_string(line),
+                 NVPOL_BAD_FORMAT);
+    return -1;
   });
 }
 

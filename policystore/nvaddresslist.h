@@ -45,7 +45,8 @@ class NvAddresslist : public PolicyHive {
   int addressfrominame(std::string const& iname, std::string const& address, bool add);
 
   // Adds the addresses of a file, as nvpol_importAddress reads it: none of them when the file is no
-  // list of addresses. When the store fails half way, those before stay.
+  // list of addresses; the error record names the line. When the store fails half way, those before
+  // stay.
   int importcsvfile(std::string const& iname, std::string const& file);
 
   // Appends the internal names of the lists that hold an address equal to the one given, as

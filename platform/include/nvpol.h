@@ -45,6 +45,12 @@ extern "C" {
 /* A status beside those of nvreg.h. nvpol_importAddress: the file is no list of addresses. */
 #define NVPOL_BAD_FORMAT NVREG_STATUS_CODE(0x11u)
 
+/* The same, with the first line that is none, from 1: a range of statuses, since a status is all
+ * that the call gives. NVPOL_LINE_OF is 0 for every other status, of whatever library. */
+#define NVPOL_BAD_LINE(line) ((int32_t)(0x88000000u | ((line)&0x07FFFFFFu)))
+#define NVPOL_LINE_OF(status) \
+  ((uint32_t)(status) >> 27 == 0x11u ? (uint32_t)(status)&0x07FFFFFFu : 0u)
+
 /* Attributes of a classification. */
 typedef struct _NvPolCommAttrib {
   char displayName[NVPOL_DISPLAY_NAME_SIZE];
@@ -275,12 +281,13 @@ NVREG_API void nvpol_enumAddress(_NvPolComHandle* list, uint32_t index, char* ad
                                  uint32_t* address_length, int32_t* status);
 
 /*
- * Inserts the addresses of a text file: lines of fields that are separated by commas, each field an
- * address with text on both sides of its "@". Blanks around a field, empty fields, double quotes
- * around an address, a carriage return at a line's end and a byte order mark (UTF-8) at the file's
- * beginning count for nothing. Nothing is inserted unless the whole file reads so and the store can
- * hold each address (NVPOL_BAD_FORMAT); a store that fails half way keeps those before.
- * NVREG_NOT_FOUND when the file cannot be read.
+ * Inserts the addresses of a text file: lines of fields that are separated by commas or semicolons,
+ * each field an address: one "@" with text on both sides, no blank, "<" or ">". Blanks around a
+ * field, empty fields, double quotes around an address, a carriage return at a line's end and a
+ * byte order mark (UTF-8) at the file's beginning count for nothing. Nothing is inserted unless the
+ * whole file reads so and the store can hold each address (NVPOL_BAD_LINE, or NVPOL_BAD_FORMAT when
+ * the file is too long to be one); a store that fails half way keeps those before. NVREG_NOT_FOUND
+ * when the file cannot be read.
  */
 NVREG_API void nvpol_importAddress(_NvPolComHandle* list, const char* file, int32_t* status);
 

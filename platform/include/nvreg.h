@@ -57,7 +57,7 @@ typedef enum _NvRegDataType {
 
 /* Status codes. The migration's importers rely on NVREG_END_OF_LIST and the sign only; the wrappers
  * of policy objects besides on NVREG_NOT_FOUND (an outcome that a task does not have),
- * NVREG_BUFFER_TOO_SMALL (a longer text) and NVPOL_BAD_FORMAT (a file of addresses). */
+ * NVREG_BUFFER_TOO_SMALL (a longer text), NVPOL_BAD_FORMAT, NVPOL_BAD_LINE (an address file). */
 #define NVREG_OK 0
 #define NVREG_STATUS_CODE(number) ((int32_t)(0x81020000u | (number)))
 #define NVREG_NO_SERVER NVREG_STATUS_CODE(0x01u)        /* nobody answers at the address */

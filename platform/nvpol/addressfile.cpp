@@ -23,30 +23,32 @@ std::string_view unquoted(std::string_view field) {
   return quoted ? trimmed(field.substr(1, field.size() - 2)) : field;
 }
 
-// An address that the store can hold.
+// An address alone, without a name or a second one beside it, that the store can hold.
 bool is_address(std::string_view text) {
+  constexpr std::string_view kRefused = " \"<>\x7f";
   size_t const at = text.find('@');
-  bool const printable = std::none_of(text.begin(), text.end(), [](char c) {
-    return c == '"' || static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
-  });
-  return printable && at != std::string_view::npos && at > 0 && at + 1 < text.size() &&
+  bool const plain = text.find_first_of(kRefused) == text.npos &&
+                     std::none_of(text.begin(), text.end(),
+                                  [](char c) { return static_cast<unsigned char>(c) < 0x20; });
+  return plain && at != text.npos && at == text.rfind('@') && at > 0 && at + 1 < text.size() &&
          text.size() < NVREG_MAX_VALUE;
 }
 
-bool parse(std::string_view text, std::vector<std::string>& addresses) {
+int32_t parse(std::string_view text, std::vector<std::string>& addresses) {
   constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
   if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
-  while (!text.empty()) {
-    size_t const end = std::min(text.find_first_of(",\n"), text.size());
+  for (uint32_t line = 1; !text.empty();) {
+    size_t const end = std::min(text.find_first_of(",;\n"), text.size());
     std::string_view const field = unquoted(trimmed(text.substr(0, end)));
     if (is_address(field)) {
       addresses.emplace_back(field);
     } else if (!field.empty()) {
-      return false;
+      return NVPOL_BAD_LINE(line);
     }
+    if (end < text.size() && text[end] == '\n') ++line;
     text.remove_prefix(std::min(end + 1, text.size()));
   }
-  return true;
+  return NVREG_OK;
 }
 
 }  // namespace
@@ -60,9 +62,9 @@ int32_t read_address_file(char const* file, std::vector<std::string>& addresses)
   if (!stream.is_open() || stream.bad()) return NVREG_NOT_FOUND;
 
   std::vector<std::string> found;
-  if (!parse(text, found)) return NVPOL_BAD_FORMAT;
-  addresses.insert(addresses.end(), found.begin(), found.end());
-  return NVREG_OK;
+  int32_t const status = parse(text, found);
+  if (status == NVREG_OK) addresses.insert(addresses.end(), found.begin(), found.end());
+  return status;
 }
 
 }  // namespace zeva

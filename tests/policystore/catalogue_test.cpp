@@ -21,7 +21,7 @@ std::map<std::string, int> const kArguments = {
     {"REG_EMPTY", 1},       {"REG_FAIL", 3},      {"REG_FAIL1", 2},      {"REG_FAIL2", 2},
     {"REG_FAIL3", 2},       {"REG_FAIL4", 4},     {"REG_FAILE2", 2},     {"REG_FILE", 3},
     {"REG_FILE2", 2},       {"REG_SIZE1", 1},     {"REG_SIZE2", 1},      {"REG_POSITIVE", 1},
-    {"REG_NOSUBPOLICY", 0}, {"REG_REFERENCE", 3}, {"REG_ADDREMPTY1", 1}, {"REG_IMPORTFORMATERR", 3},
+    {"REG_NOSUBPOLICY", 0}, {"REG_REFERENCE", 3}, {"REG_ADDREMPTY1", 1}, {"REG_IMPORTFORMATERR", 4},
     {"REG_NOEXIST", 1},
 };
 

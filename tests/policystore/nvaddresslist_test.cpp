@@ -18,6 +18,11 @@ _NvPolAddrListAttr attributes(std::string const& displayname, std::string const&
 class AddressLists : public PolicyStoreTest {
  protected:
   NvAddresslist hive_{kPolicy, home_.address()};
+  std::string bad_line(int line) const {
+    return message("REG_IMPORTFORMATERR", "nvpol_importAddress", csv_, std::to_string(line),
+                   NVPOL_BAD_FORMAT);
+  }
+
   std::string const csv_ = home_.path() + "/list.csv";
 };
 
@@ -48,8 +53,7 @@ TEST_F(AddressLists, RecordEachFailureByItsNameAndTexts) {
       {DOING(hive_.getaddress("x", texts)), fail("nvpol_openAddrList", "x", kGone)},
       {DOING(hive_.getaddrlistsnamepair(pairs)), fail2("nvpol_getAddrListAttrib", kFailed),
        "nvpol_getAddrListAttrib"},
-      {DOING(hive_.importcsvfile("l", csv_)),
-       message("REG_IMPORTFORMATERR", "nvpol_importAddress", csv_, NVPOL_BAD_FORMAT)},
+      {DOING(hive_.importcsvfile("l", csv_)), bad_line(2)},
       {DOING(hive_.importcsvfile("l", "/x")), fail("nvpol_importAddress", "/x", kGone)},
       {DOING(hive_.addressfrominame("l", "a@x", false)), fail("nvpol_removeAddress", "a@x", kGone)},
       {DOING(hive_.getgroupsfromaddress("a@x", "exact", "", texts)), message("REG_NOEXIST", "a@x")},
@@ -64,27 +68,34 @@ TEST_F(AddressLists, RecordEachFailureByItsNameAndTexts) {
 TEST_F(AddressLists, ImportAWholeFileOrNothing) {
   struct {
     std::string content;
-    int result;
+    int bad_line;  // 0 for none
     Texts addresses;
-  } const files[] = {{"a@x\r\nb@x,\"c@x\" , d@x\n\n,,", 0, {"a@x", "b@x", "c@x", "d@x"}},
+  } const files[] = {{"a@x\r\nb@x,\"c@x\" ; d@x\n\n,;", 0, {"a@x", "b@x", "c@x", "d@x"}},
                      {"", 0, {}},
                      {"j\xc3\xb6rg@x", 0, {"j\xc3\xb6rg@x"}},
                      {"\xef\xbb\xbf\"a@x\"", 0, {"a@x"}},
-                     {"a@x\nAddress\n", -1, {}},
-                     {"a@x\nb@" + std::string(NVREG_MAX_VALUE - 2, 'x'), -1, {}},
-                     {"a@x\n@x\n", -1, {}},
-                     {"a@x\nb@\n", -1, {}},
-                     {"\"a@x\nb@x\"\n", -1, {}},
-                     {std::string("a@x\0", 4), -1, {}}};
-  for (auto const& [content, result, expected] : files) {
+                     {"a@x\nAddress\n", 2, {}},
+                     {"a@x\nb@" + std::string(NVREG_MAX_VALUE - 2, 'x'), 2, {}},
+                     {"a@x\n@x\n", 2, {}},
+                     {"a@x;b@x\r\n\r\nc@x, b@\n", 3, {}},
+                     {"\"a@x\nb@x\"\n", 1, {}},
+                     {std::string("a@x\0", 4), 1, {}},
+                     {"a b@x", 1, {}},
+                     {"a@x\tb", 1, {}},
+                     {"<a@x", 1, {}},
+                     {"a@x>", 1, {}},
+                     {"a@b@x", 1, {}}};
+  for (auto const& [content, line, expected] : files) {
     std::ofstream(csv_, std::ios::binary) << content;
     EXPECT_EQ(hive_.createaddrlist("l", attributes("d", "")), 0);
-    EXPECT_EQ(hive_.importcsvfile("l", csv_), result) << content;
+    EXPECT_EQ(hive_.importcsvfile("l", csv_), line == 0 ? 0 : -1) << content;
+    EXPECT_EQ(hive_.geterror(), line == 0 ? "" : bad_line(line)) << content;
     EXPECT_EQ(hive_.importcsvfile("l", home_.path()), -1) << "a folder";
     Texts addresses;
     hive_.getaddress("l", addresses);
     EXPECT_EQ(addresses, expected) << content;
     EXPECT_EQ(hive_.deleteaddrlist("l"), 0);
+    hive_.geterror();
   }
 }
 
