@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "export_file.h"
-#include "regularfile.h"
+#include "files.h"
 
 namespace {
 
@@ -102,7 +102,7 @@ bool checksum_list_is_safe(char const* folder) {
   int fd = zeva::open_export_file(folder, path);
   if (fd < 0) return may_be_read(folder, "md5.sum");
   std::string text;
-  bool read = zeva::read_regular(fd, text);
+  bool read = zeva::read_regular(fd, text) == 0;
   close(fd);
   if (!read) return false;
 

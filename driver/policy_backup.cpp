@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "commands.h"
+#include "descriptor.h"
 #include "fixed_text.h"
 #include "product_home.h"
 #include "runlog.h"
@@ -37,23 +38,10 @@ PolicyFile policy_files[] = {
 
 bool restored = false;
 
-// An open descriptor of a function that the watchdog does not interrupt.
-class File {
- public:
-  File(Path const& path, int flags)
-      : fd_(path.fits() ? open(path.c_str(), flags | O_NOFOLLOW | O_CLOEXEC, 0600) : -1) {}
-  ~File() {
-    if (fd_ >= 0) close(fd_);
-  }
-  File(File const&) = delete;
-  File& operator=(File const&) = delete;
-
-  explicit operator bool() const { return fd_ >= 0; }
-  int get() const { return fd_; }
-
- private:
-  int fd_;
-};
+zeva::Descriptor open_file(Path const& path, int flags) {
+  int const file = path.fits() ? open(path.c_str(), flags | O_NOFOLLOW | O_CLOEXEC, 0600) : -1;
+  return zeva::Descriptor(file);
+}
 
 Path below(char const* folder, char const* name) {
   Path path;
@@ -87,7 +75,7 @@ bool copy(Path const& source, Path const& target) {
 
 // Of a file, or of a folder: the names in it.
 bool sync_to_disk(Path const& path) {
-  File const file(path, O_RDONLY);
+  zeva::Descriptor const file = open_file(path, O_RDONLY);
   return file && fsync(file.get()) == 0;
 }
 
@@ -117,7 +105,7 @@ bool read_bytes(int fd, char* bytes, size_t size) {
 // The bytes of a file, null when they cannot be had. In a mapping of their own, which neither a
 // jump out of the heap nor a change of the file reaches.
 char const* hold(Path const& path, size_t& size) {
-  File const source(path, O_RDONLY | O_NONBLOCK);
+  zeva::Descriptor const source = open_file(path, O_RDONLY | O_NONBLOCK);
   struct stat status;
   if (!source || fstat(source.get(), &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
   size = static_cast<size_t>(status.st_size);
@@ -142,7 +130,7 @@ void back_up(PolicyFile& file) {
 
 // Compared piece by piece: there may be no memory for a second copy.
 bool is_as_it_was(PolicyFile const& file) {
-  File const now(original_of(file), O_RDONLY | O_NONBLOCK);
+  zeva::Descriptor const now = open_file(original_of(file), O_RDONLY | O_NONBLOCK);
   struct stat status;
   if (!now || fstat(now.get(), &status) != 0 || static_cast<size_t>(status.st_size) != file.size)
     return false;
@@ -159,7 +147,7 @@ bool is_as_it_was(PolicyFile const& file) {
 
 // Over what stands there, which a full disk has room for.
 bool write_held(PolicyFile const& file) {
-  File const target(original_of(file), O_WRONLY | O_CREAT | O_NONBLOCK);
+  zeva::Descriptor const target = open_file(original_of(file), O_WRONLY | O_CREAT | O_NONBLOCK);
   if (!target) return false;
   for (size_t at = 0; at < file.size;) {
     ssize_t const written =

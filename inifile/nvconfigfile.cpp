@@ -1,32 +1,25 @@
 #include "nvconfigfile.h"
 
-#include <exception>
+#include <fcntl.h>
 
+#include "files.h"
 #include "inireader.h"
-#include "regularfile.h"
 
 int NvConfigFile::readfile() {
-  std::string text;
-  return zeva::read_regular(path_, text) ? take_text(text) : unreadable();
+  zeva::Descriptor const file(open(path_.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  return readfile(file.get());
 }
 
 int NvConfigFile::readfile(int fd) {
   std::string text;
-  return zeva::read_regular(fd, text) ? take_text(text) : unreadable();
-}
-
-int NvConfigFile::take_text(std::string_view text) try {
+  if (zeva::read_regular(fd, text, zeva::kLargestFile) != 0) {
+    error_ = "Unable to open input file:" + path_ + "\n";
+    return -1;
+  }
   NvConfigFile read;
   zeva::read_ini(text, read);
   sections_ = std::move(read.sections_);
   return 0;
-} catch (std::exception const&) {
-  return unreadable();
-}
-
-int NvConfigFile::unreadable() {
-  error_ = "Unable to open input file:" + path_ + "\n";
-  return -1;
 }
 
 Nvinielement const* NvConfigFile::find(std::string_view section) const {

@@ -15,6 +15,14 @@
 #include "namedsequence.h"
 #include "nvsectionpair.h"
 
+namespace zeva {
+
+// A larger file is not read: it would fill the memory. The pages on export files and log codes name
+// this size.
+inline constexpr size_t kLargestFile = size_t{256} << 20;
+
+}  // namespace zeva
+
 class NvConfigFile {
  public:
   NvConfigFile() = default;
@@ -26,9 +34,9 @@ class NvConfigFile {
   std::string const& getinifile() const { return path_; }
 
   // Reads the whole file in place of the sections held so far. 0, or -1 with the error text set
-  // and the sections left as they were: the file cannot be opened or read, does not fit into
-  // memory, is larger than zeva::kLargestFile (regularfile.h), or is a folder, a device or a pipe.
-  // Whatever else a regular file contains can be read.
+  // and the sections left as they were: the file cannot be opened or read, is larger than
+  // zeva::kLargestFile, or is a folder, a device or a pipe. Whatever else a regular file contains
+  // can be read. Lack of memory is thrown.
   [[nodiscard]] int readfile();
 
   // The same from a descriptor open on a regular file, which stays the caller's; the path serves
@@ -94,8 +102,6 @@ class NvConfigFile {
   std::string const& geterror() const { return error_; }
 
  private:
-  int take_text(std::string_view text);
-  int unreadable();
   int finish(FILE* file, std::string const& path);
 
   std::string path_;

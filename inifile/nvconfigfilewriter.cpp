@@ -1,15 +1,28 @@
 // The half of NvConfigFile that writes: the text of a model, and changes to it.
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 
+#include "files.h"
 #include "nvconfigfile.h"
-#include "regularfile.h"
 
 namespace {
 
 void put(FILE* file, std::string_view text) {
   fwrite(text.data(), 1, text.size(), file);
+}
+
+// An empty regular file, new or truncated once it is known to be one; null when there can be none
+// of that name.
+FILE* create_regular(std::string const& path) {
+  zeva::Descriptor file(
+      open(path.c_str(), O_WRONLY | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666));
+  struct stat status;
+  bool const empty = file && fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) &&
+                     ftruncate(file.get(), 0) == 0;
+  return empty ? fdopen(file.release(), "w") : nullptr;
 }
 
 bool is_missing(std::string const& path) {
@@ -47,7 +60,7 @@ int NvConfigFile::writefile() {
 
   std::string const written = path_ + ".gen";
   error_ += "try to write ini file to " + written + ".\n";
-  FILE* file = zeva::create_regular(written);
+  FILE* file = create_regular(written);
   if (file == nullptr) {
     error_ += "Unable open write file: " + written + "\n";
     return -1;
@@ -61,11 +74,12 @@ int NvConfigFile::writefile() {
 
 int NvConfigFile::copyfile(std::string const& source, std::string const& target) {
   std::string content;
-  if (!zeva::read_regular(source, content)) {
+  zeva::Descriptor const from(open(source.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  if (zeva::read_regular(from.get(), content) != 0) {
     error_ += "Unabel open read file: " + source + "\n";
     return -1;
   }
-  FILE* file = zeva::create_regular(target);
+  FILE* file = create_regular(target);
   if (file == nullptr) {
     error_ += "Unabel open write file: " + target + "\n";
     return -1;

@@ -6,40 +6,42 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <utility>
+#include <algorithm>
 
 namespace zeva {
 
-Descriptor::~Descriptor() {
-  if (fd_ >= 0) close(fd_);
-}
+int read_regular(int fd, std::string& bytes, uint64_t largest) {
+  constexpr size_t kStep = size_t{256} << 10;
+  struct stat about;
+  if (fstat(fd, &about) != 0) return errno;
+  if (!S_ISREG(about.st_mode)) return EINVAL;
+  uint64_t const announced = static_cast<uint64_t>(about.st_size);
+  if (announced > largest) return EFBIG;
 
-Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
-  std::swap(fd_, other.fd_);
-  return *this;
-}
-
-int Descriptor::release() {
-  return std::exchange(fd_, -1);
+  // The announced size is only set aside, and used as far as there is something to put there: the
+  // file may have grown since, and may hold less than it claims.
+  size_t length = 0;
+  bytes.clear();
+  bytes.reserve(static_cast<size_t>(announced) + 1);
+  while (true) {
+    if (length == bytes.size()) {
+      size_t const spare = bytes.capacity() - length;
+      bytes.resize(length + (spare == 0 ? kStep : std::min(spare, kStep)));
+    }
+    ssize_t const got = read(fd, bytes.data() + length, bytes.size() - length);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return errno;
+    if (got == 0) break;
+    length += static_cast<size_t>(got);
+    if (length > largest) return EFBIG;
+  }
+  bytes.resize(length);
+  return 0;
 }
 
 int read_file(std::string const& path, std::string& bytes) {
-  // Not to wait for the writer of a pipe that stands in the file's place.
-  Descriptor file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  if (file.get() < 0) return errno;
-  struct stat about;
-  if (fstat(file.get(), &about) != 0) return errno;
-  if (!S_ISREG(about.st_mode)) return EINVAL;
-
-  bytes.clear();
-  bytes.reserve(static_cast<size_t>(about.st_size));
-  char buffer[65536];
-  while (true) {
-    ssize_t got = read(file.get(), buffer, sizeof buffer);
-    if (got == 0) return 0;
-    if (got > 0) bytes.append(buffer, static_cast<size_t>(got));
-    if (got < 0 && errno != EINTR) return errno;
-  }
+  Descriptor file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  return file ? read_regular(file.get(), bytes) : errno;
 }
 
 int write_all(int fd, std::string_view bytes) {
@@ -55,7 +57,7 @@ int write_all(int fd, std::string_view bytes) {
 int write_new_file(std::string const& path, std::string_view bytes) {
   if (unlink(path.c_str()) != 0 && errno != ENOENT) return errno;
   Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-  if (file.get() < 0) return errno;
+  if (!file) return errno;
   int error = write_all(file.get(), bytes);
   if (error == 0 && fsync(file.get()) != 0) error = errno;
   if (close(file.release()) != 0 && error == 0) error = errno;
@@ -69,7 +71,7 @@ int rename_file(std::string const& from, std::string const& to) {
 
 int sync_folder(std::string const& path) {
   Descriptor folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (folder.get() < 0) return errno;
+  if (!folder) return errno;
   return fsync(folder.get()) == 0 ? 0 : errno;
 }
 

@@ -2,26 +2,21 @@
 // followed, and a file is new and on the disk before anyone sees it. Results are 0 or an errno.
 #pragma once
 
+#include <stdint.h>
+
 #include <string>
 #include <string_view>
 
+#include "descriptor.h"
+
 namespace zeva {
 
-// Owns a descriptor; -1 is none.
-class Descriptor {
- public:
-  explicit Descriptor(int fd = -1) : fd_(fd) {}
-  ~Descriptor();
-  Descriptor(Descriptor&& other) noexcept : fd_(other.release()) {}
-  Descriptor& operator=(Descriptor&& other) noexcept;
-  [[nodiscard]] int get() const { return fd_; }
-  int release();
+// The rest of an open regular file. EINVAL when it is none, EFBIG when it is larger than `largest`
+// bytes. Memory follows what is read, whatever size the file claims.
+[[nodiscard]] int read_regular(int fd, std::string& bytes, uint64_t largest = UINT64_MAX);
 
- private:
-  int fd_;
-};
-
-// EINVAL when it is not a regular file.
+// The whole of the file at a path, which must not be a link. Never waits for the writer of a pipe
+// that stands in its place.
 [[nodiscard]] int read_file(std::string const& path, std::string& bytes);
 
 // Writes all bytes to a descriptor.

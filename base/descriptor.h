@@ -1,0 +1,31 @@
+// An open descriptor that somebody owns.
+#pragma once
+
+#include <unistd.h>
+
+#include <utility>
+
+namespace zeva {
+
+// Closes its descriptor; -1 is none. No heap, so it may stand where the watchdog jumps to.
+class Descriptor {
+ public:
+  explicit Descriptor(int fd = -1) : fd_(fd) {}
+  ~Descriptor() {
+    if (fd_ >= 0) close(fd_);
+  }
+  Descriptor(Descriptor&& other) noexcept : fd_(other.release()) {}
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    std::swap(fd_, other.fd_);
+    return *this;
+  }
+
+  explicit operator bool() const { return fd_ >= 0; }
+  [[nodiscard]] int get() const { return fd_; }
+  int release() { return std::exchange(fd_, -1); }
+
+ private:
+  int fd_;
+};
+
+}  // namespace zeva
