@@ -4,8 +4,8 @@
 
 namespace zeva {
 
-int32_t append_names(Enumerator next, _NvPolComHandle* parent, uint32_t name_size,
-                     std::vector<std::string>& names, bool& at_first) {
+int32_t append_names(Enumerator next, _NvPolComHandle* parent, std::vector<std::string>& names,
+                     bool& at_first, uint32_t name_size) {
   std::vector<char> name(name_size);
   for (uint32_t index = 0;; ++index) {
     uint32_t length = name_size;

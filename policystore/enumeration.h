@@ -15,10 +15,10 @@ using Enumerator = void (*)(_NvPolComHandle* parent, uint32_t index, char* name,
                             int32_t* status);
 
 // Appends the names that an enumeration gives, from index 0 on, each read into a buffer of
-// name_size bytes. Returns the status that ended it; at_first tells whether it was the first
-// call's.
-int32_t append_names(Enumerator next, _NvPolComHandle* parent, uint32_t name_size,
-                     std::vector<std::string>& names, bool& at_first);
+// name_size bytes: any name of the store, unless the caller sets a size of its own. Returns the
+// status that ended it; at_first tells whether it was the first call's.
+int32_t append_names(Enumerator next, _NvPolComHandle* parent, std::vector<std::string>& names,
+                     bool& at_first, uint32_t name_size = NVREG_MAX_NAME + 1);
 
 // What a library's call writes a text to.
 class TextBuffer {

@@ -45,7 +45,7 @@ int NvAddresslist::with_list(std::string const& iname, Work work, char const* op
 int NvAddresslist::getaddrlistsname(std::vector<std::string>& inames) {
   if (missing(hive_, "getaddrlistsname")) return -1;
   bool at_first = false;
-  int32_t status = append_names(nvpol_enumAddrList, hive_, inames, at_first);
+  int32_t status = zeva::append_names(nvpol_enumAddrList, hive_, inames, at_first);
   return status == NVREG_END_OF_LIST ? 0 : check(status, "nvpol_enumAddrList");
 }
 

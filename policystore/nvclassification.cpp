@@ -30,6 +30,12 @@ std::string joined(std::string text, std::vector<std::string> const& parts, char
   return text;
 }
 
+// The names of classifications and actions, whose size is fixed: a longer one ends the list.
+int32_t list_names(zeva::Enumerator next, _NvPolComHandle* parent, std::vector<std::string>& names,
+                   bool& at_first) {
+  return zeva::append_names(next, parent, names, at_first, NVPOL_NAME_SIZE);
+}
+
 }  // namespace
 
 NvClassification::NvClassification(std::string const& key, std::string const& file) {
@@ -57,7 +63,7 @@ void NvClassification::closeclasshive() {
 int NvClassification::getclassnames(std::vector<std::string>& names) {
   if (missing(hive_, "getclassnames: ahive")) return -1;
   bool at_first = false;
-  int32_t status = append_names(nvpol_enumClassification, hive_, names, at_first);
+  int32_t status = list_names(nvpol_enumClassification, hive_, names, at_first);
   if (!at_first) return 0;
   if (status != NVREG_END_OF_LIST) return check(status, "nvpol_enumClassification");
   seterrorname("REG_EMPTY", "Classification list");
@@ -134,7 +140,7 @@ int NvClassification::setclassification(std::string const& iname, Nvclassifattr 
 
 int NvClassification::getactionnames(_NvPolComHandle* phdl, std::vector<std::string>& names) {
   bool at_first = false;
-  int32_t status = append_names(nvpol_enumAction, phdl, names, at_first);
+  int32_t status = list_names(nvpol_enumAction, phdl, names, at_first);
   if (!at_first) return 0;
   if (status != NVREG_END_OF_LIST) return check_named(status, "nvpol_enumAction", "");
   seterrorname("REG_EMPTY", "getactionnames: action list");

@@ -23,10 +23,6 @@ struct RawValue {
   uint32_t length = kReadBuffer;
 };
 
-int32_t list_subkeys(_NvPolComHandle* key, std::vector<std::string>& names, bool& at_first) {
-  return zeva::append_names(nvreg_enumSubkey, key, NVREG_MAX_NAME + 1, names, at_first);
-}
-
 }  // namespace
 
 NvPoRegistry::NvPoRegistry() {
@@ -264,7 +260,7 @@ int NvPoRegistry::nvgetvalue(char const* path, char const* name, _NvRegDataType&
 int NvPoRegistry::nvgetallentryname(_NvPolComHandle* key, std::vector<std::string>& names) {
   if (missing(key, "nvgetallentryname hdl")) return -1;
   bool at_first;
-  int32_t status = list_subkeys(key, names, at_first);
+  int32_t status = zeva::append_names(nvreg_enumSubkey, key, names, at_first);
   if (!at_first) return 0;
   if (status != NVREG_END_OF_LIST) return check(status, "nvreg_enumSubkey");
   seterrorname("REG_EMPTY", "The task name");
@@ -325,7 +321,7 @@ int NvPoRegistry::dump_key(_NvPolComHandle* key, std::string const& label, std::
   if (enumKey(key, path.empty() ? label : label + "\\" + path) != 0) return -1;
   std::vector<std::string> names;
   bool at_first;
-  int32_t status = list_subkeys(key, names, at_first);
+  int32_t status = zeva::append_names(nvreg_enumSubkey, key, names, at_first);
   if (status != NVREG_END_OF_LIST) return check(status, "nvreg_enumSubkey");
   for (auto name = names.rbegin(); name != names.rend(); ++name)
     pending.push_back(path.empty() ? *name : path + "\\" + *name);

@@ -6,6 +6,7 @@
 
 #include "buffers.h"
 
+using zeva::append_names;
 using zeva::field_text;
 using zeva::read_texts;
 using zeva::set_field;

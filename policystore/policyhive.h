@@ -28,12 +28,6 @@ class PolicyHive : public ErrorRecord {
   // cannot be told: a rule must not lose what it refers to.
   bool referred(int32_t kind, std::string const& iname);
 
-  // zeva::append_names with the policy library's size of names.
-  static int32_t append_names(zeva::Enumerator next, _NvPolComHandle* parent,
-                              std::vector<std::string>& names, bool& at_first) {
-    return zeva::append_names(next, parent, NVPOL_NAME_SIZE, names, at_first);
-  }
-
   NvPoRegistry registry_;
   _NvPolComHandle* regkey_ = nullptr;
   _NvPolComHandle* hive_ = nullptr;

@@ -6,6 +6,8 @@
 
 #include "policy_store.h"
 
+using testing::ElementsAre;
+
 namespace {
 
 _NvPolAddrListAttr attributes(std::string const& displayname, std::string const& comment) {
@@ -63,6 +65,35 @@ TEST_F(AddressLists, RecordEachFailureByItsNameAndTexts) {
   EXPECT_EQ(registry_.nvregdeletekey(OpenKey(registry_, "registry").get(), "test"), 0);
   EXPECT_EQ(hive_.getaddrlistsname(texts), -1);
   EXPECT_EQ(hive_.geterror(), fail2("nvpol_enumAddrList", kGone));
+}
+
+TEST_F(AddressLists, KeepWhatTheyAreGiven) {
+  std::string const text(600, 'x'), longest(NVREG_MAX_NAME, 'n');
+  set(kPolicy + "\\AddressList\\" + longest, "displayName", "long");
+  EXPECT_EQ(hive_.createaddrlist("l", attributes(text, text)), 0);
+  _NvPolAddrListAttr attr;
+  for (uint32_t count = 1; count < 9; ++count) {
+    EXPECT_EQ(hive_.setaddress("l", Texts{std::to_string(count % 5) + "@x"}), 0);
+    EXPECT_EQ(hive_.getattr("l", attr), 0);
+    EXPECT_EQ(attr.addressCount, count);
+  }
+  EXPECT_EQ(zeva::field_text(attr.displayName), text.substr(0, 256));
+  EXPECT_EQ(zeva::field_text(attr.comment), text.substr(0, 512));
+  EXPECT_EQ(hive_.addressfrominame("l", "1@x", false), 0);
+  EXPECT_EQ(hive_.addressfrominame("l", text, true), 0);
+  EXPECT_EQ(hive_.setattr("l", attributes("s", "")), 0);
+
+  Texts addresses, holders;
+  EXPECT_EQ(hive_.getaddress("l", addresses), 0);
+  EXPECT_THAT(addresses, ElementsAre("2@x", "3@x", "4@x", "0@x", "1@x", "2@x", "3@x", text));
+  EXPECT_EQ(hive_.getgroupsfromaddress("4@X", "exact", "any", holders), 0);
+  EXPECT_THAT(holders, ElementsAre("l"));
+  std::vector<Nvnamestringpair> pairs;
+  EXPECT_EQ(hive_.getaddrlistsnamepair(pairs), 0) << "a long name hides no other list";
+  ASSERT_EQ(pairs.size(), 2u);
+  EXPECT_EQ(pairs[0].iname + pairs[0].displayname, longest + "long");
+  EXPECT_EQ(pairs[1].iname + pairs[1].displayname, "ls");
+  for (auto const& [iname, displayname] : pairs) EXPECT_EQ(hive_.deleteaddrlist(iname), 0);
 }
 
 TEST_F(AddressLists, ImportAWholeFileOrNothing) {
