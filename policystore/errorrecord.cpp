@@ -91,6 +91,10 @@ std::string ErrorRecord::geterror() {
 void ErrorRecord::initResBundle() {
   if (getenv("ZEVA_HOME") == nullptr)
     zeva::print_line("Unable to get ZEVA_HOME, initResBundle failed.");
+  open_catalogue();
+}
+
+void ErrorRecord::open_catalogue() {
   std::string const home = zeva::product_home();
   catalogue_.setfile(home + "/config/zevautilerr", "IDG_ZEVA_UTIL", nullptr);
 }

@@ -36,13 +36,16 @@ class ErrorRecord {
   // The name of the failure recorded last.
   std::string const& errorname() const { return error_name_; }
 
-  // Opens the catalogue of the gateway's home; wrappers call it once, in their constructor. Without
-  // ZEVA_HOME it says so on standard output and takes the default home.
+  // Opens the catalogue of the gateway's home. Without ZEVA_HOME it says so on standard output,
+  // once for each wrapper that is constructed, and takes the default home.
   void initResBundle();
 
  protected:
   ErrorRecord() = default;
   ~ErrorRecord() = default;
+
+  // initResBundle without a word: for a wrapper that owns another, which has told.
+  void open_catalogue();
 
   // true, with "REG_EMPTY" recorded, when a handle is null or a name is empty.
   bool missing(_NvPolComHandle const* handle, char const* what);

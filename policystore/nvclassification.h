@@ -35,7 +35,7 @@ struct Nvclassifattr {
 class NvClassification : public PolicyHive {
  public:
   // No hive open.
-  NvClassification() { initResBundle(); }
+  NvClassification() { open_catalogue(); }
   // As setfile.
   NvClassification(std::string const& key, std::string const& file);
   ~NvClassification() { closeclasshive(); }

@@ -34,6 +34,7 @@ class NvPoRegistry : public ErrorRecord {
 
   // Opens the registry at the stored address, in place of one that was open.
   bool nvregopen();
+  bool isopen() const { return registry_ != nullptr; }
   // Makes the changes so far visible to other processes and durable.
   int nvregrefresh();
   int closeregfile();

@@ -21,7 +21,7 @@ class NvRuleHive : public PolicyHive {
   using Outcomes = std::map<std::string, std::string>;  // finding to classification
 
   // No hive open.
-  NvRuleHive() { initResBundle(); }
+  NvRuleHive() { open_catalogue(); }
   // As setfile.
   NvRuleHive(std::string const& key, std::string const& file);
   // Closes root rule and hive; the changes are then visible to other processes.

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 bool PolicyHive::open_key(std::string const& key, std::string const& file) {
-  initResBundle();
+  open_catalogue();
   registry_.setfilename(file);
   registry_.nvregopen();  // nvregopenkey fails when this has
   if (registry_.nvregopenkey(key, regkey_) == 0) return true;
@@ -14,7 +14,7 @@ bool PolicyHive::open_key(std::string const& key, std::string const& file) {
 void PolicyHive::close_key() {
   if (regkey_) registry_.nvregclosekey(regkey_);
   regkey_ = nullptr;
-  registry_.nvregrefresh();
+  if (registry_.isopen()) registry_.nvregrefresh();
 }
 
 bool PolicyHive::referred(int32_t kind, std::string const& iname) {

@@ -6,13 +6,17 @@
 
 #include <filesystem>
 #include <map>
+#include <memory>
 
-#include "errorrecord.h"
+#include "nvaddresslist.h"
+#include "nvclassification.h"
+#include "nvrulehive.h"
 #include "scratch_home.h"
 
 namespace fs = std::filesystem;
 using testing::EndsWith;
 using testing::HasSubstr;
+using testing::MatchesRegex;
 using testing::Not;
 
 namespace {
@@ -99,8 +103,28 @@ TEST(ErrorRecord, SpeaksTheLanguageOfTheProcess) {
   }
 }
 
+// A wrapper without a home, and without a server where it is to open something.
+template <typename Wrapper, typename... Arguments>
+void expect_one_line(Arguments... arguments) {
+  testing::internal::CaptureStdout();
+  auto wrapper = std::make_unique<Wrapper>(arguments...);
+  EXPECT_THAT(testing::internal::GetCapturedStdout(),
+              MatchesRegex("(rb is NULL\n)*Unable to get ZEVA_HOME, initResBundle failed\\.\n"
+                           "(rb is NULL\n)*"));
+  testing::internal::CaptureStdout();
+  wrapper.reset();
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "") << "nothing was open";
+}
+
 TEST(ErrorRecord, SaysWhatIsMissing) {
   unsetenv("ZEVA_HOME");
+  expect_one_line<NvPoRegistry>();
+  expect_one_line<NvPoRegistry>("nowhere");
+  expect_one_line<NvRuleHive>();
+  expect_one_line<NvRuleHive>("key", "nowhere");
+  expect_one_line<NvClassification>();
+  expect_one_line<NvClassification>("key", "nowhere");
+  expect_one_line<NvAddresslist>("key", "nowhere");
   auto [text, said] = fail_once();
   EXPECT_EQ(text, "");
   EXPECT_EQ(said, "Unable to get ZEVA_HOME, initResBundle failed.\nrb is NULL\n");
