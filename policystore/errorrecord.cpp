@@ -3,6 +3,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -71,9 +72,12 @@ bool ErrorRecord::missing(std::string const& name, char const* what) {
   return true;
 }
 
-int ErrorRecord::check(int32_t status, char const* call, char const* code) {
+int ErrorRecord::check(int32_t status, char const* call, char const* code) noexcept {
   if (status >= 0) return 0;
-  seterrorname(code, call, status);
+  try {
+    seterrorname(code, call, status);
+  } catch (std::bad_alloc const&) {  // the failure counts without its text, too
+  }
   return -1;
 }
 

@@ -52,8 +52,9 @@ class ErrorRecord {
   bool missing(std::string const& name, char const* what);
 
   // 0, or -1 with the failed library call recorded: by its name alone, or with the key, value or
-  // object it was made for.
-  int check(int32_t status, char const* call, char const* code = "REG_FAIL2");
+  // object it was made for. By its name alone it is recorded as far as there is memory, and nothing
+  // is thrown: destructors check what they close.
+  int check(int32_t status, char const* call, char const* code = "REG_FAIL2") noexcept;
   int check_named(int32_t status, char const* call, std::string const& name,
                   char const* code = "REG_FAIL");
 

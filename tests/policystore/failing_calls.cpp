@@ -1,8 +1,24 @@
 #include "failing_calls.h"
 
+#include <stdlib.h>
+
+#include <new>
+
 #include "nvpol.h"
 
 std::string failing_call;
+bool out_of_memory = false;
+
+void* operator new(size_t size) {
+  void* const memory = out_of_memory ? nullptr : malloc(size);
+  return memory ? memory : throw std::bad_alloc();
+}
+void operator delete(void* memory) noexcept {
+  free(memory);
+}
+void operator delete(void* memory, size_t) noexcept {
+  free(memory);
+}
 
 #define FAILING(call, parameters, arguments)      \
   extern "C" void __real_##call parameters;       \

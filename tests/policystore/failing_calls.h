@@ -12,6 +12,9 @@ constexpr int kUnknownType = 7;  // of values, no member of _NvRegDataType
 // The name of the call that fails from now on; empty for none.
 extern std::string failing_call;
 
+// Whether memory can be had from operator new.
+extern bool out_of_memory;
+
 // As long as it lives.
 struct Failing {
   explicit Failing(std::string const& call) { failing_call = call; }

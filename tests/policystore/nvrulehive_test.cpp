@@ -38,6 +38,18 @@ TEST_F(RuleHive, WithoutAHiveNothingOpens) {
   expect_failures(rootless, rootless_failures);
 }
 
+// Each closes what it has open; what fails there for want of memory goes unrecorded.
+TEST_F(RuleHive, EndsWithoutMemoryAsEveryWrapperDoes) {
+  auto hive = std::make_unique<NvRuleHive>(kPolicy, home_.address());
+  auto classes = std::make_unique<NvClassification>(kPolicy, home_.address());
+  auto lists = std::make_unique<NvAddresslist>(kPolicy, home_.address());
+  out_of_memory = true;
+  hive.reset();
+  classes.reset();
+  lists.reset();
+  out_of_memory = false;
+}
+
 TEST_F(RuleHive, RecordsEachFailureByItsNameAndTexts) {
   NvRuleHive hive(kPolicy, home_.address());
   Handle const none = nullptr;
