@@ -2,12 +2,12 @@
 
 #include "nvclassification.h"
 
-#include <tuple>
-
 #include "policy_store.h"
 
 using testing::ElementsAre;
 using testing::Pair;
+
+using Numbers = std::vector<int32_t>;
 
 namespace {
 
@@ -28,11 +28,7 @@ TEST_F(Classifications, WithoutAHiveEachOperationSaysWhatItLacks) {
   Texts names;
   Failure const closed_failures[] = {
       {DOING(closed.getclassnames(names)), empty("getclassnames: ahive")},
-      {DOING(closed.openclass("c")), empty("openclass: ahive")},
-      {DOING(closed.createclass("c", "d", "")), empty("createclass: ahive")},
-      {DOING(closed.createclass("", "d", "")), empty("createclass: iname")},
       {DOING(closed.deleteclass("c")), empty("deleteclass: ahive\n")},
-      {DOING(closed.deleteclass("")), empty("deleteclass: iname")},
       {DOING(closed.getactionnames("c", names)),
        empty("openclass: ahive") + empty("getactionnames: phdl")},
       {DOING((closed.setfile(kPolicy, "nowhere"), -1l)),
@@ -72,24 +68,15 @@ TEST_F(Classifications, RecordEachFailureByItsNameAndTexts) {
       {DOING(hive_.openclass("c\\actions")),
        fail("nvpol_openClassification ", "c\\actions", NVREG_BAD_NAME)},
       {DOING(hive_.deleteclass("\\c")), fail("nvpol_deleteClassification", "\\c", NVREG_BAD_NAME)},
-      {DOING(hive_.getclassattr(none, text, text)), empty("getclassattr: phdl")},
       {DOING(hive_.getclassattr(gone, text, text)), fail2("nvpol_getClassificationAttrib", kGone)},
       {DOING(hive_.getclassattr(unnamed, text, text)), empty("getclassattr: get displayname")},
-      {DOING(hive_.setclassattr(none, "d", "")), empty("setclassattr: phdl")},
       {DOING(hive_.setclassattr(gone, "d", "")), fail2("nvpol_setClassificationAttrib", kGone)},
       {DOING(hive_.getactionnames(unnamed, names)), empty("getactionnames: action list")},
       {DOING(hive_.getactionnames(none, names)), fail("nvpol_enumAction", "", NVREG_BAD_ARGUMENT)},
-      {DOING(hive_.createaction(none, "a", attr)), empty("createaction: ahive")},
-      {DOING(hive_.createaction(group, "", attr)), empty("createaction: iname")},
       {DOING(hive_.createaction(group, "a", attr)), fail("nvpol_createAction ", "a", NVREG_EXISTS)},
-      {DOING(hive_.getaction(none, "a", attr)), empty("getaction: phdl")},
-      {DOING(hive_.getaction(group, "", attr)), empty("getaction: iname")},
       {DOING(hive_.getaction(group, "x", attr)), fail("nvpol_openAction", "x", kGone)},
       {DOING(hive_.getaction(group, "unnamed", attr)),
        empty("getaction: displayname") + fail2("nvpol_closeAction", kFailed), "nvpol_closeAction"},
-      {DOING(hive_.setaction(none, "a", attr)), empty("setaction: phdl")},
-      {DOING(hive_.setaction(group, "", attr)), empty("setaction: iname")},
-      {DOING(hive_.setaction(group, "x", attr)), fail("nvpol_openAction", "x", kGone)},
       {DOING(hive_.setallaction(group, {"x", "a"}, {attr, attr})),
        fail("nvpol_openAction", "x", kGone)},
       {DOING(hive_.setallaction(group, {"a"}, {})), empty("setallaction: attrs")},
@@ -97,7 +84,6 @@ TEST_F(Classifications, RecordEachFailureByItsNameAndTexts) {
        "nvpol_setActionAttrib"},
       {DOING(hive_.getaction(group, "a", attr)), fail2("nvpol_getActionAttrib", kFailed),
        "nvpol_getActionAttrib"},
-      {DOING(hive_.getallaction(none, attrs)), empty("getallaction: phdl")},
       {DOING(hive_.getallaction(group, attrs)), empty("getaction: displayname")},
       {DOING(hive_.deleteaction(none, "a")), empty("deleteaction: phdl")},
       {DOING(hive_.deleteaction(group, "x")), message("REG_FAILE2", "nvpol_deleteAction", kGone)},
@@ -114,6 +100,32 @@ TEST_F(Classifications, RecordEachFailureByItsNameAndTexts) {
   ASSERT_EQ(attrs.size(), 2u) << "an entry also for what cannot be read";
   EXPECT_EQ(attrs[0].order, 7) << "set although another could not be";
   for (Handle handle : {group, unnamed}) EXPECT_EQ(hive_.closeclass(handle), 0);
+}
+
+TEST_F(Classifications, KeepWhatTheyAreGiven) {
+  std::string const text(600, 'x'), longest(NVPOL_NAME_SIZE - 1, 'n');
+  Handle group = hive_.createclass(longest, text, text);
+  std::string shown, comment;
+  EXPECT_EQ(hive_.getclassattr(group, shown, comment), 0);
+  EXPECT_EQ(shown + comment, text.substr(0, 256) + text.substr(0, 512));
+  EXPECT_EQ(hive_.setclassattr(group, "new", ""), 0);
+  for (char const* name : {"gone", "a", "b"}) make_action(group, name, text.c_str());
+  EXPECT_EQ(hive_.deleteaction(group, "gone"), 0);
+  EXPECT_EQ(hive_.setaction(group, "b", {"", "d", text, -1, 5, 6}), 0);
+  Texts names;
+  EXPECT_EQ(hive_.getclassnames(names), 0);
+  EXPECT_EQ(hive_.getactionnames(longest, names), 0);
+  EXPECT_THAT(names, ElementsAre(longest, "a", "b"));
+  std::vector<Nvactionattr> read;
+  EXPECT_EQ(hive_.getallaction(group, read), 0);
+  for (auto const& [attr, name, note, numbers] :
+       {std::tuple(read.at(0), text.substr(0, 256), std::string(), Numbers{1, 2, 3}),
+        {read.at(1), "d", text.substr(0, 512), {-1, 5, 6}}}) {
+    EXPECT_EQ(attr.displayname + attr.comment, name + note);
+    EXPECT_EQ((Numbers{attr.order, attr.actiontype, attr.extra}), numbers);
+  }
+  EXPECT_EQ(hive_.closeclass(group), 0);
+  EXPECT_EQ(hive_.deleteclass(longest), 0);
 }
 
 TEST_F(Classifications, AreSetWhetherOrNotTheyAreThere) {
@@ -159,92 +171,6 @@ TEST_F(Classifications, ShowsSettingsAsTextByTheirType) {
   Failing const unknown("nvreg_enumValue");
   EXPECT_EQ(hive_.getactionsettings(key.get(), settings), -1);
   EXPECT_EQ(hive_.geterror(), message("REG_FAIL3", "registry type", "number"));
-}
-
-// All that an action's attributes hold.
-auto fields(Nvactionattr const& attr) {
-  return std::tuple(attr.displayname, attr.comment, attr.order, attr.actiontype, attr.extra);
-}
-
-struct ClassModel {
-  std::string displayname;
-  std::string comment;
-  Ordered<decltype(fields({}))> actions{};
-  bool operator==(ClassModel const&) const = default;
-};
-
-class ClassificationWalk : public HiveWalk<NvClassification> {
- protected:
-  bool step() override {
-    std::string const name = dice_.name();
-    std::string const shown = dice_.text();
-    std::string const comment = dice_.text();
-    ClassModel* held = model_.find(name);
-    size_t const what = dice_.below(8);
-    if (what == 0) {
-      Handle made = hive_->createclass(name, shown, comment);
-      bool const done = made && hive_->closeclass(made) == 0;
-      return done == model_.add(name, {shown.substr(0, 256), comment.substr(0, 512)});
-    }
-    if (what == 1) return (hive_->deleteclass(name) == 0) == model_.remove(name);
-    Handle group = hive_->openclass(name);
-    if (!held || !group) return !held && !group;
-    bool agreed;
-    if (what == 2) {
-      *held = {shown.substr(0, 256), comment.substr(0, 512), held->actions};
-      agreed = hive_->setclassattr(group, shown, comment) == 0;
-    } else {
-      agreed = act(what, group, *held);
-    }
-    return hive_->closeclass(group) == 0 && agreed;
-  }
-
-  bool act(size_t what, Handle group, ClassModel& held) {
-    std::string const name = dice_.name();
-    if (what == 3) return (hive_->deleteaction(group, name) == 0) == held.actions.remove(name);
-    Nvactionattr const attr{
-        "", dice_.text(), dice_.text(), dice_.number(), dice_.number(), dice_.number()};
-    Nvactionattr cut = attr;
-    cut.displayname = attr.displayname.substr(0, 256);
-    cut.comment = attr.comment.substr(0, 512);
-    if (what == 4) {
-      auto* action = held.actions.find(name);
-      if (action) *action = fields(cut);
-      return (hive_->setaction(group, name, attr) == 0) == (action != nullptr);
-    }
-    int32_t status = 0;
-    Handle made = hive_->createaction(group, name, attr);
-    if (made) nvpol_closeAction(made, &status);
-    return (made && status == 0) == held.actions.add(name, fields(cut));
-  }
-
-  bool agrees() override {
-    Ordered<ClassModel> found;
-    Texts names;
-    EXPECT_EQ(hive_->getclassnames(names), model_.empty() ? -1 : 0);
-    for (std::string const& name : names) {
-      ClassModel held;
-      Handle group = hive_->openclass(name);
-      EXPECT_EQ(hive_->getclassattr(group, held.displayname, held.comment), 0);
-      Texts actions;
-      std::vector<Nvactionattr> attrs;
-      int const listed = hive_->getactionnames(name, actions);
-      EXPECT_EQ(listed, actions.empty() ? -1 : 0);
-      EXPECT_EQ(hive_->getallaction(group, attrs), listed);
-      if (attrs.size() != actions.size()) return false;
-      for (size_t i = 0; i < attrs.size(); ++i)
-        held.actions.emplace_back(actions[i], fields(attrs[i]));
-      EXPECT_EQ(hive_->closeclass(group), 0);
-      found.emplace_back(name, held);
-    }
-    return found == model_;
-  }
-
-  Ordered<ClassModel> model_;
-};
-
-TEST_F(ClassificationWalk, AgreesWithAPlainModel) {
-  walk();
 }
 
 }  // namespace

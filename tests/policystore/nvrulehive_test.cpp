@@ -2,8 +2,6 @@
 
 #include "nvrulehive.h"
 
-#include <set>
-
 #include "nvaddresslist.h"
 #include "nvclassification.h"
 #include "policy_store.h"
@@ -62,79 +60,42 @@ TEST_F(RuleHive, RecordsEachFailureByItsNameAndTexts) {
   ASSERT_EQ(hive.createTask(root, "u", "d", "", 1), 0);
   _NvPolRuleAttr rule{};
   _NvPolTaskAttr task{};
-  std::vector<_NvPolTaskAttr> tasks;
   Texts names;
-  Texts others;
-  NvRuleHive::Outcomes outcomes{{"o", "v"}};
 
   Failure const hive_failures[] = {
       {DOING(hive.openRule("x")), message("REG_FILE", "nvpol_openRule", "x", kGone)},
       {DOING(hive.openRule("")), message("REG_FILE", "nvpol_openRule", "", NVREG_BAD_NAME)},
       {DOING(hive.openRule("\\x")), fail("nvpol_openRuleByFullName", "\\x", kGone)},
       {DOING(hive.closeRule(none)), empty("closeRule hdl")},
-      {DOING(hive.closeTask(none)), empty("closeTask hdl")},
       {DOING(hive.istaskactive("\\", "t")), fail2("nvpol_closeRule", kFailed), "nvpol_closeRule"},
       {DOING(hive.GetTaskAttrib(root, "t", task)), message("REG_FILE2", "nvpol_closeTask", kFailed),
        "nvpol_closeTask"},
-      {DOING(hive.createRule(created, none, "r", "", "", "a", "b")), empty("createRule htRule")},
       {DOING(hive.createRule(created, root, "r", "", "", Texts{"a"}, Texts{})),
        message("REG_SIZE1", "createRule:")},
-      {DOING(hive.createRule(created, gone, "r", "", "", "a", "b")),
-       fail("nvpol_createRule", "r", kGone)},
       {DOING(hive.createRule(created, root, "half", "d", "", Texts{"a", "a;c"}, Texts{"b", "b"})),
        fail("nvpol_createRule", "half", NVREG_BAD_NAME)},
       {DOING(hive.deleteRule(root, "x")), fail("nvpol_deleteRule", "x", kGone)},
-      {DOING(hive.GetAllSubRuleName(none, names)), empty("GetAllSubRuleName hParent")},
-      {DOING(hive.GetRuleAttrib(none, rule)), empty("GetRuleAttrib htRule")},
       {DOING(hive.GetRuleAttrib("x", rule)),
        message("REG_FILE", "nvpol_openRule", "x", kGone) + empty("GetRuleAttrib hRule")},
       {DOING(hive.GetRuleAttrib(gone, rule)), fail2("nvpol_getRuleAttrib", kGone)},
-      {DOING(hive.SetRuleAttrib(none, rule)), empty("SetRuleAttrib hRule")},
       {DOING(hive.SetRuleAttrib(gone, rule)), fail2("nvpol_setRuleAttrib", kGone)},
-      {DOING(hive.setruleorder(none, "r", 0)), empty("setruleorder hParent")},
       {DOING(hive.setruleorder(root, "", 0)), message("REG_POSITIVE", "setruleorder: order")},
       {DOING(hive.setruleorder(root, "", 1)), empty("setruleorder iname")},
-      {DOING(hive.setruleorder(root, "x", 1)), fail2("nvpol_setRuleOrder", kGone)},
-      {DOING(hive.settaskorder(none, "t", 1)), empty("settaskorder hParent")},
-      {DOING(hive.settaskorder(root, "t", -1)), message("REG_POSITIVE", "settaskorder: order")},
       {DOING(hive.settaskorder(root, "x", 1)), fail2("nvpol_setTaskOrder", kGone)},
-      {DOING(hive.AddCondition(none, "a", "b")), empty("AddCondition hRule")},
       {DOING(hive.AddCondition(root, "a;b", "c")), fail2("nvpol_addCondition", NVREG_BAD_NAME)},
-      {DOING(hive.AddCondition(gone, "a", "b")), fail2("nvpol_addCondition", kGone)},
-      {DOING(hive.RemoveCondition(none, "a", "b")), empty("RemoveCondition hRule")},
-      {DOING(hive.RemoveCondition(root, "a", "b")), fail2("nvpol_removeCondition", kGone)},
-      {DOING(hive.GetAllConditions(none, names, others)), empty("GetAllCondition hRule")},
-      {DOING(hive.GetAllConditions(gone, names, others)), fail2("nvpol_enumCondition", kGone)},
-      {DOING(hive.createTask(none, "t", "", "", 1)), empty("createTask htRule")},
-      {DOING(hive.createTask(root, "", "", "", 1)), empty("createTask Taskname")},
+      {DOING(hive.RemoveCondition(root, "a", "x")), fail2("nvpol_removeCondition", kGone)},
+      {DOING(hive.GetAllConditions(gone, names, names)), fail2("nvpol_enumCondition", kGone)},
       {DOING(hive.createTask(root, "t", "", "", 1)), fail("nvpol_createTask", "t", NVREG_EXISTS)},
       {DOING(hive.createTask(gone, "t", "", "", 1)), fail("nvpol_createTask", "t", kGone)},
-      {DOING(hive.deleteTask(none, "t")), empty("deleteTask hdl")},
       {DOING(hive.deleteTask(root, "")), empty("deleteTask taskname")},
-      {DOING(hive.deleteTask(root, "x")), fail("nvpol_deleteTask", "x", kGone)},
-      {DOING(hive.GetTasksAttrib(none, tasks)), empty("GetAllTaskName htRule")},
       {DOING(hive.GetAllTaskName(gone, names)), fail2("nvpol_enumTask", kGone)},
       {DOING(hive.GetAllTaskName(root, names)), empty("Get task name"), "nvpol_enumTask"},
-      {DOING(hive.GetTaskAttrib(none, "t", task)), empty("GetTaskAttrib htRule")},
-      {DOING(hive.SetTaskAttrib(none, "t", task)), empty("SetTaskAttrib hdl")},
       {DOING(hive.SetTaskAttrib(root, "x", task)), fail("nvpol_openTask", "x", kGone)},
-      {DOING(hive.inactivetask(none, "t", true)), empty("inactivetask hRule")},
-      {DOING(hive.inactivetask(root, "", true)), empty("inactivetask taskname")},
       {DOING(hive.inactivetask(gone, "t", true)), fail2("nvpol_inactiveTask", kGone)},
-      {DOING(hive.istaskactive(none, "t")), empty("istaskactive hRule")},
-      {DOING(hive.istaskactive(root, "")), empty("istaskactive taskname")},
       {DOING(hive.istaskactive(gone, "t")), fail2("nvpol_isTaskActive", kGone)},
-      {DOING(hive.addoutcome(none, "t", "o", "v")), empty("addoutcome hRule")},
-      {DOING(hive.addoutcome(none, "o", "v")), empty("addoutcome hTask")},
-      {DOING(hive.addoutcomes(root, "", outcomes)), empty("taskname")},
+      {DOING(hive.addoutcome(root, "", "o", "v")), empty("taskname")},
       {DOING(hive.addoutcome(root, "t", "", "v")), fail2("nvpol_addOutcome", NVREG_BAD_NAME)},
-      {DOING(hive.addoutcome(gone, "o", "v")), fail2("nvpol_addOutcome", kGone)},
-      {DOING(hive.deleteoutcome(none, "t", "o")), empty("deleteoutcome hRule")},
-      {DOING(hive.deleteoutcome(none, "o")), empty("deleteoutcome hTask")},
       {DOING(hive.deleteoutcome(root, "t", "o")), fail("nvpol_deleteOutcome", "o", kGone)},
-      {DOING(hive.getoutcome(none, "t", outcomes)), empty("getoutcome hRule")},
-      {DOING(hive.getoutcomes(none, outcomes)), empty("getoutcome hTask")},
-      {DOING(hive.getoutcome(root, "", outcomes)), empty("getoutcome taskname")},
       // No half rule is left, and no rule has come back.
       {DOING(hive.GetAllSubRuleName(names)), message("REG_NOSUBPOLICY")},
       {DOING(hive.closeRuleHive()), fail2("nvpol_closeRuleHive", kFailed), "nvpol_closeRuleHive"},
@@ -142,6 +103,77 @@ TEST_F(RuleHive, RecordsEachFailureByItsNameAndTexts) {
   expect_failures(hive, hive_failures);
   EXPECT_THAT(names, ElementsAre("u")) << "an unnamed task hides no other";
   EXPECT_EQ(hive.closeRule(gone), 0);
+}
+
+// Each operation once on a rule given by its name and once on one given by its handle.
+TEST_F(RuleHive, KeepsWhatItIsGiven) {
+  NvRuleHive hive(kPolicy, home_.address());
+  std::string const long_text(600, 'x');
+  auto make = [&](auto const& parent, std::string const& name, std::string const& text,
+                  Texts const& sides) {
+    Handle made = nullptr;
+    EXPECT_EQ(hive.createRule(made, parent, name, text, text, sides, sides), 0) << name;
+    EXPECT_EQ(hive.closeRule(made), 0);
+  };
+  auto fill = [&](auto const& rule) {
+    for (char const* name : {"gone", "kept"}) {
+      make(rule, name, long_text, {long_text});
+      EXPECT_EQ(hive.createTask(rule, name, long_text, long_text, 0x10001), 0);
+      EXPECT_EQ(hive.inactivetask(rule, name, true), 0);
+      EXPECT_EQ(hive.addoutcomes(rule, "gone", {{"Worm", name}, {"Joke", "j"}}), 0);
+      EXPECT_EQ(hive.AddCondition(rule, name, "a;b"), 0);
+    }
+    _NvPolRuleAttr attr{};
+    attr.order = 3;
+    attr.matchType = 4;
+    zeva::set_field(attr.displayName, "changed");
+    EXPECT_EQ(hive.SetRuleAttrib(rule, attr), 0);
+    _NvPolTaskAttr task{};
+    task.filter = 9;
+    task.enable = 1;
+    EXPECT_EQ(hive.SetTaskAttrib(rule, "gone", task), 0);
+    NvRuleHive::Outcomes outcomes;
+    std::vector<_NvPolTaskAttr> tasks;
+    EXPECT_EQ(hive.deleteoutcome(rule, "gone", "Joke"), 0);
+    EXPECT_EQ(hive.getoutcomes(rule, "gone", outcomes), 0);
+    EXPECT_THAT(outcomes, ElementsAre(Pair("Worm", "kept")));
+    EXPECT_EQ(hive.setruleorder(rule, "kept", 5), 0);
+    EXPECT_EQ(hive.settaskorder(rule, "kept", 1), 0);
+    EXPECT_EQ(hive.GetTasksAttrib(rule, tasks), 0);
+    ASSERT_EQ(tasks.size(), 2u);
+    EXPECT_EQ(tasks[0].filter, 9u);
+    EXPECT_EQ(tasks[0].enable, 1);
+    EXPECT_EQ(zeva::field_text(tasks[1].displayName), long_text.substr(0, 256));
+    EXPECT_EQ(tasks[1].order, 1);
+    EXPECT_EQ(hive.inactivetask(rule, "gone", false), 0);
+    EXPECT_EQ(hive.istaskactive(rule, "gone"), 1);
+    EXPECT_EQ(hive.RemoveCondition(rule, "gone", "a;b"), 0);
+    EXPECT_EQ(hive.deleteTask(rule, "gone"), 0);
+    EXPECT_EQ(hive.deleteRule(rule, "gone"), 0);
+  };
+  for (char const* name : {"by name", "by handle"}) make("\\", name, "", Texts(100, "f"));
+  fill("by name");
+  Handle const opened = hive.openRule("by handle");
+  fill(opened);
+  EXPECT_EQ(hive.closeRule(opened), 0);
+
+  auto texts = [](std::string const& comment, std::string const& shown) {
+    return "    string,   comment=" + comment + "\n    string,   displayName=" + shown + "\n";
+  };
+  std::string const text = long_text.substr(0, 256), side = long_text.substr(0, 512);
+  std::string conditions;
+  for (int i = 1; i <= 100; ++i)
+    conditions += "    string,   condition" + std::to_string(i) + "=f;f\n";
+  std::string const expected =
+      "test\n" + texts("", "changed") + "    dword,   order=3\n    dword,   matchType=4\n" +
+      conditions + "    string,   condition101=kept;a;b\ntest\\rules\ntest\\rules\\kept\n" +
+      texts(text, text) + "    dword,   order=5\n    dword,   matchType=0\n" +
+      "    string,   condition1=" + side + ";" + side + "\ntest\\tasks\ntest\\tasks\\kept\n" +
+      "    dword,   order=1\n    dword,   filter=65537\n    dword,   enable=0\n" +
+      "    dword,   overridable=0\n" + texts(text, text) +
+      "test\\inactive\n    string,   inactive1=kept\n";
+  for (char const* name : {"by name", "by handle"})
+    EXPECT_EQ(dump(kPolicy + "\\Rule\\Mail\\rules\\" + name), expected) << name;
 }
 
 TEST_F(RuleHive, ReadsWhatAnImporterWrote) {
@@ -261,168 +293,6 @@ TEST(RuleRecords, ArePrintedWithoutTerminators) {
                 "\nmatchType = 0x0000002a\norder = -1\n"
                 "displayName = a\ncomment = b\nfilter = 0x00010001\norder = 3\nenable = 1\n"
                 "overridable = 0\n");
-}
-
-// The random walk: what the tree should hold.
-struct TaskModel {
-  std::string displayname;
-  std::string comment;
-  uint32_t filter = 0;
-  int32_t order = 0;
-  NvRuleHive::Outcomes outcomes{};
-  bool operator==(TaskModel const&) const = default;
-};
-struct RuleModel {
-  std::string displayname;
-  std::string comment;
-  int32_t order = 0;
-  std::vector<std::pair<std::string, std::string>> conditions{};
-  Ordered<TaskModel> tasks{};
-  std::set<std::string> inactive{};
-  Ordered<RuleModel> rules{};
-  bool operator==(RuleModel const&) const = default;
-};
-
-class RuleWalk : public HiveWalk<NvRuleHive> {
- protected:
-  RuleWalk() { OpenKey root(registry_, kPolicy + "\\Rule\\Mail"); }
-
-  // To some rule, by its path or by its handle.
-  bool step() override {
-    RuleModel* rule = &model_;
-    std::string path = "\\";
-    while (!rule->rules.empty() && dice_.below(3) > 0) {
-      auto& [name, below] = rule->rules[dice_.below(rule->rules.size())];
-      path += name + "\\";
-      rule = &below;
-    }
-    if (dice_.below(2) == 0) return act(path, *rule);
-    Handle opened = hive_->openRule(path);
-    bool const agreed = opened && act(opened, *rule);
-    return hive_->closeRule(opened) == 0 && agreed;
-  }
-
-  template <typename Rule>
-  bool act(Rule const& rule, RuleModel& held) {
-    std::string const name = dice_.name();
-    int32_t const order = static_cast<int32_t>(dice_.below(5)) - 1;
-    switch (dice_.below(9)) {
-      case 0: {
-        std::string const shown = dice_.text();
-        Texts const sides(dice_.below(20) == 0 ? 100 : 1, dice_.text());
-        Handle made = nullptr;
-        bool const done = hive_->createRule(made, rule, name, shown, shown, sides, sides) >= 0;
-        if (made) hive_->closeRule(made);
-        std::string const cut = shown.substr(0, 256), side = sides[0].substr(0, 512);
-        return done == held.rules.add(name, {cut, cut, 0, {sides.size(), {side, side}}});
-      }
-      case 1: {
-        _NvPolRuleAttr attr{};
-        attr.order = held.order = dice_.number();
-        zeva::set_field(attr.displayName, held.displayname = "changed");
-        held.comment.clear();
-        return hive_->SetRuleAttrib(rule, attr) >= 0;
-      }
-      case 2: {
-        RuleModel* below = order > 0 ? held.rules.find(name) : nullptr;
-        if (below) below->order = order;
-        return (hive_->setruleorder(rule, name, order) >= 0) == (below != nullptr);
-      }
-      case 3: {
-        std::pair const sides("f" + std::to_string(dice_.below(3)),
-                              "t;" + std::to_string(dice_.below(3)));
-        if (dice_.below(2) == 0)
-          return (hive_->RemoveCondition(rule, sides.first, sides.second) >= 0) ==
-                 remove_first(held.conditions, sides);
-        held.conditions.push_back(sides);
-        return hive_->AddCondition(rule, sides.first, sides.second) >= 0;
-      }
-      case 4:
-        return dice_.below(6) == 0
-                   ? (hive_->deleteRule(rule, name) >= 0) == held.rules.remove(name)
-                   : (hive_->deleteTask(rule, name) >= 0) == held.tasks.remove(name);
-      case 5: {
-        std::string const shown = dice_.text();
-        auto const filter = static_cast<uint32_t>(dice_.number());
-        std::string const cut = shown.substr(0, 256);
-        return (hive_->createTask(rule, name, shown, shown, filter) >= 0) ==
-               held.tasks.add(name, {cut, cut, filter});
-      }
-      case 6: {
-        bool const inactive = dice_.below(2) == 0;
-        bool const fits = !name.empty() && name.find('\\') == name.npos;
-        if (fits && inactive) held.inactive.insert(name);
-        if (!inactive) held.inactive.erase(name);
-        return (hive_->inactivetask(rule, name, inactive) >= 0) == fits;
-      }
-      default:
-        return change_task(rule, held.tasks.find(name), name, order);
-    }
-  }
-
-  template <typename Rule>
-  bool change_task(Rule const& rule, TaskModel* held, std::string const& name, int32_t order) {
-    std::string const finding = "o" + std::to_string(dice_.below(4));
-    switch (dice_.below(4)) {
-      case 0:
-        if (held && order > 0) held->order = order;
-        return (hive_->settaskorder(rule, name, order) >= 0) == (held && order > 0);
-      case 1:
-        return (hive_->deleteoutcome(rule, name, finding) >= 0) ==
-               (held && held->outcomes.erase(finding) > 0);
-      case 2: {
-        std::string const value = dice_.text();
-        if (held) held->outcomes[finding] = value;
-        return (hive_->addoutcome(rule, name, finding, value) >= 0) == (held != nullptr);
-      }
-      default: {
-        _NvPolTaskAttr attr{};
-        attr.filter = 9;
-        attr.reserved = 1;
-        if (held) *held = {"", "", 9, 0, held->outcomes};
-        return (hive_->SetTaskAttrib(rule, name, attr) >= 0) == (held != nullptr);
-      }
-    }
-  }
-
-  bool agrees() override { return read("\\") == model_; }
-
-  RuleModel read(std::string const& path) {
-    SCOPED_TRACE(path);
-    RuleModel found;
-    Handle rule = hive_->openRule(path);
-    _NvPolRuleAttr attr{};
-    EXPECT_EQ(hive_->GetRuleAttrib(rule, attr), 0);
-    found.displayname = zeva::field_text(attr.displayName);
-    found.comment = zeva::field_text(attr.comment);
-    found.order = attr.order;
-    Texts from, to, tasks, rules;
-    EXPECT_EQ(hive_->GetAllConditions(rule, from, to), 0);
-    for (size_t i = 0; i < from.size(); ++i) found.conditions.emplace_back(from[i], to.at(i));
-    std::vector<_NvPolTaskAttr> attrs;
-    EXPECT_EQ(hive_->GetAllTaskName(rule, tasks), 0);
-    EXPECT_EQ(hive_->GetTasksAttrib(rule, attrs), 0);
-    for (size_t i = 0; i < tasks.size(); ++i) {
-      _NvPolTaskAttr const& task = attrs.at(i);
-      found.tasks.emplace_back(
-          tasks[i], TaskModel{zeva::field_text(task.displayName), zeva::field_text(task.comment),
-                              task.filter, task.order});
-      EXPECT_EQ(hive_->getoutcomes(rule, tasks[i], found.tasks[i].second.outcomes), 0);
-    }
-    for (std::string const& name : Dice::kNames)
-      if (hive_->istaskactive(rule, name) == 0) found.inactive.insert(name);
-    long const listed = hive_->GetAllSubRuleName(rule, rules);
-    EXPECT_EQ(listed, rules.empty() ? -1 : 0);
-    EXPECT_EQ(hive_->closeRule(rule), 0);
-    for (std::string const& name : rules) found.rules.emplace_back(name, read(path + name + "\\"));
-    return found;
-  }
-
-  RuleModel model_;
-};
-
-TEST_F(RuleWalk, AgreesWithAPlainModel) {
-  walk();
 }
 
 }  // namespace
