@@ -85,10 +85,6 @@ class Walk : public testing::Test {
   }
 
   void step();
-  void create_key();
-  void delete_key();
-  void set_value();
-  void delete_value();
   void end_server();
   void compare();
 
@@ -99,48 +95,49 @@ class Walk : public testing::Test {
   std::vector<StoredKey> model_{{"", {}}};  // in the order of their making
 };
 
-void Walk::create_key() {
+// Does one thing to the store and to the model. A key or a value that is not there is not found.
+void Walk::step() {
   Path const path = any_path();
-  ASSERT_EQ(client_->create(spell(path)), NVREG_OK);
-  std::string made;
-  for (std::string const& name : path) {
-    made = below(made, name);
-    if (std::ranges::find(model_, made, &StoredKey::first) == model_.end())
-      model_.push_back({made, {}});
+  std::string const name = any(5) == 0 ? "" : any_name();
+  auto const key = find(path);
+  int32_t const found = key != model_.end() ? NVREG_OK : NVREG_NOT_FOUND;
+  switch (any(8)) {
+    case 0:
+    case 1: {
+      ASSERT_EQ(client_->create(spell(path)), NVREG_OK);
+      std::string made;
+      for (std::string const& component : path) {
+        made = below(made, component);
+        if (std::ranges::find(model_, made, &StoredKey::first) == model_.end())
+          model_.push_back({made, {}});
+      }
+      return;
+    }
+    case 2: {
+      ASSERT_EQ(client_->erase(spell(path)), path.empty() ? NVREG_BAD_ARGUMENT : found);
+      if (path.empty() || found != NVREG_OK) return;
+      std::string const gone = key->first;
+      std::erase_if(model_, [&](StoredKey const& other) {
+        return other.first == gone || other.first.starts_with(gone + "\\");
+      });
+      return;
+    }
+    case 3: {
+      auto const has_name = [&](StoredValue const& value) { return value.name == name; };
+      bool const there = key != model_.end() && std::erase_if(key->second, has_name) > 0;
+      ASSERT_EQ(client_->erase_value(spell(path), name), there ? NVREG_OK : NVREG_NOT_FOUND);
+      return;
+    }
+    case 4:
+      ASSERT_EQ(client_->refresh(), NVREG_OK);
+      return;
+    default: {
+      auto const type = static_cast<_NvRegDataType>(any(4));
+      StoredValue const value{name, type, any_data(type)};
+      ASSERT_EQ(client_->set(spell(path), name, type, value.bytes), found);
+      if (found == NVREG_OK) replace(key->second, value);
+    }
   }
-}
-
-void Walk::delete_key() {
-  Path const path = any_path();
-  bool const there = find(path) != model_.end();
-  ASSERT_EQ(client_->erase(spell(path)), path.empty() ? NVREG_BAD_ARGUMENT
-                                         : there      ? NVREG_OK
-                                                      : NVREG_NOT_FOUND);
-  if (path.empty() || !there) return;
-  std::string const gone = find(path)->first;
-  std::erase_if(model_, [&](StoredKey const& key) {
-    return key.first == gone || key.first.starts_with(gone + "\\");
-  });
-}
-
-void Walk::set_value() {
-  Path const path = any_path();
-  auto const type = static_cast<_NvRegDataType>(any(4));
-  StoredValue const value{any(5) == 0 ? "" : any_name(), type, any_data(type)};
-  auto const key = find(path);
-  ASSERT_EQ(client_->set(spell(path), value.name, type, value.bytes),
-            key != model_.end() ? NVREG_OK : NVREG_NOT_FOUND);
-  if (key != model_.end()) replace(key->second, value);
-}
-
-void Walk::delete_value() {
-  Path const path = any_path();
-  std::string const name = any_name();
-  auto const key = find(path);
-  bool const there = key != model_.end() && std::erase_if(key->second, [&](StoredValue const& v) {
-                                              return v.name == name;
-                                            }) > 0;
-  ASSERT_EQ(client_->erase_value(spell(path), name), there ? NVREG_OK : NVREG_NOT_FOUND);
 }
 
 // A server may end at any time; what it has answered counts.
@@ -159,23 +156,6 @@ void Walk::compare() {
   ASSERT_TRUE(loaded.root) << loaded.failure;
   ASSERT_EQ(to_text(*loaded.root), to_text(seen));
   ASSERT_TRUE(loaded.notes.empty()) << loaded.notes[0];
-}
-
-void Walk::step() {
-  switch (any(8)) {
-    case 0:
-    case 1:
-      return create_key();
-    case 2:
-      return delete_key();
-    case 3:
-      return delete_value();
-    case 4:
-      ASSERT_EQ(client_->refresh(), NVREG_OK);
-      return;
-    default:
-      return set_value();
-  }
 }
 
 TEST_F(Walk, StoreAndModelStayTheSame) {
