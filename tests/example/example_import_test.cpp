@@ -28,30 +28,27 @@ fs::path const kExample = EXAMPLE_FOLDER;
 
 // Payloads by their type, as an export's line carries them: 1 is a line break's first byte, 2 its
 // second, 3 a "=".
-std::vector<std::string> const kTexts = {
-    "",
-    "two\1\2lines\2",
-    "a\3b\3c",
-    ";;semi;colons;;",
-    "%s%n%d 100%",
-    "Grüße, 你好, Ω",
-    "latin-1 \xe9\xff\x80",
-    "  blanks, then a tab  \t",
-    "[not a section] # not a comment",
-    "2:not typed again",
-    std::string(2047, 'm'),
-    std::string(2048, 'n'),
-    std::string(5000, 'o'),
-};
-std::vector<std::string> const kLists = {
-    "",
-    ";;a;;b\3c;",
-    "\xe9;ü;%s",
-    "just fits;" + std::string(2036, 'p'),
-    "one too many;" + std::string(2034, 'q'),
-    "short;" + std::string(5000, 'r') + ";never looked at",
-};
-std::vector<std::string> const kNumbers = {"0", "-1", "4294967295", "4294967301", "12 months", "x"};
+std::vector<std::string> const kTexts = {"",
+                                         "two\1\2lines\2",
+                                         "a\3b\3c",
+                                         ";;semi;colons;;",
+                                         "%s%n%d 100%",
+                                         "Grüße, 你好, Ω",
+                                         "latin-1 \xe9\xff\x80",
+                                         "  blanks, then a tab  \t",
+                                         "[not a section] # not a comment",
+                                         "2:not typed again",
+                                         std::string(2047, 'm'),
+                                         std::string(2048, 'n'),
+                                         std::string(5000, 'o')};
+std::vector<std::string> const kLists = {"",
+                                         ";;a;;b\3c;",
+                                         "\xe9;ü;%s",
+                                         "just fits;" + std::string(2036, 'p'),
+                                         "one too many;" + std::string(2034, 'q'),
+                                         "short;" + std::string(5000, 'r') + ";never looked at"};
+std::vector<std::string> const kNumbers = {"010",       "-1", "4294967295",          "4294967301",
+                                           "12 months", "x",  "99999999999999999999"};
 std::vector<std::string> const kIdentifiers = {"000102030405060708090a0b0c0d0e0f",
                                                "fffefdfcfbfaf9f8f7f6f5f4f3f2f1f0"};
 
@@ -67,8 +64,7 @@ std::map<std::string, std::string> const kFewer = {
     {"tasks/antispam-cardiff.txt BaselineDetectionRate", "5"},
     {"xfilter.txt filterNum", "2"},
     {"address.txt Num", "1"},
-    {"misc.txt SectionNum", "8"},
-};
+    {"misc.txt SectionNum", "8"}};
 
 // What the log says about the example, and all that it says.
 std::vector<std::string> const kWarnings = {
@@ -79,8 +75,7 @@ std::vector<std::string> const kWarnings = {
     "\tquarantine area: Swyddfa Caerdydd – cwarantîn\n"
     "\toriginal path: /opt/norva/zeva/queue/quarantine\n",
     "Warning [159]: Invalid BaselineDetectionRate (9), use default value.",
-    "Warning [154]: BaselineDetectionRate changed to 4, original is 1",
-};
+    "Warning [154]: BaselineDetectionRate changed to 4, original is 1"};
 
 // Another payload for a key, or the same where the value holds the export together.
 std::string changed(std::string const& file, std::string const& key, char type,
@@ -169,21 +164,13 @@ TEST(ExampleImport, ArrivesValueForValueAndTheNextExportReplacesIt) {
   SetDebugLogFileName(log.c_str());
 
   // A store that has been in use: what an export replaces, beside what none touches.
-  for (std::string const path : {
-           "Other\\Product",
-           "WhiteBlackLists\\Global\\Old",
-           "WhiteBlackLists\\Local",
-           "XFilter",
-           "XFilter\\Old",
-           "registry\\config\\Classification\\0001\\0003\\QuarantineArea\\Old",
-           "registry\\config\\Classification\\0001\\0003\\Other",
-           "registry\\config\\Delivery",
-           "registry\\policy\\AddressList\\Old",
-           "registry\\policy\\Classification\\Old\\actions\\Old\\setting",
-           "registry\\policy\\Other",
-           "registry\\policy\\Rule\\Mail\\rules\\Old\\tasks\\Old",
-           "registry\\policy\\Rule\\Web",
-       })
+  for (std::string const path :
+       {"Other\\Product", "WhiteBlackLists\\Global\\Old", "WhiteBlackLists\\Local", "XFilter",
+        "XFilter\\Old", "registry\\config\\Classification\\0001\\0003\\QuarantineArea\\Old",
+        "registry\\config\\Classification\\0001\\0003\\Other", "registry\\config\\Delivery",
+        "registry\\policy\\AddressList\\Old",
+        "registry\\policy\\Classification\\Old\\actions\\Old\\setting", "registry\\policy\\Other",
+        "registry\\policy\\Rule\\Mail\\rules\\Old\\tasks\\Old", "registry\\policy\\Rule\\Web"})
     put(home, path, "old");
   put(home, "XFilter", "enable");
   put(home, "registry\\config\\Delivery", "RetryMinutes");
