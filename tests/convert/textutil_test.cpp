@@ -4,7 +4,6 @@
 #include <filesystem>
 #include <fstream>
 
-#include "buffers.h"
 #include "names.h"
 #include "product_home.h"
 #include "split.h"
@@ -65,16 +64,6 @@ TEST(TextUtil, PacksVersions) {
   }
   NvMakeVersionString(0x00061234, text, 3);
   EXPECT_STREQ(text, "6.");
-}
-
-TEST(TextUtil, MakesBuffersUpToANullSlot) {
-  char* buffers[4] = {nullptr, nullptr, nullptr, reinterpret_cast<char*>(buffers)};
-  ASSERT_EQ(createBuffers(buffers, 2, 10), 0);
-  EXPECT_EQ(createBuffers(buffers + 1, -1, 10), -1);
-  buffers[1][9] = 'x';
-  EXPECT_EQ(buffers[2], nullptr);
-  EXPECT_NE(buffers[3], nullptr);
-  clearBuffers(buffers);
 }
 
 TEST(TextUtil, ConvertsToBytesWithinTheBuffer) {
