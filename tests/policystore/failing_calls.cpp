@@ -32,7 +32,6 @@ void operator delete(void* memory, size_t) noexcept {
   FAILING(call, (_NvPolComHandle * handle, Record * record, int32_t * status), \
           (handle, record, status))
 
-ATTRIBUTES(nvpol_getActionAttrib, _NvPolActionAttrib)
 ATTRIBUTES(nvpol_setActionAttrib, _NvPolActionAttrib const)
 ATTRIBUTES(nvpol_getAddrListAttrib, _NvPolAddrListAttr)
 
@@ -73,8 +72,8 @@ void __wrap_nvpol_enumTask(_NvPolComHandle* rule, uint32_t index, char* name, ui
   if (failing_call == "nvpol_enumTask" && index == 0) name[*length = 0] = '\0';
 }
 
-// Numbers are of a type that nobody knows, and cannot be queried into four bytes. Visible, because
-// the linker takes the calls of libnvpol for wrapped ones too; they are not.
+// Numbers are of a type that nobody knows. Visible, because the linker takes the calls of libnvpol
+// for wrapped ones too; they are not.
 #pragma GCC visibility push(default)
 extern "C" {
 void __real_nvreg_enumValue(_NvPolComHandle*, uint32_t, char*, uint32_t*, _NvRegDataType*,
@@ -85,16 +84,6 @@ void __wrap_nvreg_enumValue(_NvPolComHandle* key, uint32_t index, char* name, ui
   __real_nvreg_enumValue(key, index, name, name_length, type, data, length, status);
   if (failing_call == "nvreg_enumValue" && *type == NVREG_DWORD)
     *type = static_cast<_NvRegDataType>(kUnknownType);
-}
-void __real_nvreg_queryValue(_NvPolComHandle*, char const*, _NvRegDataType*, unsigned char*,
-                             uint32_t*, int32_t*);
-void __wrap_nvreg_queryValue(_NvPolComHandle* key, char const* name, _NvRegDataType* type,
-                             unsigned char* data, uint32_t* length, int32_t* status) {
-  bool const as_number = *length == sizeof(uint32_t);
-  __real_nvreg_queryValue(key, name, type, data, length, status);
-  if (failing_call != "nvreg_queryValue" || *type != NVREG_DWORD) return;
-  if (as_number) *status = kFailed;
-  *type = static_cast<_NvRegDataType>(kUnknownType);
 }
 }
 #pragma GCC visibility pop
