@@ -47,6 +47,22 @@ bool is_own(int fd) {
   return fstat(fd, &status) == 0 && status.st_uid == geteuid();
 }
 
+// Calls `visit` with the name of every entry. opendir would use the heap.
+template <typename Visit>
+void for_each_entry(int folder, Visit visit) {
+  alignas(dirent64) char entries[4096];
+  ssize_t length;
+  lseek(folder, 0, SEEK_SET);
+  while ((length = getdents64(folder, entries, sizeof entries)) > 0) {
+    for (ssize_t at = 0; at < length;) {
+      auto entry = reinterpret_cast<dirent64*>(entries + at);
+      at += entry->d_reclen;
+      bool is_folder = strcmp(entry->d_name, ".") == 0 || strcmp(entry->d_name, "..") == 0;
+      if (!is_folder) visit(entry->d_name);
+    }
+  }
+}
+
 }  // namespace
 
 int run_shell(char const* command) {
@@ -66,23 +82,16 @@ bool copyfile(char const* source, char const* target) {
   return run_command(command) == 0;
 }
 
-void delete_all_files_in_folder(char const* folder) {
+bool delete_all_files_in_folder(char const* folder) {
   int fd = open(folder, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-  if (fd < 0) return;
-
-  // opendir would use the heap.
-  alignas(dirent64) char entries[4096];
-  ssize_t length;
-  while (is_own(fd) && (length = getdents64(fd, entries, sizeof entries)) > 0) {
-    for (ssize_t at = 0; at < length;) {
-      auto entry = reinterpret_cast<dirent64*>(entries + at);
-      at += entry->d_reclen;
-      if (strcmp(entry->d_name, ".") != 0 && strcmp(entry->d_name, "..") != 0) {
-        remove_entry(fd, folder, entry->d_name);
-      }
-    }
+  if (fd < 0) return false;
+  bool emptied = is_own(fd);
+  if (emptied) {
+    for_each_entry(fd, [&](char const* name) { remove_entry(fd, folder, name); });
+    for_each_entry(fd, [&](char const*) { emptied = false; });
   }
   close(fd);
+  return emptied;
 }
 
 bool _find_process(char const* name) {

@@ -20,9 +20,10 @@ int run_command(FixedText<Size> const& command) {
 // when it failed or a path is null.
 bool copyfile(char const* source, char const* target);
 
-// Removes every entry of a folder and leaves the folder. One that cannot be read, that is reached
-// through a link or that belongs to somebody else is silently left alone.
-void delete_all_files_in_folder(char const* folder);
+// Removes every entry of a folder and leaves the folder; true when nothing is left in it. A folder
+// that cannot be read, that is reached through a link or that belongs to somebody else is silently
+// left alone.
+bool delete_all_files_in_folder(char const* folder);
 
 // True when the process list has a line that contains the name.
 bool _find_process(char const* name);

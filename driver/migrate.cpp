@@ -81,7 +81,7 @@ int unless_out_of_memory(Step step) {
 // watchdog does.
 [[noreturn]] void leave_out_of_memory() {
   if (importing != 0) siglongjmp(restore_point, kOutOfMemory);
-  remove_key_file();
+  abandon_package();
   my_exit(out_of_memory());
 }
 

@@ -14,5 +14,6 @@ inline constexpr char kKeyFile[] = "/tmp/rc_key";
 // Removes what open_package has made, except for the emptied unpack folder.
 void remove_opened_package();
 
-// Removes the package key's file if this run has made it. Usable in a signal handler.
-void remove_key_file();
+// For an end at any moment, in a signal handler: the package key does not stay behind, and the
+// result file gets its usual mode.
+void abandon_package();

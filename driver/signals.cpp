@@ -26,6 +26,6 @@ void end_migrate(int) {
   sigaddset(&watchdog, SIGALRM);
   sigprocmask(SIG_BLOCK, &watchdog, nullptr);
 
-  remove_key_file();
+  abandon_package();
   my_exit(-100);
 }

@@ -1,0 +1,116 @@
+// The installed tool on a machine that it shares with other users.
+//
+// The scripts hold or watch a run at known places by commands of their own, in front of those that
+// the run calls.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "sandbox.h"
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+
+namespace {
+
+// In scripts: `stranger COMMAND` runs a shell command as another user; `wrap NAME`, with a script
+// as input, puts that in the place of a command, which it finds as "$real".
+constexpr char kTools[] = R"(
+    chmod 1777 /tmp
+    PATH=$PATH:/usr/bin:/bin
+    stranger() { setpriv --reuid=65534 --regid=65534 --clear-groups sh -c "$1"; }
+    wrap() {
+      real=$(command -v $1)
+      case $real in $ZEVA_HOME/*) mv $real $real.real; real=$real.real ;; esac
+      { printf '#!/bin/sh\nreal=%s\n' $real; cat; } > $ZEVA_HOME/bin/$1
+      chmod 755 $ZEVA_HOME/bin/$1
+    }
+)";
+
+class SharedMachine : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (geteuid() != 0) GTEST_SKIP() << "only root has other users at hand";
+    auto made = run("S99Reg start && S99Reg stop && zeva-pack export pkg");
+    ASSERT_EQ(made.status, 0) << made.output;
+  }
+
+  Sandbox::Outcome run(std::string const& script) { return box_.run(kTools + script); }
+
+  Sandbox box_;
+};
+
+// Another user tries to read, run and change what is unpacked, and to change the working copy, all
+// the time and whenever the run has made something. The package invites it: its files are
+// everybody's, one of them is a set-user-id program, and it opens the folder itself.
+TEST_F(SharedMachine, NobodyElseGetsIn) {
+  auto attacked = run(R"(
+    mkdir p; cp -a export/. p; cp /usr/bin/id p/id
+    (cd p; find . -type f -exec md5sum {} + > ../sums; mv ../sums md5.sum)
+    chmod -R 0777 p; chown -R 65534:65534 p; chown 0 p/id; chmod 4755 p/id
+    rm pkg; tar czf pkg -C p .; rc4 -enc -in pkg -key key; chown 65534 pkg
+
+    cat > attack <<'.'
+      ./id 2>/dev/null && echo has run the program
+      cat misc.txt 2>/dev/null && echo has read the export
+      { echo >> misc.txt; } 2>/dev/null && echo has changed the export
+.
+    cat > more <<'.'
+      ls . > /dev/null 2>&1 && echo has listed the export
+      [ -e /tmp/migrate_pkg ] || exit
+      cat /tmp/migrate_pkg 2>/dev/null && echo has read the copy
+      { echo >> /tmp/migrate_pkg; } 2>/dev/null && echo has changed the copy
+      mv -f /tmp/mine /tmp/migrate_pkg 2>/dev/null && echo has replaced the copy
+.
+    stranger '> /tmp/mine'; mkdir /tmp/migrate
+    stranger 'cd /tmp/migrate; until [ -e /mnt/work/ended ]; do . /mnt/work/attack; done' > taken &
+    until stranger '[ -e /tmp/migrate ]'; do :; done
+    for command in rc4 tar md5sum ps rm; do wrap $command <<'.'
+      $real "$@"; status=$?
+      cd /tmp/migrate
+      env -u LD_PRELOAD setpriv --reuid=65534 --regid=65534 --clear-groups sh -c '. /mnt/work/attack; . /mnt/work/more' >> /mnt/work/taken
+      exit $status
+.
+    done
+    mv $ZEVA_HOME/bin/migration/S99Reg $ZEVA_HOME/S99Reg
+    printf '#!/bin/sh\n{ umask; echo $TAR_OPTIONS; } > /mnt/work/usual\nexec '$ZEVA_HOME'/S99Reg "$@"' \
+      > $ZEVA_HOME/bin/migration/S99Reg; chmod 755 $ZEVA_HOME/bin/migration/S99Reg
+    umask 022; export TAR_OPTIONS='--same-owner --same-permissions'
+    migrate pkg /mnt/work/log > output; echo $?; touch ended; wait
+    cat taken usual; stat -c %a /tmp/migrate log $ZEVA_HOME/xhtml/en/download/mig_result)");
+  EXPECT_EQ(attacked.output, "0\n0022\n--same-owner --same-permissions\n755\n644\n644\n");
+  EXPECT_THAT(box_.tmp(), ElementsAre("migrate", "mine"));
+}
+
+// The folder stays closed for as long as it holds anything; the result file is the console's to
+// read.
+TEST_F(SharedMachine, WhatARunLeavesBehindStaysClosed) {
+  auto ended = run(R"(
+    modes() { stat -c %a /tmp/migrate $ZEVA_HOME/xhtml/en/download/mig_result | xargs; }
+    wrap rm < /dev/null
+    migrate pkg log > output; modes
+    /bin/rm $ZEVA_HOME/xhtml/en/download/mig_result
+    wrap tar <<'.'
+      $real "$@"; touch /mnt/work/unpacked; sleep 60
+.
+    $ZEVA_HOME/bin/migration/zeva-migrate pkg log > output & pid=$!
+    until [ -e unpacked ]; do sleep 0.02; done
+    kill -TERM $pid; wait $pid; echo $?; modes
+    /bin/rm $ZEVA_HOME/bin/rm $ZEVA_HOME/bin/tar; migrate pkg log > output; echo $?; modes)");
+  EXPECT_EQ(ended.output, "700 644\n156\n700 644\n0\n755 644\n");
+}
+
+// The owner of a package owns what cp makes of it. The run never waits for what takes its place.
+TEST_F(SharedMachine, WhatIsPutInTheCopysPlaceIsRefused) {
+  for (char const* swap : {"ln -sf /mnt/work/pkg $3", "rm $3; mkfifo $3", "rm $3; mkdir $3"}) {
+    auto swapped = run("rm -rf log $ZEVA_HOME/bin/cp /tmp/migrate_pkg; hash -r; wrap cp <<'.'\n" +
+                       std::string("$real \"$@\"; ") + swap +
+                       "\n.\ntimeout 60 $ZEVA_HOME/bin/migration/zeva-migrate pkg "
+                       "/mnt/work/log > output; echo $?");
+    EXPECT_EQ(swapped.output, "252\n") << swap;
+    EXPECT_THAT(box_.log(), Contains("Error [233]: backup package failed.")) << swap;
+  }
+}
+
+}  // namespace
