@@ -16,6 +16,7 @@
 #include "product_home.h"
 #include "regserver_control.h"
 #include "result.h"
+#include "run_lock.h"
 #include "runlog.h"
 
 namespace {
@@ -175,6 +176,10 @@ int refuse_package_in_the_way(char const* package) {
 
 int migrate(char const* package) {
   std::set_terminate(leave_out_of_memory);
+  if (pid_t holder = 0; !take_run_lock(holder)) {
+    LogDebugMessage("Error [%d]: another migration is running, process %d.", 214, holder);
+    return -19;
+  }
   if (!exists(package)) {
     LogDebugMessage("Error [%d]: package %s don't exists.", 220, package);
     return -1;

@@ -12,7 +12,7 @@
 //   -1 no such package      -2 no unpack folder       -3 no key file, or not decrypted
 //   -4 no working copy      -5 not unpacked           -6 checksums do not hold
 //   -7 no registry server   -16 no backup folder      -17 the importers took more than 300 s
-//   -18 not enough memory to import
+//   -18 not enough memory to import                   -19 another run is under way
 // or the code of the importer that failed.
 int migrate(char const* package);
 

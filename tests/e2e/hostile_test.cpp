@@ -1,4 +1,4 @@
-// The installed tool on a machine that it shares with other users.
+// The installed tool on a machine that it shares: with other users, and with another run.
 //
 // The scripts hold or watch a run at known places by commands of their own, in front of those that
 // the run calls.
@@ -9,8 +9,11 @@
 
 #include "sandbox.h"
 
+using ::testing::_;
 using ::testing::Contains;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
 
 namespace {
 
@@ -110,6 +113,66 @@ TEST_F(SharedMachine, WhatIsPutInTheCopysPlaceIsRefused) {
                        "/mnt/work/log > output; echo $?");
     EXPECT_EQ(swapped.output, "252\n") << swap;
     EXPECT_THAT(box_.log(), Contains("Error [233]: backup package failed.")) << swap;
+  }
+}
+
+// The first run waits for its package, a pipe. The second shares its /tmp or its home, or both.
+TEST_F(SharedMachine, ASecondRunTouchesNothing) {
+  char const* const seconds[] = {
+      "migrate pkg second",
+      "ZEVA_HOME=/mnt/work/home; migrate pkg second",
+      "bwrap --dev-bind / / --tmpfs /tmp $ZEVA_HOME/bin/migration/zeva-migrate pkg second",
+  };
+  for (char const* second : seconds) {
+    auto both = run(R"(
+    touched() { find home/config $ZEVA_HOME/config -type f -exec md5sum {} +; ls -lR /tmp; }
+    rm -rf log second home pipe; cp -a $ZEVA_HOME home; mkfifo pipe; S99Reg start
+    migrate pipe /mnt/work/log > output & until [ -e /tmp/migrate_pkg ]; do sleep 0.02; done
+    touched > before; ( )" +
+                    std::string(second) +
+                    R"( > output2 ); echo $?; touched > after; cmp before after
+    S99Reg status > /dev/null && echo running; cat pkg > pipe; wait; ls /tmp
+    sed -n 's/.*pid=\([0-9]*\)l.*Start .*/\1/p' log)");
+    SCOPED_TRACE(second);
+    std::string const expected = "237\nrunning\nmigrate\n";
+    ASSERT_THAT(both.output, StartsWith(expected));
+    std::string const pid = both.output.substr(expected.size());
+    EXPECT_THAT(box_.log("second"),
+                ElementsAre(_, _,
+                            "Error [214]: another migration is running, process " +
+                                pid.substr(0, pid.find('\n')) + ".",
+                            "End migration(-19).", _, ""));
+    EXPECT_THAT(box_.log(), Contains("End migration(0)."));
+    EXPECT_THAT(box_.store(), HasSubstr("    MaxScanSize=DW "));
+  }
+}
+
+// A run that was killed, and whatever stands in the place of the machine's lock: each leaves the
+// next run free, that run has its lock, and nothing but a lock is removed.
+TEST_F(SharedMachine, NobodyHoldsUpARun) {
+  struct {
+    char const* setup;
+    char const* left;  // how many
+  } const cases[] = {
+      {"mkfifo pipe; $ZEVA_HOME/bin/migration/zeva-migrate pipe log > output & pid=$!\n"
+       "until [ -e /tmp/migrate_pkg ]; do sleep 0.02; done; kill -9 $pid; wait",
+       "0"},
+      {"install -m 600 pkg /tmp/migrate.lock", "1"},
+      {"stranger '> /tmp/migrate.lock'", "1"},
+      {"stranger 'mkdir -p /tmp/migrate.lock/folder'", "1"},
+      {"stranger 'mkfifo /tmp/migrate.lock'", "1"},
+      {"stranger 'ln -s /etc/passwd /tmp/migrate.lock'", "1"},
+      {"chmod 755 /opt/norva; stranger 'cd /tmp; mkfifo pipe; ZEVA_HOME=/tmp; "
+       "/opt/norva/zeva/bin/migration/zeva-migrate pipe /tmp/log > output &'\n"
+       "until [ -e /tmp/migrate_pkg ]; do sleep 0.02; done",
+       "1"},
+  };
+  for (auto const& test : cases) {
+    auto next = run(std::string("rm -rf /tmp/*; ") + test.setup +
+                    "\nls /tmp | grep -qx migrate.lock || echo no lock; timeout 60 "
+                    "$ZEVA_HOME/bin/migration/zeva-migrate nope log > output; echo $?; "
+                    "ls /tmp | grep -x migrate.lock; ls /tmp | grep -c migrate.lock");
+    EXPECT_EQ(next.output, std::string("255\n") + test.left + "\n") << test.setup;
   }
 }
 

@@ -262,7 +262,7 @@ TEST_F(Migration, TerminationDuringDecryptionLeavesNoKey) {
     $ZEVA_HOME/bin/migration/zeva-migrate pkg log > output & pid=$!
     until [ -e deciphering ]; do sleep 0.02; done
     ls /tmp; kill -HUP $pid; kill -TERM $pid; wait $pid; echo $?)");
-  EXPECT_EQ(run.output, "migrate\nmigrate_pkg\nrc_key\n156\n");
+  EXPECT_EQ(run.output, "migrate\nmigrate.lock\nmigrate_pkg\nrc_key\n156\n");
   EXPECT_EQ(box_.result(), result_text(-100));
   EXPECT_THAT(box_.tmp(), ElementsAre("migrate", "migrate_pkg"));
 }

@@ -34,6 +34,7 @@ constexpr Meaning kMeanings[] = {
     {-16, "the backup folder could not be made."},
     {-17, "the import took more than 300 seconds."},
     {-18, "there was not enough memory to import."},
+    {-19, "another migration is running."},
     {-100, "the run was interrupted."},
 };
 
