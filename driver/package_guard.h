@@ -6,7 +6,8 @@
 [[nodiscard]] bool stands_in_the_way(char const* package, char const* working_copy,
                                      char const* key_file, char const* unpack_folder);
 
-// True when every file that the folder's md5.sum names, and the list itself, is missing or a
-// regular file of the folder, reached without a link and without "..". md5sum opens whatever is
-// listed, and would read a device or wait at a FIFO for ever.
+// False when checking the folder's md5.sum could wait or go on for ever: when the list, or a name
+// in it, is or leads to a FIFO, a device or a file of /proc or its like, is "-", the standard
+// input, or when there are more than 16 GiB to be read. Whatever else is listed is for md5sum to
+// judge.
 [[nodiscard]] bool checksum_list_is_safe(char const* folder);

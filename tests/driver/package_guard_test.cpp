@@ -54,33 +54,75 @@ TEST_F(PackageGuard, FindsPackagesTheRunWouldDelete) {
   }
 }
 
-TEST_F(PackageGuard, RefusesListsThatLeaveTheFolder) {
+// What md5sum itself reads, or would wait for, is the measure.
+TEST_F(PackageGuard, RefusesListsThatCanBlock) {
   mkfifo((root_ / "unpacked/fifo").c_str(), 0600);
-  for (char const* name : {"link", " blank", "*star"}) {
-    fs::create_symlink("/dev/zero", root_ / "unpacked" / name);
+  mkfifo((root_ / "unpacked/fi\nfo").c_str(), 0600);
+  mkfifo((root_ / "unpacked/ fifo").c_str(), 0600);
+  fs::create_symlink("/dev/zero", root_ / "unpacked/link");
+  fs::create_symlink("../pkg", root_ / "unpacked/outside");
+  for (char const* name : {"half", "other half"}) {
+    std::ofstream(root_ / "unpacked" / name).close();
+    fs::resize_file(root_ / "unpacked" / name, (uintmax_t{8} << 30) + 1);
   }
   std::string const sum = "d41d8cd98f00b204e9800998ecf8427e";
+  std::string const much(10000, ' ');
   struct {
-    std::string line;
+    std::string lines;
     bool safe;
   } const cases[] = {
-      {sum + "  file", true},         {sum + " *./file", true},
-      {sum + "  a b\r", true},        {"\\" + sum + "  a\\\\b", true},
-      {"MD5 (file) = " + sum, true},  {"a note", true},
-      {sum + "  fifo", false},        {sum + "  link", false},
-      {sum + "  /dev/zero", false},   {sum + "  ../pkg", false},
-      {"MD5 (fifo) = " + sum, false}, {"  " + sum + "  fifo", false},
-      {sum + "  missing", true},      {sum + "  -", false},
-      {sum + " fifo", false},         {sum + "  blank", false},
-      {sum + " *star", false},        {sum + "  missing/../pkg", false},
+      {sum + "  file", true},
+      {sum + " *./file", true},
+      {sum + "  a b\r", true},
+      {"\\" + sum + "  a\\\\b", true},
+      {"a note on fifo", true},
+      {sum + "  missing", true},
+      {sum + "  outside", true},
+      {sum + "  " + root_.string() + "/pkg", true},
+      {sum + "  .", true},
+      {sum + "  half", true},
+      {sum + "  fifo", false},
+      {"MD5 (fifo) = " + sum, false},
+      {" \t" + sum + "  fifo", false},
+      {"\\" + sum + "  fi\\nfo", false},
+      {sum + "  link", false},
+      {sum + "  /dev/zero", false},
+      {sum + "  /proc/self/status", false},
+      {sum + "  missing/../fifo", true},
+      {sum + "  ./../unpacked/fifo", false},
+      {sum + "  -", false},
+      {sum + "  half\n" + sum + "  other half", false},
+      // The first line says how many blanks there are.
+      {sum + " fifo", false},
+      {sum + " file\n" + sum + "  file", true},
+      {sum + " file\n" + sum + "  fifo", false},
+      {sum + "  file\n" + sum + "   fifo", false},
+      {sum + "  file\n" + sum + " fifo", true},
+      // Lines that are longer than any path.
+      {much + sum + "  fifo", false},
+      {sum + "  fifo" + std::string(1, '\0') + much, false},
+      {"MD5 (fifo)" + much + "= " + sum, false},
+      {sum + "  fifo" + much, true},
   };
   for (auto const& test : cases) {
-    std::ofstream(root_ / "unpacked/md5.sum") << sum << "  file\n" << test.line << "\n";
-    EXPECT_EQ(checksum_list_is_safe((root_ / "unpacked").c_str()), test.safe) << test.line;
+    std::ofstream(root_ / "unpacked/md5.sum") << test.lines << "\n";
+    EXPECT_EQ(checksum_list_is_safe((root_ / "unpacked").c_str()), test.safe) << test.lines;
   }
-  fs::remove(root_ / "unpacked/md5.sum");
+}
+
+TEST_F(PackageGuard, RefusesAListThatBlocksOrIsEndless) {
+  fs::path const list = root_ / "unpacked/md5.sum";
   EXPECT_TRUE(checksum_list_is_safe((root_ / "unpacked").c_str()));
-  fs::create_symlink("/dev/zero", root_ / "unpacked/md5.sum");
+  for (char const* target : {"/dev/zero", "file"}) {
+    fs::create_symlink(target, list);
+    EXPECT_EQ(checksum_list_is_safe((root_ / "unpacked").c_str()), target[0] != '/') << target;
+    fs::remove(list);
+  }
+  std::ofstream(list).close();
+  fs::resize_file(list, (uintmax_t{256} << 20) + 1);
+  EXPECT_FALSE(checksum_list_is_safe((root_ / "unpacked").c_str()));
+  fs::remove(list);
+  mkfifo(list.c_str(), 0600);
   EXPECT_FALSE(checksum_list_is_safe((root_ / "unpacked").c_str()));
 }
 
