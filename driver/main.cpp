@@ -1,11 +1,13 @@
 // zeva-migrate: imports an exported-settings package into the policy store of this installation.
 //
 //   zeva-migrate PACKAGE [LOG]
+//   zeva-migrate --help | -h | --version
 
 #include <fcntl.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -20,6 +22,34 @@ constexpr char kSeparator[] = "=================================================
 
 int usage(char* program) {
   return dprintf(STDOUT_FILENO, "usage: %s pkg_filea_name [log_file_name]\n", program);
+}
+
+constexpr char kHelp[] =
+    "\n"
+    "Imports a settings package into the policy store of this installation (ZEVA_HOME,\n"
+    "/opt/norva/zeva when it is unset). Run it as root, with the home's bin folder in PATH.\n"
+    "zeva-rehearse shows beforehand what a package would do.\n"
+    "\n"
+    "The run log is log_file_name, else migration.log in the working folder; every line of it is\n"
+    "also printed. The exit status is the low eight bits of the result:\n"
+    "  0            everything was imported, but for what the log has warnings and errors on\n"
+    "  -1 to -7     nothing was imported; the log says why\n"
+    "  -8 to -15    an importer failed, and the store was put back\n"
+    "  -16          nothing was imported: there is no backup folder\n"
+    "  -17, -18     too little time or memory, and the store was put back\n"
+    "  -19          nothing was touched: another migration is running\n"
+    "  -100         wrong command line, or ended by a signal, with nothing put back\n"
+    "zeva-migrate(8) has all of them.\n";
+
+// Answers a question about the tool itself. A package may have any name, so one of that name is
+// what is meant.
+bool answer(char* program, char const* question) {
+  if (access(question, F_OK) == 0) return false;
+  bool version = strcmp(question, "--version") == 0;
+  bool help = strcmp(question, "--help") == 0 || strcmp(question, "-h") == 0;
+  if (version) dprintf(STDOUT_FILENO, "%s\n", ZEVA_VERSION);
+  if (help && usage(program) > 0) dprintf(STDOUT_FILENO, "%s", kHelp);
+  return version || help;
 }
 
 // With a standard descriptor closed, the next file or connection would take its number, and the
@@ -81,6 +111,7 @@ int main(int argc, char** argv) {
   // of the run start with the default.
   my_signal(SIGPIPE, ignore_signal);
 
+  if (argc == 2 && answer(argv[0], argv[1])) return 0;
   if (argc != 2 && argc != 3) {
     usage(argv[0]);
     my_exit(-100);

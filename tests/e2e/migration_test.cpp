@@ -234,6 +234,22 @@ TEST_F(Migration, WrongCommandLineIsRefused) {
   }
 }
 
+// What asks about the tool itself, unless a file has that name.
+TEST_F(Migration, QuestionsAreAnsweredAndTouchNothing) {
+  for (char const* question : {"--help", "-h", "--version"}) {
+    std::string const run = "migrate " + std::string(question);
+    auto answered = box_.run(run);
+    EXPECT_EQ(answered.status, 0);
+    EXPECT_THAT(answered.output, HasSubstr(question[2] == 'v' ? "1." : "usage: "));
+    EXPECT_EQ(box_.result(), "none");
+    EXPECT_FALSE(std::filesystem::exists(box_.work() / "migration.log"));
+    EXPECT_EQ(box_.run("mkdir ./" + std::string(question) + "; " + run).status, 252);
+    std::filesystem::remove(box_.home() / "xhtml/en/download/mig_result");
+    std::filesystem::remove(box_.work() / "migration.log");
+  }
+  EXPECT_EQ(box_.run("migrate --helpme").status, 255);
+}
+
 TEST_F(Migration, LogIsMigrationLogOfTheStartingFolder) {
   EXPECT_EQ(box_.run("mkdir sub; cd sub; migrate ../nope").status, 255);
   EXPECT_THAT(box_.log("sub/migration.log"), testing::Contains("End migration(-1)."));
