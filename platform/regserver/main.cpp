@@ -33,7 +33,7 @@ std::string enter_home(std::string& why) {
 int serve(bool background) {
   std::string why;
   std::string const home = enter_home(why);
-  if (!home.empty()) zeva::set_report_file(home + "/config/regserver.log");
+  if (!home.empty()) zeva::set_report_file(home + "/config/registry.log");
   zeva::Server server;
   if (home.empty() || !server.start(home, why)) {
     zeva::report(why);

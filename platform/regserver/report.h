@@ -1,5 +1,5 @@
 // What an administrator should know of the server: a line on standard error and, since nobody sees
-// that of a server in the background, in the file config/regserver.log below the home.
+// that of a server in the background, in the file config/registry.log below the home.
 #pragma once
 
 #include <string>

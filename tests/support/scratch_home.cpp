@@ -123,5 +123,5 @@ void ScratchHome::kill() {
 }
 
 std::string ScratchHome::reports() const {
-  return read_text(config("regserver.log"));
+  return read_text(config("registry.log"));
 }
