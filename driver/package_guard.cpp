@@ -56,7 +56,7 @@ bool may_be_read(char const* path, off_t& size) {
   return !S_ISFIFO(status.st_mode) && !S_ISCHR(status.st_mode) && !S_ISBLK(status.st_mode);
 }
 
-bool listed_files_are_safe(ChecksumList& list, std::string const& folder) {
+bool listed_files_are_safe(zeva::ChecksumList& list, std::string const& folder) {
   off_t total = 0, size;
   for (std::string name; list.next(name);) {
     std::string path = name.starts_with('/') ? name : folder + "/" + name;
@@ -83,12 +83,12 @@ bool stands_in_the_way(char const* package, char const* working_copy, char const
 }
 
 bool checksum_list_is_safe(char const* folder) {
-  std::string path = std::string(folder) + "/md5.sum";
+  std::string path = std::string(folder) + "/" + zeva::kChecksumFile;
   off_t size;
   if (!may_be_read(path.c_str(), size) || size > kLargestList) return false;
   int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
   if (fd < 0) return true;
-  ChecksumList list(fd);
+  zeva::ChecksumList list(fd);
   bool safe = listed_files_are_safe(list, folder);
   close(fd);
   return safe;

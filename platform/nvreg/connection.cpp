@@ -12,8 +12,8 @@
 #include <unistd.h>
 
 #include "frame.h"
-#include "home.h"
 #include "nvreg.h"
+#include "product_home.h"
 #include "proof.h"
 
 namespace zeva {
@@ -34,7 +34,7 @@ bool is_secret(struct stat const& about, std::string const& folder) {
 
 // Empty when this user may not read it or should not trust it.
 std::string read_cookie() {
-  std::string const path = home_folder() + kCookieFile;
+  std::string const path = std::string(product_home()) + kCookieFile;
   int file = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
   if (file < 0) return {};
   std::string cookie(kSecretLength + 1, '\0');

@@ -12,7 +12,7 @@
 #include <string>
 
 #include "background.h"
-#include "home.h"
+#include "product_home.h"
 #include "report.h"
 #include "server.h"
 
@@ -21,7 +21,7 @@ namespace {
 // The server stands in its home, so that the service script can tell one home's server from another
 // one's. Empty on failure.
 std::string enter_home(std::string& why) {
-  std::string const home = zeva::home_folder();
+  std::string const home = zeva::product_home();
   if (chdir(home.empty() ? "/" : home.c_str()) != 0) {
     why = home + ": " + strerror(errno);
     return {};

@@ -5,7 +5,7 @@
 #include <fstream>
 
 #include "names.h"
-#include "product_home.h"
+#include "homepath.h"
 #include "split.h"
 #include "unicode.h"
 #include "updatelog.h"

@@ -4,7 +4,7 @@
 
 #include <regex>
 
-#include "checksum_list.h"
+#include "listed_files.h"
 #include "command.h"
 #include "work_folder.h"
 
@@ -123,7 +123,7 @@ TEST(ChecksumList, NamesWhatMd5sumWouldCheck) {
         "0$  a", "$a", "$ "}) {
     std::string const list = std::regex_replace(line, std::regex("\\$"), kEmptySum);
     work.write("md5.sum", list);
-    auto const names = zeva::read_checksum_list(work / "");
+    auto const names = zeva::listed_files(work / "");
     bool const checked =
         zeva::run_command({{"md5sum", "-c", "md5.sum"}, work / "", {}}).succeeded();
     EXPECT_EQ(!names.empty(), checked) << line;

@@ -20,6 +20,7 @@
 #include <string_view>
 #include <vector>
 
+#include "checksum_list.h"
 #include "command.h"
 #include "files.h"
 #include "package_key.h"
@@ -30,7 +31,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr char kChecksums[] = "md5.sum";
 // The files that the migration looks for first. An export need not be whole to be packed and tried.
 constexpr std::string_view kTopFiles[] = {"actionFile.txt", "excepton.txt",     "scanlimit.txt",
                                           "quarantine.txt", "globalPolicy.txt", "xfilter.txt",
@@ -98,7 +98,7 @@ bool add_entry(fs::directory_entry const& entry, std::string const& folder, Cont
     return false;
   }
   std::string const name = "./" + entry.path().native().substr(inside(folder).size());
-  if (S_ISDIR(info.st_mode) && name == std::string("./") + kChecksums) {
+  if (S_ISDIR(info.st_mode) && name == std::string("./") + zeva::kChecksumFile) {
     zeva::complain(entry.path().native(), "is a folder; the package's checksums go by this name");
     return false;
   }
@@ -123,7 +123,7 @@ bool list(std::string const& folder, Contents& contents) {
   std::string reading = folder;
   for (; !failure && entries != fs::end(entries); entries.increment(failure)) {
     // The list that stands in the folder gives way to the one that is made here.
-    if (entries.depth() == 0 && entries->path().filename() == kChecksums &&
+    if (entries.depth() == 0 && entries->path().filename() == zeva::kChecksumFile &&
         entries->symlink_status().type() == fs::file_type::regular) {
       continue;
     }
@@ -183,7 +183,7 @@ bool make_archive(std::string const& folder, Contents const& contents,
   return run(
       {{"tar", "--create", "--file=" + path, "--force-local", "--format=gnu",
         "--use-compress-program=gzip -n", "--owner=0", "--group=0", "--numeric-owner",
-        "--hard-dereference", "--no-recursion", "--directory=" + work.path(), kChecksums,
+        "--hard-dereference", "--no-recursion", "--directory=" + work.path(), zeva::kChecksumFile,
         "--directory=" + folder, "--null", "--no-unquote", "--files-from=" + (work / "names")},
        "",
        {}},
@@ -239,7 +239,7 @@ bool pack(std::string const& folder, std::string const& package) {
     return false;
   }
   std::string const made = work / "package";
-  return make_checksums(folder, contents, work / kChecksums) &&
+  return make_checksums(folder, contents, work / zeva::kChecksumFile) &&
          make_archive(folder, contents, work, made) && encipher(work, made) &&
          move_into_place(made, package);
 }

@@ -12,7 +12,7 @@
 #include <exception>
 #include <string>
 
-#include "home.h"
+#include "product_home.h"
 #include "loader.h"
 #include "nvreg.h"
 #include "printable.h"
@@ -97,7 +97,7 @@ int dump_server(std::string const& address, std::string const& path,
 
 int main(int argc, char** argv) try {
   CLI::App app("Prints the policy store below KEY; everything without one.");
-  std::string home = zeva::home_folder();
+  std::string home = zeva::product_home();
   std::string server;
   std::string key;
   bool json = false;

@@ -7,6 +7,7 @@
 #include "checksum_list.h"
 #include "examine_task.h"
 #include "export_reader.h"
+#include "listed_files.h"
 
 namespace fs = std::filesystem;
 
@@ -365,7 +366,7 @@ class Examiner {
 
   // What lies in the package beside what was examined.
   void examine_folder() {
-    ChecksumList const listed = read_checksum_list(folder_);
+    std::set<std::string> const listed = listed_files(folder_);
     std::error_code failure;
     for (auto entry = fs::recursive_directory_iterator(folder_, failure);
          !failure && entry != fs::end(entry); entry.increment(failure)) {

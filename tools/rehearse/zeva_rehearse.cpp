@@ -20,9 +20,9 @@
 #include "command.h"
 #include "examine.h"
 #include "files.h"
-#include "home.h"
 #include "live_run.h"
 #include "package_key.h"
+#include "product_home.h"
 #include "rehearsal_home.h"
 #include "report.h"
 #include "sandbox.h"
@@ -200,7 +200,7 @@ int main(int argc, char** argv) try {
   CLI::App app(
       "Shows what the migration of a package would do to a home's policy store: the real\n"
       "tool runs in a sandbox, in a copy that is thrown away. The home is only read.");
-  std::string home = zeva::home_folder();
+  std::string home = zeva::product_home();
   std::string package;
   bool json = false;
   app.add_option("--from", home, "the home whose store to begin with (default: $ZEVA_HOME)");

@@ -6,14 +6,32 @@
 #include <string.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <string_view>
+
+namespace zeva {
+
 namespace {
 
 constexpr size_t kSumDigits = 32;
+constexpr char kHexDigits[] = "0123456789abcdefABCDEF";
 // Holds the longest path, each byte escaped, and what stands in front of it.
 constexpr size_t kLongestLine = 2 * PATH_MAX + 64;
 
 bool is_blank(int c) {
   return c == ' ' || c == '\t';
+}
+
+// What stands behind the name of "MD5 (NAME) = SUM".
+bool is_equals_sum(std::string_view text) {
+  auto skip_blanks = [&] {
+    text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
+  };
+  skip_blanks();
+  if (!text.starts_with('=')) return false;
+  text.remove_prefix(1);
+  skip_blanks();
+  return text.size() == kSumDigits && text.find_first_not_of(kHexDigits) == text.npos;
 }
 
 bool unescape(std::string& name) {
@@ -59,13 +77,17 @@ int ChecksumList::next_byte() {
 
 bool ChecksumList::next_line() {
   line_.clear();
+  cut_ = false;
   bracket_ = std::string::npos;
   int c = next_byte();
   if (c == EOF) return false;
   for (size_t length = 0; c != EOF && c != '\n'; c = next_byte()) {
     if (length == 0 && is_blank(c)) continue;
     if (c == ')') bracket_ = length;
-    if (length++ < kLongestLine) line_ += static_cast<char>(c);
+    if (length++ < kLongestLine)
+      line_ += static_cast<char>(c);
+    else
+      cut_ = true;
   }
   if (line_.ends_with('\r')) line_.pop_back();
   return true;
@@ -84,11 +106,11 @@ bool ChecksumList::parse_tagged(size_t at, std::string& name) const {
   if (line_.compare(at, 1, "(") != 0 || bracket_ == std::string::npos || bracket_ <= at)
     return false;
   name = line_.substr(at + 1, bracket_ - at - 1);
-  return true;
+  return cut_ || is_equals_sum(std::string_view(line_).substr(bracket_ + 1));
 }
 
 bool ChecksumList::parse_untagged(size_t at, std::string& name) {
-  size_t end = line_.find_first_not_of("0123456789abcdefABCDEF", at);
+  size_t end = line_.find_first_not_of(kHexDigits, at);
   if (end == std::string::npos || end != at + kSumDigits || !is_blank(line_[end])) return false;
   name = line_.substr(end + 1);
   if (name.empty()) return false;
@@ -103,3 +125,5 @@ bool ChecksumList::parse_untagged(size_t at, std::string& name) {
   gap_ = Gap::kBlank;
   return true;
 }
+
+}  // namespace zeva

@@ -3,12 +3,15 @@
 //
 // A line names its file as "SUM  NAME" or "SUM *NAME", or, where the first such line of the list
 // has a single blank, as "SUM NAME"; or as "MD5 (NAME) = SUM". A backslash in front of it says that
-// line breaks and backslashes of the name are escaped. Other lines are passed over; a sum behind a
-// name is not looked at.
+// line breaks and backslashes of the name are escaped. Other lines are passed over.
 #pragma once
 
 #include <cstddef>
 #include <string>
+
+namespace zeva {
+
+inline constexpr char kChecksumFile[] = "md5.sum";  // at the top of a package
 
 class ChecksumList {
  public:
@@ -34,7 +37,10 @@ class ChecksumList {
   bool failed_ = false;
   char buffer_[16 * 1024];
   size_t at_ = 0, filled_ = 0;
-  std::string line_;    // without the blanks in front of it, and cut when it is too long
+  std::string line_;    // without the blanks in front of it
+  bool cut_ = false;    // the line goes on behind line_
   size_t bracket_ = 0;  // where the whole line has its last ")"
   Gap gap_ = Gap::kUnknown;
 };
+
+}  // namespace zeva

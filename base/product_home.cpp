@@ -1,6 +1,5 @@
 #include "product_home.h"
 
-#include <stdio.h>
 #include <stdlib.h>
 
 namespace zeva {
@@ -11,9 +10,3 @@ char const* product_home() {
 }
 
 }  // namespace zeva
-
-char const* gethomepath() {
-  static char home[256];
-  snprintf(home, sizeof home, "%s", zeva::product_home());
-  return home;
-}
