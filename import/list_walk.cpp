@@ -4,53 +4,70 @@
 
 #include <algorithm>
 #include <charconv>
+#include <string_view>
+#include <utility>
 
 namespace zeva {
 
 namespace {
+
 constexpr int kMostMissing = 100;
+
+// Only one spelling of an item's number is ever asked for.
+void hold(std::string_view name, std::string_view stem, int first, int count,
+          std::vector<int>& held) {
+  if (!name.starts_with(stem)) return;
+  name.remove_prefix(stem.size());
+  int number = 0;
+  auto const parsed = std::from_chars(name.data(), name.data() + name.size(), number);
+  if (parsed.ec == std::errc() && first <= number && number - first < count &&
+      name == std::to_string(number)) {
+    held.push_back(number);
+  }
+}
+
+}  // namespace
+
+std::vector<int> held_sections(NvConfigFile const& file, std::string const& stem, int count) {
+  std::vector<int> held;
+  for (Nvsectionpair const& section : file.sections())
+    hold(section.getname(), stem, 1, count, held);
+  std::ranges::sort(held);
+  return held;
+}
+
+std::vector<int> held_keys(NvConfigFile const& file, std::string const& section,
+                           std::string const& stem, int count, int first) {
+  std::vector<int> held;
+  if (Nvinielement const* const found = file.find(section)) {
+    for (Nvkeypair const& pair : found->getattributes()) hold(pair.name, stem, first, count, held);
+  }
+  std::ranges::sort(held);
+  return held;
 }
 
 ListWalk ListWalk::over_sections(NvConfigFile const& file, std::string const& stem, int count,
                                  std::string const& list, int code) {
-  ListWalk walk(file, stem, count, list, code);
-  for (Nvsectionpair const& section : file.sections()) walk.hold(section.getname());
-  std::ranges::sort(walk.held_);
-  return walk;
+  int const first = 1;
+  return ListWalk(file, stem, count, list, code, first, held_sections(file, stem, count));
 }
 
 ListWalk ListWalk::over_keys(NvConfigFile const& file, std::string const& section,
                              std::string const& stem, int count, std::string const& list, int code,
                              int first) {
-  ListWalk walk(file, stem, count, list, code, first);
-  if (Nvinielement const* const found = file.find(section)) {
-    for (Nvkeypair const& pair : found->getattributes()) walk.hold(pair.name);
-  }
-  std::ranges::sort(walk.held_);
-  return walk;
+  return ListWalk(file, stem, count, list, code, first,
+                  held_keys(file, section, stem, count, first));
 }
 
 ListWalk::ListWalk(NvConfigFile const& file, std::string const& stem, int count,
-                   std::string const& list, int code, int first)
+                   std::string const& list, int code, int first, std::vector<int> held)
     : file_(file.getname()),
       stem_(stem),
       list_(list),
       code_(code),
-      first_(first),
-      end_(count > 0 ? first_ + count : first_),
-      number_(first_ - 1) {}
-
-// Takes note of an item by the only spelling of its number that is asked for.
-void ListWalk::hold(std::string_view name) {
-  if (!name.starts_with(stem_)) return;
-  name.remove_prefix(stem_.size());
-  int number = 0;
-  auto const parsed = std::from_chars(name.data(), name.data() + name.size(), number);
-  if (parsed.ec == std::errc() && first_ <= number && number < end_ &&
-      name == std::to_string(number)) {
-    held_.push_back(number);
-  }
-}
+      number_(first - 1),
+      end_(count > 0 ? number_ + 1 + count : first),
+      held_(std::move(held)) {}
 
 bool ListWalk::next() {
   ++number_;

@@ -11,10 +11,16 @@
 
 #include <cstddef>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace zeva {
+
+// The numbers of a list's items that a file holds, of those from `first` on that a count announces,
+// in order: of its sections STEM1, STEM2 and so on, or of the keys of a section.
+[[nodiscard]] std::vector<int> held_sections(NvConfigFile const& file, std::string const& stem,
+                                             int count);
+[[nodiscard]] std::vector<int> held_keys(NvConfigFile const& file, std::string const& section,
+                                         std::string const& stem, int count, int first = 1);
 
 class ListWalk {
  public:
@@ -36,13 +42,11 @@ class ListWalk {
 
  private:
   ListWalk(NvConfigFile const& file, std::string const& stem, int count, std::string const& list,
-           int code, int first = 1);
-  void hold(std::string_view name);
+           int code, int first, std::vector<int> held);
 
   std::string file_, stem_, list_;
   int code_;
-  long long first_, end_;  // all numbers from the first up to the end
-  long long number_;
+  long long number_, end_;       // of the item, and behind the last
   std::vector<int> held_;        // the numbers among them that the file holds, in order
   std::size_t held_before_ = 0;  // how many of them lie before the next number
   int missing_ = 0;              // how many items in a row have been

@@ -4,8 +4,8 @@
 
 #include <regex>
 
-#include "listed_files.h"
 #include "command.h"
+#include "listed_files.h"
 #include "work_folder.h"
 
 namespace {
@@ -73,6 +73,9 @@ Edit const kEdits[] = {
      "missing globalPolicy.txt condition.condition2: is missing",
      "skipped globalPolicy.txt condition2: this one and all after it, up to number "
      "2000000000:"},
+    {"xfilter.txt", "filterNum=1:3\n\n[filter1]", "filterNum=1:2000000000\n\n[filter4]",
+     "missing xfilter.txt common.filterNum: announces 2000000000, of which 1999999997 are missing",
+     "missing xfilter.txt filter4.patternNum: announces 3, of which 3 are missing"},
     {"quarantine.txt", "FileNum=1:", "FileNum=1:200000000", "missing quarantine.txt area"},
     {"address.txt", "Num=1:3", "Num=1:400",
      "address-groups address.txt common.Num: 400 groups take at least as many seconds, and "

@@ -7,6 +7,7 @@
 #include "checksum_list.h"
 #include "examine_task.h"
 #include "export_reader.h"
+#include "list_walk.h"
 #include "listed_files.h"
 
 namespace fs = std::filesystem;
@@ -121,9 +122,9 @@ class Examiner {
                           {"DisplayName", VALUE_TEXT, Fate::kShownName},
                           {"Comment", VALUE_TEXT, Fate::kRemark}});
     int const actions = file.number(kCommon, "actionnum");
-    for (int i = 1; i <= actions && !ends(file, numbered("action", i)); ++i) {
-      examine_action(file, numbered("action", i));
-    }
+    auto const held = held_sections(file.file(), "action", actions);
+    for (int const i : held) examine_action(file, numbered("action", i));
+    file.report_missing(held, "common.actionnum", actions);
   }
 
   void examine_action(ExportReader& file, std::string const& section) {
@@ -294,15 +295,16 @@ class Examiner {
   }
 
   void examine_extra_filters() {
+    fs::path const path = folder_ + "/xfilter.txt";
     std::error_code ignored;
-    if (!fs::exists(folder_ + "/xfilter.txt", ignored)) return;  // not every export has one
+    if (!fs::exists(fs::symlink_status(path, ignored))) return;  // not every export has one
     Reader file = open("xfilter.txt");
     if (!file) return;
     file->number(kCommon, "enable");
     int const filters = file->number(kCommon, "filterNum");
-    for (int i = 1; i <= filters && !ends(*file, numbered("filter", i)); ++i) {
-      examine_extra_filter(*file, numbered("filter", i));
-    }
+    auto const held = held_sections(file->file(), "filter", filters);
+    for (int const i : held) examine_extra_filter(*file, numbered("filter", i));
+    file->report_missing(held, "common.filterNum", filters);
     close(*file);
   }
 
@@ -312,13 +314,9 @@ class Examiner {
                           {"CaseSensitive", VALUE_NUMBER}});
     int const patterns = file.number(section, "patternNum");
     std::string const list = section + "_pattern";
-    int const there = static_cast<int>(file.keys(list).size());
-    for (int i = 0; i < std::min(patterns, there); ++i) {
-      file.value(list, numbered("Pattern", i), VALUE_TEXT);
-    }
-    if (there < patterns) {
-      file.report("missing", section + ".patternNum", "announces more patterns than there are");
-    }
+    auto const held = held_keys(file.file(), list, "Pattern", patterns, 0);
+    for (int const i : held) file.value(list, numbered("Pattern", i), VALUE_TEXT);
+    file.report_missing(held, section + ".patternNum", patterns);
     if (std::string const place = file.take_unreadable(); !place.empty()) {
       file.report("partial", section, "is not imported whole: " + place + " cannot be read");
     }

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "list_walk.h"
+
 namespace zeva {
 namespace {
 
@@ -103,17 +105,12 @@ void examine_mail_lists(ExportReader& file) {
     file.report("partial", section, "no list is imported: " + place + " cannot be read");
     return;
   }
-  size_t const keys = file.keys(section).size();
   for (size_t i = 0; i < sizes.size(); ++i) {
     std::string const list = kMailLists[i];
-    int const size = std::min(sizes[i], static_cast<int>(keys));
-    for (int n = 1; n <= size; ++n) {
-      file.value(section, numbered("l_" + list + "_", n), VALUE_LIST);
-    }
-    if (size < sizes[i]) {
-      file.report("missing", std::string(section).append(".size_").append(list),
-                  "announces more lists than there are");
-    }
+    std::string const stem = "l_" + list + "_";
+    auto const held = held_keys(file.file(), section, stem, sizes[i]);
+    for (int const n : held) file.value(section, numbered(stem, n), VALUE_LIST);
+    file.report_missing(held, std::string(section).append(".size_").append(list), sizes[i]);
   }
   file.take_unreadable();
 }

@@ -205,6 +205,15 @@ void ExportReader::report(std::string const& kind, std::string const& place,
   findings_.push_back({kind, name_, place, text});
 }
 
+void ExportReader::report_missing(std::vector<int> const& held, std::string const& place,
+                                  int count) {
+  long long const missing = count - static_cast<long long>(held.size());
+  if (missing <= 0) return;
+  report("missing", place,
+         "announces " + std::to_string(count) + ", of which " + std::to_string(missing) +
+             (missing == 1 ? " is" : " are") + " missing");
+}
+
 void ExportReader::report_unasked() {
   for (std::string const& section : sections()) {
     std::vector<std::string> unasked;

@@ -55,6 +55,7 @@ class ExportReader {
   void report_bytes();
 
   [[nodiscard]] std::string const& name() const { return name_; }
+  [[nodiscard]] NvConfigFile const& file() const { return file_; }
   [[nodiscard]] FileIdentity identity() const { return identity_; }
   // Each name once: of sections that share one, only the first is ever read.
   [[nodiscard]] std::vector<std::string> sections() const;
@@ -78,6 +79,8 @@ class ExportReader {
   std::string take_unreadable();
 
   void report(std::string const& kind, std::string const& place, std::string const& text);
+  // Reports the items that a count announces and the file does not hold.
+  void report_missing(std::vector<int> const& held, std::string const& place, int count);
   // Reports what the file holds and nobody has asked for.
   void report_unasked();
 
