@@ -422,7 +422,9 @@ TEST_F(Migration, OddNamesAreNamesAndNotCommands) {
 
 TEST_F(Migration, ClosedOutputDoesNotEndIt) {
   for (char const* output : {">&-", "<&- >&- 2>&-", "| true"}) {
-    box_.run("rm -f log; migrate pkg /mnt/work/log " + std::string(output));
+    // Debian 13's faketime would keep its shared memory open in the closed output's place.
+    box_.run("export FAKETIME_DISABLE_SHM=1; rm -f log; migrate pkg /mnt/work/log " +
+             std::string(output));
     EXPECT_EQ(box_.result(), result_text(0)) << output;
     EXPECT_THAT(box_.log(), testing::Contains("End migration(0).")) << output;
   }
