@@ -96,7 +96,7 @@ TEST(TextUtil, ConvertsToBytesWithinTheBuffer) {
 
 TEST(TextUtil, AppendsToTheUpdateLogOfAFolder) {
   std::string folder = std::filesystem::temp_directory_path() / "zeva-updatelog-XXXXXX";
-  mkdtemp(folder.data());
+  ASSERT_NE(mkdtemp(folder.data()), nullptr);
   EXPECT_EQ(writelog(folder, "nowhere to go"), -1);
   std::filesystem::create_directory(folder + "/log");
   writelog(folder, "one");
