@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr int kIdentifierSize = 16;
+constexpr size_t kIdentifierSize = 16;
 constexpr size_t kLongestText = 39;
 
 // Two columns a byte, the first of which may be blank.
@@ -26,7 +26,7 @@ void str_to_guid(std::string const* text, char* bytes) {
   std::string digits = *text;
   if (is_blank_padded(digits)) std::replace(digits.begin(), digits.end(), ' ', '0');
   char const* at = digits.c_str();
-  for (int i = 0; i < kIdentifierSize; ++i) {
+  for (size_t i = 0; i < kIdentifierSize; ++i) {
     unsigned field;
     int used;
     if (sscanf(at, "%2x%n", &field, &used) != 1) return;
@@ -37,7 +37,7 @@ void str_to_guid(std::string const* text, char* bytes) {
 
 void guid_to_str(char const* bytes, std::string* text) {
   text->clear();
-  for (int i = 0; i < kIdentifierSize; ++i) {
+  for (size_t i = 0; i < kIdentifierSize; ++i) {
     char digits[9];
     snprintf(digits, sizeof digits, "%2x",
              static_cast<unsigned>(static_cast<signed char>(bytes[i])));
