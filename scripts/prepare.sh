@@ -1,4 +1,4 @@
-# Sourced by ./check and ./rehearse: what a fresh Debian 12 needs before it can build.
+# Sourced by ./check and ./rehearse: what a fresh Debian 12 or 13 needs before it can build.
 
 # What builds and runs the gateway and the tool, and what only the tests need.
 BUILD_PACKAGES="cmake ninja-build g++ pkg-config procps libicu-dev icu-devtools libpugixml-dev
@@ -35,14 +35,18 @@ install_packages() {
     rm -f "$log"
 }
 
-# build PRESET [CMAKE_OPTION...]: configures and builds into build/PRESET.
-build() {
-    preset=$1
-    shift
-    mkdir -p "build/$preset"
-    if ! cmake --preset "$preset" "$@" >"build/$preset/configure.log" 2>&1; then
-        cat "build/$preset/configure.log" >&2
+# configure PRESET [CMAKE_OPTION...]: sets build/PRESET up.
+configure() {
+    mkdir -p "build/$1"
+    log=build/$1/configure.log
+    if ! cmake --preset "$@" >"$log" 2>&1; then
+        cat "$log" >&2
         return 1
     fi
-    cmake --build --preset "$preset"
+}
+
+# build PRESET [CMAKE_OPTION...]: configures and builds into build/PRESET.
+build() {
+    configure "$@"
+    cmake --build --preset "$1"
 }

@@ -1,0 +1,41 @@
+#!/bin/sh
+# ./check and ./rehearse as somebody at a terminal sees them: scripts_test.sh CMAKE SOURCE BUILD.
+# They run in a copy whose cmake installs what this build has and builds nothing.
+set -u
+cmake=$1 source=$2 build=$3
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+cp -r "$source/check" "$source/rehearse" "$source/scripts" "$scratch"
+mkdir "$scratch/bin"
+cat >"$scratch/bin/cmake" <<END
+#!/bin/sh
+[ "\$1" = --install ] || { echo "cmake \$*"; exit \${BUILD_STATUS-0}; }
+exec "$cmake" --install "$build" --prefix "\$4"
+END
+printf '#!/bin/sh\necho "ctest $*"\nexit ${TEST_STATUS-0}\n' >"$scratch/bin/ctest"
+chmod +x "$scratch/bin/"*
+echo "no package" >"$scratch/package"
+
+failed=0
+# expect STATUS WORDS COMMAND...: it exits so, and says that.
+expect() {
+    status=$1 words=$2
+    shift 2
+    said=$(cd "$scratch" && PATH="$scratch/bin:$PATH" env "$@" 2>&1)
+    got=$?
+    case $said in *"$words"*) [ $got -eq "$status" ] && return ;; esac
+    printf '%s: %s, and not %s with "%s":\n%s\n' "$*" $got "$status" "$words" "$said"
+    failed=1
+}
+expect 0 "./check [PRESET | lint]..." ./check --help
+expect 2 "no preset nonsense" ./check release nonsense
+expect 0 "ctest --preset release" ./check
+expect 0 "ctest --preset debug" ./check release debug
+expect 1 "cmake --preset release" BUILD_STATUS=1 ./check
+expect 8 "ctest --preset asan" TEST_STATUS=8 ./check asan release
+expect 0 "./rehearse [EXPORT_FOLDER | PACKAGE]" ./rehearse --help
+expect 2 "usage: ./rehearse" ./rehearse one two
+expect 2 "missing" ./rehearse missing
+expect 1 "cmake --preset release" BUILD_STATUS=1 ./rehearse package
+expect 251 "(-5)" ./rehearse package
+exit $failed
