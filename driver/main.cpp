@@ -13,6 +13,7 @@
 
 #include "migrate.h"
 #include "result.h"
+#include "results.h"
 #include "runlog.h"
 #include "signals.h"
 
@@ -32,14 +33,15 @@ constexpr char kHelp[] =
     "\n"
     "The run log is log_file_name, else migration.log in the working folder; every line of it is\n"
     "also printed. The exit status is the low eight bits of the result:\n"
-    "  0            everything was imported, but for what the log has warnings and errors on\n"
-    "  -1 to -7     nothing was imported; the log says why\n"
-    "  -8 to -15    an importer failed, and the store was put back\n"
-    "  -16          nothing was imported: there is no backup folder\n"
-    "  -17, -18     too little time or memory, and the store was put back\n"
-    "  -19          nothing was touched: another migration is running\n"
-    "  -100         wrong command line, or ended by a signal, with nothing put back\n"
-    "zeva-migrate(8) has all of them.\n";
+    "\n";
+
+void print_help(char* program) {
+  usage(program);
+  dprintf(STDOUT_FILENO, "%s", kHelp);
+  for (zeva::Result const& result : zeva::kResults)
+    dprintf(STDOUT_FILENO, "  %4d  %s\n", result.code, result.meaning);
+  dprintf(STDOUT_FILENO, "\nzeva-migrate(8) says what to do after each of them.\n");
+}
 
 // Answers a question about the tool itself. A package may have any name, so one of that name is
 // what is meant.
@@ -48,7 +50,7 @@ bool answer(char* program, char const* question) {
   bool version = strcmp(question, "--version") == 0;
   bool help = strcmp(question, "--help") == 0 || strcmp(question, "-h") == 0;
   if (version) dprintf(STDOUT_FILENO, "%s\n", ZEVA_VERSION);
-  if (help && usage(program) > 0) dprintf(STDOUT_FILENO, "%s", kHelp);
+  if (help) print_help(program);
   return version || help;
 }
 
@@ -114,7 +116,7 @@ int main(int argc, char** argv) {
   if (argc == 2 && answer(argv[0], argv[1])) return 0;
   if (argc != 2 && argc != 3) {
     usage(argv[0]);
-    my_exit(-100);
+    my_exit(zeva::kInterrupted);
   }
   choose_log(argc, argv);
   LogDebugMessage("%s", kSeparator);

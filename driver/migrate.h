@@ -8,12 +8,8 @@
 // stop and clean-up use fixed buffers, system calls and system(), and no heap.
 #pragma once
 
-// Runs the whole migration of the package at the path. Returns 0, or a negative code:
-//   -1 no such package      -2 no unpack folder       -3 no key file, or not decrypted
-//   -4 no working copy      -5 not unpacked           -6 checksums do not hold
-//   -7 no registry server   -16 no backup folder      -17 the importers took more than 300 s
-//   -18 not enough memory to import                   -19 another run is under way
-// or the code of the importer that failed.
+// Runs the whole migration of the package at the path. Returns a code of results.h: its own, or
+// that of the importer that failed.
 int migrate(char const* package);
 
 // Handler of SIGALRM, the watchdog: jumps to the run's restore point.

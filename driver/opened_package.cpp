@@ -16,6 +16,7 @@
 #include "fixed_text.h"
 #include "package_guard.h"
 #include "package_key.h"
+#include "results.h"
 #include "runlog.h"
 
 namespace {
@@ -102,7 +103,7 @@ int copy_package(char const* package) {
   if (fd >= 0) close(fd);
   if (fd < 0 || !copyfile(package, kPackageCopy) || !take_copy_over()) {
     LogDebugMessage("Error [%d]: backup package failed.", 233);
-    return -4;
+    return zeva::kNotCopied;
   }
   return 0;
 }
@@ -117,7 +118,7 @@ int make_unpack_folder() {
                status.st_uid == geteuid() && chmod(kUnpackFolder, 0700) == 0;
   if (!ready) {
     LogDebugMessage("Error [%d]: make temp dir failed.", 245);
-    return -2;
+    return zeva::kNoUnpackFolder;
   }
   delete_all_files_in_folder(kUnpackFolder);
   return 0;
@@ -141,7 +142,7 @@ int decrypt_package() {
   LogDebugMessage("Decrypting package...");
   if (!write_key_file()) {
     LogDebugMessage("Erorr [%d]: flush key to %s failed.", 261, kKeyFile);
-    return -3;
+    return zeva::kNotDecrypted;
   }
   FixedText command;
   command.add("rc4 -dec -in ").add(kPackageCopy).add(" -key ").add(kKeyFile);
@@ -150,7 +151,7 @@ int decrypt_package() {
   remove_key_file();
   if (status != 0) {
     LogDebugMessage("Error [%d]: rc4 decrypt package failed (%d)", 277, status);
-    return -3;
+    return zeva::kNotDecrypted;
   }
   return 0;
 }
@@ -177,7 +178,7 @@ int unpack_package() {
   take_unpack_folder_back(folder);
   if (status != 0) {
     LogDebugMessage("Error [%d]: unpack package failed. (%s) (%d)", 289, command.c_str(), status);
-    return -5;
+    return zeva::kNotUnpacked;
   }
   return 0;
 }
@@ -190,7 +191,7 @@ int check_package() {
   int status = safe ? run_command(command) : -1;
   if (status != 0) {
     LogDebugMessage("Error [%d]: md5 check failed. (%s) (%d)", 301, command.c_str(), status);
-    return -6;
+    return zeva::kChecksumsDoNotHold;
   }
   return 0;
 }

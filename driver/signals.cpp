@@ -6,6 +6,7 @@
 
 #include "opened_package.h"
 #include "result.h"
+#include "results.h"
 
 SignalHandler my_signal(int number, SignalHandler handler) {
   struct sigaction action = {};
@@ -27,5 +28,5 @@ void end_migrate(int) {
   sigprocmask(SIG_BLOCK, &watchdog, nullptr);
 
   abandon_package();
-  my_exit(-100);
+  my_exit(zeva::kInterrupted);
 }

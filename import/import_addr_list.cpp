@@ -24,8 +24,9 @@ int remove_lists(NvAddresslist& list, char const* regfile) {
 
   NvPoRegistry registry(regfile);
   RegistryKey key(registry, "registry\\policy\\\\AddressList", 55);
-  if (!key) return -8;
-  return delete_keys(registry, key.get(), names, "Remove address error", 64) ? 0 : -11;
+  if (!key) return kAddressGroupsFailed;
+  return delete_keys(registry, key.get(), names, "Remove address error", 64) ? 0
+                                                                             : kFilterActionsFailed;
 }
 
 bool import_list(NvConfigFile const& file, NvAddresslist& list, std::string const& section) {
@@ -66,11 +67,12 @@ int import_addr_list(char const* dir, char const* regfile) {
   if (int const result = remove_lists(list, regfile); result != 0) return result;
 
   NvConfigFile file;
-  if (!read_export_file(file, dir, std::string(dir) + "/address.txt", 81)) return -8;
+  if (!read_export_file(file, dir, std::string(dir) + "/address.txt", 81))
+    return kAddressGroupsFailed;
   int lists = 0;
-  if (!read_number(file, "common", "Num", lists)) return -8;
+  if (!read_number(file, "common", "Num", lists)) return kAddressGroupsFailed;
   for (int i = 0; i < lists; ++i) {
-    if (!import_list(file, list, numbered("addressList", i + 1))) return -8;
+    if (!import_list(file, list, numbered("addressList", i + 1))) return kAddressGroupsFailed;
     // Leaves the gateway the time to take the list up.
     sleep(1);
   }

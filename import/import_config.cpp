@@ -67,18 +67,20 @@ bool import_area(NvConfigFile const& file, NvPoRegistry& registry, int number) {
 
 int import_exception_handling(char const* dir, char const* regfile) {
   NvConfigFile file;
-  if (!read_export_file(file, dir, std::string(dir) + "/excepton.txt", 122)) return -13;
+  if (!read_export_file(file, dir, std::string(dir) + "/excepton.txt", 122))
+    return kExceptionHandlingFailed;
   std::string failed_mail, encrypted_mail;
   _tag_MAP_ITEM const rows[] = {
       {"common", "ProcessErrorCls", VALUE_TEXT, &failed_mail},
       {"common", "EncryptedMessageCls", VALUE_TEXT, &encrypted_mail},
   };
-  return copy_rows(file, regfile, kConfigKey, rows, 137) ? 0 : -13;
+  return copy_rows(file, regfile, kConfigKey, rows, 137) ? 0 : kExceptionHandlingFailed;
 }
 
 int import_scan_limit(char const* dir, char const* regfile) {
   NvConfigFile file;
-  if (!read_export_file(file, dir, std::string(dir) + "/scanlimit.txt", 162)) return -14;
+  if (!read_export_file(file, dir, std::string(dir) + "/scanlimit.txt", 162))
+    return kScanLimitsFailed;
   long viruses = 0, entities = 0, archives = 0, depth = 0, unpacked = 0, scanned = 0, layers = 0;
   long front = 0;
   _tag_MAP_ITEM const limits[] = {
@@ -96,18 +98,19 @@ int import_scan_limit(char const* dir, char const* regfile) {
   return copy_rows(file, regfile, kScanLimitKey, limits, 182) &&
                  copy_rows(file, regfile, kFrontScanLimitKey, front_limit, 204)
              ? 0
-             : -14;
+             : kScanLimitsFailed;
 }
 
 int import_quarantine(char const* dir, char const* regfile) {
   NvPoRegistry registry(regfile);
-  if (!remove_areas(registry)) return -12;
+  if (!remove_areas(registry)) return kQuarantineAreasFailed;
   NvConfigFile file;
-  if (!read_export_file(file, dir, std::string(dir) + "/quarantine.txt", 55)) return -12;
+  if (!read_export_file(file, dir, std::string(dir) + "/quarantine.txt", 55))
+    return kQuarantineAreasFailed;
   int areas = 0;
-  if (!read_number(file, "common", "FileNum", areas)) return -12;
+  if (!read_number(file, "common", "FileNum", areas)) return kQuarantineAreasFailed;
   for (int i = 0; i < areas; ++i) {
-    if (!import_area(file, registry, i + 1)) return -12;
+    if (!import_area(file, registry, i + 1)) return kQuarantineAreasFailed;
   }
   return 0;
 }

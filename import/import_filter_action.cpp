@@ -296,5 +296,5 @@ void free_setting(_tag_ACTION const& action, void* setting) {
 }
 
 int import_filter_action(char const* dir, char const* regfile) {
-  return import_classifications(dir, regfile) ? 0 : -11;
+  return import_classifications(dir, regfile) ? 0 : kFilterActionsFailed;
 }

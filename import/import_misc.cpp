@@ -32,12 +32,12 @@ bool import_value(NvConfigFile const& file, NvPoRegistry& registry, std::string 
 
 int import_misc(char const* dir, char const* regfile) {
   NvConfigFile file;
-  if (!read_export_file(file, dir, std::string(dir) + "/misc.txt", 23)) return -15;
+  if (!read_export_file(file, dir, std::string(dir) + "/misc.txt", 23)) return kSingleValuesFailed;
   NvPoRegistry registry(regfile);
   int sections = 0;
-  if (!read_number(file, "common", "SectionNum", sections)) return -15;
+  if (!read_number(file, "common", "SectionNum", sections)) return kSingleValuesFailed;
   for (int i = 0; i < sections; ++i) {
-    if (!import_value(file, registry, numbered("Section", i + 1))) return -15;
+    if (!import_value(file, registry, numbered("Section", i + 1))) return kSingleValuesFailed;
   }
   return 0;
 }

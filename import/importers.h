@@ -3,11 +3,13 @@
 //   dir      the folder the package was unpacked into; an importer's files lie directly below it
 //   regfile  the registry server's address, "ZEVA:" and its port
 //
-// Each returns 0 to let the migration go on, or the result code that ends it. What it has changed
-// by then stays changed: putting the store back is the migration's matter. Why something failed or
-// was left out is in the run log. The watchdog may jump out of an importer at any instruction: none
-// of them leaves anything behind that is needed whole afterwards.
+// Each returns 0 to let the migration go on, or the code of results.h that ends it. What it has
+// changed by then stays changed: putting the store back is the migration's matter. Why something
+// failed or was left out is in the run log. The watchdog may jump out of an importer at any
+// instruction: none of them leaves anything behind that is needed whole afterwards.
 #pragma once
+
+#include "results.h"
 
 // Replaces all classifications and their actions. 0 or -11.
 int import_filter_action(char const* dir, char const* regfile);

@@ -31,7 +31,8 @@ std::map<std::string, std::string> sources(std::string const& folder) {
 // has a parameter `code`, by way of a constant or a table as well.
 Names logged_codes() {
   std::map<std::string, std::string> code;
-  for (std::string const folder : {"driver", "package", "import", "convert"}) code.merge(sources(folder));
+  for (std::string const folder : {"driver", "package", "import", "convert"})
+    code.merge(sources(folder));
   std::string loggers = "LogDebugMessage";
   for (auto const& [path, text] : code) {
     for (auto const& name : all(text, R"((\w+)\((?:[^()]|\([^()]*\))*\bint code\b)"))

@@ -186,7 +186,7 @@ TEST_F(Rehearse, OutlivesItsStarter) {
                   .sh("mkfifo fifo; sh -c 'setsid nohup sh line >fifo 2>&1 & exec sleep 1' & "
                       "cat fifo")
                   .output,
-              HasSubstr("  0: all settings were imported."));
+              HasSubstr("  0: the run came to its end;"));
 }
 
 TEST_F(Rehearse, WhateverEndsItNothingRemains) {

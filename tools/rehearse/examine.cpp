@@ -9,13 +9,12 @@
 #include "export_reader.h"
 #include "list_walk.h"
 #include "listed_files.h"
+#include "results.h"
 
 namespace fs = std::filesystem;
 
 namespace zeva {
 namespace {
-
-constexpr int kWatchdogSeconds = 300;  // and each address group takes one
 
 constexpr AskedKey kScanLimits[] = {
     {"MaxVirusCount", VALUE_NUMBER},      {"MaxEntityCount", VALUE_NUMBER},

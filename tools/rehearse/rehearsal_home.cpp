@@ -29,7 +29,7 @@ std::string RehearsalHome::lay_out(std::string const& config) {
   for (std::string const& folder : {kHome + "/xhtml/en/download", kOriginal}) {
     if (!fs::create_directories(folder, failure)) return folder + ": " + failure.message();
   }
-  for (size_t i = 0; i < files.size(); ++i) {
+  for (size_t i = 0; i < std::size(kStoreFiles); ++i) {
     if (!files[i]) continue;
     had_store_ = true;
     for (std::string const& copy : {kOriginal, kConfig}) {

@@ -8,35 +8,10 @@
 
 #include "printable.h"
 #include "registry_view.h"
+#include "results.h"
 
 namespace zeva {
 namespace {
-
-struct Meaning {
-  int code;
-  char const* text;
-};
-constexpr Meaning kMeanings[] = {
-    {0, "all settings were imported."},
-    {-1, "the package does not exist."},
-    {-2, "the folder to unpack into could not be made."},
-    {-3, "the package could not be decrypted."},
-    {-4, "the package could not be copied."},
-    {-5, "the package could not be unpacked: it is damaged or no settings package."},
-    {-6, "the checksums do not hold: the package is damaged or incomplete."},
-    {-7, "the registry server could not be started."},
-    {-8, "the address groups could not be imported."},
-    {-11, "the filter actions could not be imported, or an old address group not removed."},
-    {-12, "the quarantine areas could not be imported."},
-    {-13, "the exception handling could not be imported."},
-    {-14, "the scan limits could not be imported."},
-    {-15, "the single values of misc.txt could not be imported."},
-    {-16, "the backup folder could not be made."},
-    {-17, "the import took more than 300 seconds."},
-    {-18, "there was not enough memory to import."},
-    {-19, "another migration is running."},
-    {-100, "the run was interrupted."},
-};
 
 // Lines under the files that they belong to, each file once, in the order of their first lines.
 class ByFile {
@@ -150,8 +125,8 @@ Json change_json(KeyChange const& key) {
 }  // namespace
 
 std::string describe_result(int code) {
-  for (Meaning const& meaning : kMeanings) {
-    if (meaning.code == code) return std::to_string(code) + ": " + meaning.text;
+  for (Result const& result : kResults) {
+    if (result.code == code) return std::to_string(code) + ": " + result.meaning + ".";
   }
   return std::to_string(code) + ": a result that is not known here.";
 }

@@ -30,7 +30,6 @@
 #include "tool.h"
 
 namespace fs = std::filesystem;
-using std::string_literals::operator""s;
 
 namespace {
 
@@ -170,15 +169,16 @@ int start(std::string const& home, std::string const& package, bool json) {
   }
   std::string const config = full_path(home + "/config");
   // A folder above the sandbox's own one would cover it.
-  bool const covers = (zeva::kScratchFolder + "/"s).starts_with((fs::path(package) / "").native());
+  bool const covers =
+      (std::string(zeva::kScratchFolder) + "/").starts_with((fs::path(package) / "").native());
   bool const renamed = covers || package.find(kServerName) != std::string::npos;
   std::string const given = renamed ? kRenamedPackage : package;
   zeva::Visible visible;
   // A home without a store begins with its own factory's.
-  for (auto const& [path, seen_at] :
-       zeva::Visible{{config, config},
-                     {config + "/factory.xml", zeva::kScratchHome + ("/config/factory.xml"s)},
-                     {package, given}}) {
+  for (auto const& [path, seen_at] : zeva::Visible{
+           {config, config},
+           {config + "/factory.xml", std::string(zeva::kScratchHome) + "/config/factory.xml"},
+           {package, given}}) {
     if (fs::exists(path, failure)) visible.emplace_back(path, seen_at);
   }
   std::vector<std::string> arguments{"--", given};
