@@ -12,6 +12,7 @@
 #include "descriptor.h"
 #include "fixed_text.h"
 #include "product_home.h"
+#include "results.h"
 #include "runlog.h"
 
 namespace {
@@ -24,6 +25,7 @@ struct PolicyFile {
   char const* backup;  // below the backup folder
   // Of this run: what an earlier one has left is never put back.
   bool copied = false;          // the backup folder has a whole copy
+  bool put_back = false;        // what was put back is on the disk
   char const* bytes = nullptr;  // what the file held, in a mapping of its own; null: not held
   size_t size = 0;
 
@@ -38,9 +40,10 @@ PolicyFile policy_files[] = {
 
 bool restored = false;
 
+// Links are followed as cp follows them: these folders are the home's own.
 zeva::Descriptor open_file(Path const& path, int flags) {
-  int const file = path.fits() ? open(path.c_str(), flags | O_NOFOLLOW | O_CLOEXEC, 0600) : -1;
-  return zeva::Descriptor(file);
+  return zeva::Descriptor(
+      path.fits() ? open(path.c_str(), flags | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0600) : -1);
 }
 
 Path below(char const* folder, char const* name) {
@@ -69,8 +72,16 @@ bool exists(Path const& path) {
   return path.fits() && access(path.c_str(), F_OK) == 0;
 }
 
+bool is_regular(Path const& path) {
+  struct stat status;
+  return path.fits() && stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+// cp takes a folder in the target's place for one to copy into, and would wait at a pipe.
 bool copy(Path const& source, Path const& target) {
-  return source.fits() && target.fits() && copyfile(source.c_str(), target.c_str());
+  if (!source.fits() || !target.fits()) return false;
+  if (!is_regular(target)) unlink(target.c_str());
+  return copyfile(source.c_str(), target.c_str()) && is_regular(target);
 }
 
 // Of a file, or of a folder: the names in it.
@@ -86,7 +97,7 @@ int make_backup_folder(Path const& folder) {
                                                            : mkdir(folder.c_str(), 0755) == 0);
   if (!ready) {
     LogDebugMessage("Error [%d]: make backup folder failed (%s).", 328, folder.c_str());
-    return -16;
+    return zeva::kNoBackup;
   }
   return 0;
 }
@@ -105,7 +116,7 @@ bool read_bytes(int fd, char* bytes, size_t size) {
 // The bytes of a file, null when they cannot be had. In a mapping of their own, which neither a
 // jump out of the heap nor a change of the file reaches.
 char const* hold(Path const& path, size_t& size) {
-  zeva::Descriptor const source = open_file(path, O_RDONLY | O_NONBLOCK);
+  zeva::Descriptor const source = open_file(path, O_RDONLY);
   struct stat status;
   if (!source || fstat(source.get(), &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
   size = static_cast<size_t>(status.st_size);
@@ -130,7 +141,7 @@ void back_up(PolicyFile& file) {
 
 // Compared piece by piece: there may be no memory for a second copy.
 bool is_as_it_was(PolicyFile const& file) {
-  zeva::Descriptor const now = open_file(original_of(file), O_RDONLY | O_NONBLOCK);
+  zeva::Descriptor const now = open_file(original_of(file), O_RDONLY);
   struct stat status;
   if (!now || fstat(now.get(), &status) != 0 || static_cast<size_t>(status.st_size) != file.size)
     return false;
@@ -147,7 +158,7 @@ bool is_as_it_was(PolicyFile const& file) {
 
 // Over what stands there, which a full disk has room for.
 bool write_held(PolicyFile const& file) {
-  zeva::Descriptor const target = open_file(original_of(file), O_WRONLY | O_CREAT | O_NONBLOCK);
+  zeva::Descriptor const target = open_file(original_of(file), O_WRONLY | O_CREAT);
   if (!target) return false;
   for (size_t at = 0; at < file.size;) {
     ssize_t const written =
@@ -159,11 +170,11 @@ bool write_held(PolicyFile const& file) {
   return ftruncate(target.get(), static_cast<off_t>(file.size)) == 0;
 }
 
-bool put_back(PolicyFile const& file) {
+void put_back(PolicyFile& file) {
   Path const original = original_of(file);
   bool done = file.copied && exists(backup_of(file)) && copy(backup_of(file), original);
   if (file.bytes != nullptr && !(done && is_as_it_was(file))) done = write_held(file);
-  return done && sync_to_disk(original);
+  file.put_back = done && sync_to_disk(original);
 }
 
 }  // namespace
@@ -177,7 +188,7 @@ int back_up_policy_files() {
     back_up(file);
     if (file.backed_up()) continue;
     LogDebugMessage("Error [%d]: backup %s failed.", 349, original_of(file).c_str());
-    return -16;
+    return zeva::kNoBackup;
   }
   // What holds the copies is new, too, the first time.
   sync_to_disk(folder);
@@ -188,18 +199,19 @@ int back_up_policy_files() {
 void restore_policy_files() {
   LogDebugMessage("Restore backuped policy files...");
   restored = true;
-  for (PolicyFile const& file : policy_files) {
-    // Judged once the server is gone.
-    if (file.backed_up()) (void)put_back(file);
+  for (PolicyFile& file : policy_files) {
+    if (file.backed_up()) put_back(file);
   }
   sync_to_disk(in_home("/config"));
 }
 
 void check_restored_policy_files() {
   if (!restored) return;
-  for (PolicyFile const& file : policy_files) {
-    if (!file.backed_up() || (file.bytes != nullptr && is_as_it_was(file))) continue;
-    if (put_back(file)) continue;
+  for (PolicyFile& file : policy_files) {
+    if (!file.backed_up() || (file.put_back && file.bytes != nullptr && is_as_it_was(file)))
+      continue;
+    put_back(file);
+    if (file.put_back) continue;
     LogDebugMessage("Error [%d]: restore %s failed.", 372, original_of(file).c_str());
   }
   sync_to_disk(in_home("/config"));

@@ -99,6 +99,7 @@ struct Case {
   char const* lost_backup = nullptr;       // a copy that is gone when it is needed
   char const* failing_restores = nullptr;  // the copies that fail while putting back
   Files backups = kStore;
+  char const* in_the_way = "true";  // a shell command in the backup folder
 };
 
 Case const kCases[] = {
@@ -117,6 +118,14 @@ Case const kCases[] = {
      nullptr,
      {{"xml", "snapshot"}, {"xml.bak", kStore.at("xml.bak")}}},
     {"CopyGoneWhenNeeded", kStore, nullptr, "backup/cFlt_db.xml"},
+    {"PipeForCopy", kStore, nullptr, nullptr, nullptr, kStore, "mkfifo cFlt_db.xml"},
+    {"FolderForCopy",
+     kStore,
+     nullptr,
+     nullptr,
+     nullptr,
+     {{"xml.redo", ""}, {"xml.bak", kStore.at("xml.bak")}},
+     "mkdir -p cFlt_db.xml/folder"},
     {"NoRestoreWorks", kStore, nullptr, nullptr, "backup/"},
 };
 
@@ -127,6 +136,9 @@ TEST_F(PolicyBackup, PutsBackWhateverFails) {
     fs::create_directory(config_);
     write(config_, test.before);
     failing_copies = test.failing_backups ? test.failing_backups : "";
+    fs::create_directory(config_ / "backup");
+    fs::current_path(config_ / "backup");
+    ASSERT_EQ(system(test.in_the_way), 0);
     ASSERT_EQ(back_up_policy_files(), 0);
     EXPECT_EQ(read(config_ / "backup"), test.backups);
 
