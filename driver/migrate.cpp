@@ -16,12 +16,11 @@
 #include "product_home.h"
 #include "regserver_control.h"
 #include "result.h"
+#include "results.h"
 #include "run_lock.h"
 #include "runlog.h"
 
 namespace {
-
-constexpr unsigned kWatchdogSeconds = 300;
 
 struct Importer {
   char const* progress;  // the line logged before it, if any
@@ -50,7 +49,7 @@ int make_regserver_run() {
   LogDebugMessage("RegServer is not running, try to start regserver...");
   if (StartRegServer()) return 0;
   LogDebugMessage("Error [%d]: start regserver failed.", 0);
-  return -7;
+  return zeva::kNoServer;
 }
 
 // The registry server's address as the importers take it. In a buffer of its own: a string would
@@ -65,7 +64,7 @@ FixedText<> regserver_address() {
 
 int out_of_memory() {
   LogDebugMessage("Error [%d]: not enough memory to import.", 347);
-  return -18;
+  return zeva::kNotEnoughMemory;
 }
 
 // Running out of memory is the one failure that is not reported by a status.
@@ -129,14 +128,14 @@ int import_or_restore(char const* address) {
     case kTimeout:
       end_watch();
       LogDebugMessage("Timeout, restore all configurations.");
-      return restore(-17);
+      return restore(zeva::kOutOfTime);
     case kOutOfMemory:
       end_watch();
       return restore(out_of_memory());
   }
   importing = 1;
   mask_alarm(SIG_UNBLOCK);
-  alarm(kWatchdogSeconds);
+  alarm(zeva::kWatchdogSeconds);
   int const result = run_importers(address);
   end_watch();
   if (result != 0) return restore(result);
@@ -169,7 +168,7 @@ int prepare(char const* package, FixedText<>& address) {
 int refuse_package_in_the_way(char const* package) {
   if (!stands_in_the_way(package, kPackageCopy, kKeyFile, kUnpackFolder)) return 0;
   LogDebugMessage("Error [%d]: backup package failed.", 233);
-  return -4;
+  return zeva::kNotCopied;
 }
 
 }  // namespace
@@ -177,12 +176,15 @@ int refuse_package_in_the_way(char const* package) {
 int migrate(char const* package) {
   std::set_terminate(leave_out_of_memory);
   if (pid_t holder = 0; !take_run_lock(holder)) {
-    LogDebugMessage("Error [%d]: another migration is running, process %d.", 214, holder);
-    return -19;
+    if (holder != 0)
+      LogDebugMessage("Error [%d]: another migration is running, process %d.", 214, holder);
+    else
+      LogDebugMessage("Error [%d]: a command of an ended migration is still running.", 217);
+    return zeva::kAnotherRun;
   }
   if (!exists(package)) {
     LogDebugMessage("Error [%d]: package %s don't exists.", 220, package);
-    return -1;
+    return zeva::kNoPackage;
   }
   int result = unless_out_of_memory([&] { return refuse_package_in_the_way(package); });
   if (result != 0) {

@@ -6,6 +6,7 @@
 #include "fixed_text.h"
 #include "nvconfigfile.h"
 #include "product_home.h"
+#include "run_lock.h"
 #include "runlog.h"
 
 namespace {
@@ -27,7 +28,10 @@ bool StartRegServer() {
   }
 
   auto command = service_command<1023>("start");
-  if (run_command(command) != 0) {
+  share_run_lock(false);
+  int const status = run_command(command);
+  share_run_lock(true);
+  if (status != 0) {
     LogDebugMessage("StartRegServer [%d]: %s failed.", 149, command.c_str());
     return false;
   }

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <stdio.h>
+#include <sys/file.h>
 #include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -16,12 +17,17 @@ namespace {
 constexpr char kLockFile[] = "migrate.lock";
 constexpr int kAttempts = 100;
 
+// How long the commands of an ended run may take to end, too: ten seconds.
+constexpr int kRounds = 100;
+constexpr useconds_t kRound = 100000;  // microseconds
+
 struct RunLock {
-  int folder;
-  volatile sig_atomic_t held;
+  int folder = -1;
+  int file = -1;
+  volatile sig_atomic_t held = 0;
 };
 
-RunLock locks[] = {{-1, 0}, {-1, 0}};  // of the machine, of the home
+RunLock locks[2];  // of the machine, of the home
 
 // One that nobody else can open: a file of our own, or of the folder's owner, who is trusted
 // anyway. It will be removed, so it must be empty: one that holds anything is something else.
@@ -49,13 +55,14 @@ void move_aside(int folder) {
 
 // With O_CREAT only where nothing stands: the kernel refuses it on somebody else's file in /tmp.
 int open_lock_file(int folder) {
-  constexpr int kFlags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+  constexpr int kFlags = O_RDWR | O_NOFOLLOW | O_NONBLOCK;
   struct stat found;
   if (fstatat(folder, kLockFile, &found, AT_SYMLINK_NOFOLLOW) != 0) {
     return openat(folder, kLockFile, kFlags | O_CREAT | O_EXCL, 0600);
   }
   if (is_lock_file(folder, found)) return openat(folder, kLockFile, kFlags);
   move_aside(folder);
+  errno = EEXIST;
   return -1;
 }
 
@@ -66,17 +73,31 @@ bool is_in_place(int folder, int fd) {
          opened.st_dev == found.st_dev && opened.st_ino == found.st_ino;
 }
 
-// The locked file stays open until the process ends.
+// Waits for what an ended run has left behind; false when it takes too long.
+bool outlasts_commands(int fd) {
+  for (int round = 0; flock(fd, LOCK_EX | LOCK_NB) != 0; ++round) {
+    if (round == kRounds) return false;
+    usleep(kRound);
+  }
+  return true;
+}
+
+// The locked file stays open until the process ends. The second lock goes with the open file, and
+// so to the commands of the run.
 bool take(RunLock& lock, char const* path, pid_t& holder) {
+  holder = 0;
   lock.folder = open(path, O_PATH | O_DIRECTORY | O_CLOEXEC);
   for (int attempt = 0; lock.folder >= 0 && attempt < kAttempts; ++attempt) {
     int fd = open_lock_file(lock.folder);
+    if (fd < 0 && errno == EACCES) return false;  // of root, who runs or has been killed
     if (fd < 0) continue;
     struct flock whole = {};
     whole.l_type = F_WRLCK;
     whole.l_whence = SEEK_SET;
     bool locked = fcntl(fd, F_SETLK, &whole) == 0;
     if (locked && is_in_place(lock.folder, fd)) {
+      if (!outlasts_commands(fd)) return false;
+      lock.file = fd;
       lock.held = 1;
       return true;
     }
@@ -98,6 +119,12 @@ bool take_run_lock(pid_t& holder) {
   config.add(zeva::product_home()).add("/config");
   return take(locks[0], "/tmp", holder) &&
          (!config.fits() || take(locks[1], config.c_str(), holder));
+}
+
+void share_run_lock(bool shared) {
+  for (RunLock const& lock : locks) {
+    if (lock.file >= 0) fcntl(lock.file, F_SETFD, shared ? 0 : FD_CLOEXEC);
+  }
 }
 
 void remove_run_lock() {

@@ -2,15 +2,22 @@
 // home would mix two stores.
 //
 // A run locks a file of its own in both places. The locks end with the process, however it ends,
-// are not handed on to the commands that it starts, and tell whose they are. No other user can open
-// the files, so nobody else can hold up a run.
+// and with the last command that it has started: what an ended run's tar or rc4 still writes must
+// not come into the next one's export. No other user can open the files, so nobody else can hold up
+// a run.
 #pragma once
 
 #include <sys/types.h>
 
-// Takes both locks. False when another run holds one: `holder` is then its process. Where there can
-// be no lock file, the run goes on without that lock: it fails later, where it is understood why.
+// Takes both locks. False when another run holds one: `holder` is then its process, or 0 when a
+// command of an ended run still holds one after ten seconds, or root's lock file cannot be opened.
+// Where there can be no lock file, the run goes on without that lock: it fails later, where it is
+// understood why.
 [[nodiscard]] bool take_run_lock(pid_t& holder);
+
+// Whether the commands started from now on hold the locks, too, as they do at first. One that
+// leaves a server behind must not.
+void share_run_lock(bool shared);
 
 // Removes the files that this run has locked. The locks are held until the process ends. Usable in
 // a signal handler.

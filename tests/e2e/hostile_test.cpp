@@ -95,7 +95,7 @@ TEST_F(SharedMachine, WhatARunLeavesBehindStaysClosed) {
     migrate pkg log > output; modes
     /bin/rm $ZEVA_HOME/xhtml/en/download/mig_result
     wrap tar <<'.'
-      $real "$@"; touch /mnt/work/unpacked; sleep 60
+      $real "$@"; touch /mnt/work/unpacked; sleep 1
 .
     $ZEVA_HOME/bin/migration/zeva-migrate pkg log > output & pid=$!
     until [ -e unpacked ]; do sleep 0.02; done
@@ -147,6 +147,18 @@ TEST_F(SharedMachine, ASecondRunTouchesNothing) {
   }
 }
 
+// What it still writes would come into the next run's export.
+TEST_F(SharedMachine, ACommandOfAnEndedRunIsWaitedFor) {
+  auto next = run(R"(
+    mkfifo pipe; $ZEVA_HOME/bin/migration/zeva-migrate pipe log > output & pid=$!
+    until [ -e /tmp/migrate_pkg ]; do sleep 0.02; done; kill -9 $pid
+    rm log; migrate pkg log > output; echo $?
+    (sleep 0.1; : > pipe) & migrate nope log > output; echo $?)");
+  EXPECT_EQ(next.output, "237\n255\n");
+  EXPECT_THAT(box_.log(),
+              Contains("Error [217]: a command of an ended migration is still running."));
+}
+
 // A run that was killed, and whatever stands in the place of the machine's lock: each leaves the
 // next run free, that run has its lock, and nothing but a lock is removed.
 TEST_F(SharedMachine, NobodyHoldsUpARun) {
@@ -155,7 +167,7 @@ TEST_F(SharedMachine, NobodyHoldsUpARun) {
     char const* left;  // how many
   } const cases[] = {
       {"mkfifo pipe; $ZEVA_HOME/bin/migration/zeva-migrate pipe log > output & pid=$!\n"
-       "until [ -e /tmp/migrate_pkg ]; do sleep 0.02; done; kill -9 $pid; wait",
+       "until [ -e /tmp/migrate_pkg ]; do sleep 0.02; done; kill -9 $pid; wait; : > pipe",
        "0"},
       {"install -m 600 pkg /tmp/migrate.lock", "1"},
       {"stranger '> /tmp/migrate.lock'", "1"},
