@@ -12,6 +12,7 @@ namespace zeva {
 
 int read_regular(int fd, std::string& bytes, uint64_t largest) {
   constexpr size_t kStep = size_t{256} << 10;
+  constexpr uint64_t kMostSetAside = uint64_t{256} << 20;
   struct stat about;
   if (fstat(fd, &about) != 0) return errno;
   if (!S_ISREG(about.st_mode)) return EINVAL;
@@ -22,7 +23,7 @@ int read_regular(int fd, std::string& bytes, uint64_t largest) {
   // file may have grown since, and may hold less than it claims.
   size_t length = 0;
   bytes.clear();
-  bytes.reserve(static_cast<size_t>(announced) + 1);
+  bytes.reserve(static_cast<size_t>(std::min(announced, kMostSetAside)) + 1);
   while (true) {
     if (length == bytes.size()) {
       size_t const spare = bytes.capacity() - length;

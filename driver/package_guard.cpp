@@ -8,10 +8,12 @@
 #include <sys/vfs.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <initializer_list>
 #include <string>
 
 #include "checksum_list.h"
+#include "trusted_open.h"
 
 namespace {
 
@@ -43,6 +45,24 @@ bool is_of_the_kernel(char const* path) {
   return false;
 }
 
+// Whether nobody but us and root can put something else at the path of an existing file, a pipe for
+// one, after it was looked at.
+bool is_settled(char const* path) {
+  char real[PATH_MAX];
+  if (realpath(path, real) == nullptr) return false;
+  std::string name = real;
+  struct stat status;
+  while (lstat(name.c_str(), &status) == 0) {
+    if (!zeva::is_trusted_owner(status.st_uid)) return false;
+    // In a folder like /tmp everybody can make a name, but not replace another one's.
+    bool const shared = (status.st_mode & (S_IWGRP | S_IWOTH)) != 0;
+    if (shared && S_ISDIR(status.st_mode) && (status.st_mode & S_ISVTX) == 0) return false;
+    if (name == "/") return true;
+    name.erase(std::max<size_t>(name.rfind('/'), 1));
+  }
+  return false;
+}
+
 // What cannot be opened may be read: md5sum will say so. False when reading can go on for ever.
 // Otherwise `size` is how much there is to read.
 bool may_be_read(char const* path, off_t& size) {
@@ -51,7 +71,7 @@ bool may_be_read(char const* path, off_t& size) {
   if (stat(path, &status) != 0) return true;
   if (S_ISREG(status.st_mode)) {
     size = status.st_size;
-    return !is_of_the_kernel(path);
+    return !is_of_the_kernel(path) && is_settled(path);
   }
   return !S_ISFIFO(status.st_mode) && !S_ISCHR(status.st_mode) && !S_ISBLK(status.st_mode);
 }

@@ -75,7 +75,7 @@ int NvConfigFile::writefile() {
 int NvConfigFile::copyfile(std::string const& source, std::string const& target) {
   std::string content;
   zeva::Descriptor const from(open(source.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  if (zeva::read_regular(from.get(), content) != 0) {
+  if (zeva::read_regular(from.get(), content, zeva::kLargestFile) != 0) {
     error_ += "Unabel open read file: " + source + "\n";
     return -1;
   }

@@ -140,7 +140,10 @@ void tell_failure(int error) {
   failure_told = true;
   char const* const why =
       error == ELOOP ? "the path holds a link that somebody else has made" : strerrordesc_np(error);
-  dprintf(STDERR_FILENO, "zeva-migrate: log %s: %s; lines are missing from it\n", log_path, why);
+  char line[sizeof log_path + 256];
+  int const length = snprintf(
+      line, sizeof line, "zeva-migrate: log %s: %s; lines are missing from it\n", log_path, why);
+  write_all(STDERR_FILENO, line, static_cast<size_t>(length));
 }
 
 }  // namespace
