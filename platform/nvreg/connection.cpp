@@ -11,6 +11,9 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <thread>
+
 #include "frame.h"
 #include "nvreg.h"
 #include "product_home.h"
@@ -22,6 +25,11 @@ namespace {
 
 // How long a stranger at the port may keep us waiting for each part of a frame.
 constexpr timeval kGreetingWait = {10, 0};
+
+// A server that many come to at once may drop one who has not proved himself. He comes again, each
+// time after twice the pause, as long as this takes no longer in all.
+constexpr std::chrono::milliseconds kFirstPause{50};
+constexpr std::chrono::seconds kTryTime{2};
 
 // A cookie is a secret of the server's only in a file that nobody else could read or put there: our
 // own, root's, or of the user who owns the store's folder.
@@ -83,20 +91,32 @@ void Connection::close() {
 }
 
 int32_t Connection::open(uint16_t port) {
-  socket_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  if (socket_ < 0 || !connect_loopback(socket_, port)) return NVREG_NO_SERVER;
-  int on = 1;
-  setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-
-  set_wait(socket_, kGreetingWait);
-  int32_t status = prove_each_other(port);
-  if (status < 0)
+  auto const end = std::chrono::steady_clock::now() + kTryTime;
+  for (auto pause = kFirstPause;; pause *= 2) {
+    if (!connect(port)) return NVREG_NO_SERVER;
+    int32_t const status = prove_each_other(port);
+    if (status >= 0) {
+      set_wait(socket_, {0, 0});
+      return status;
+    }
     close();
-  else
-    set_wait(socket_, {0, 0});
-  return status;
+    if (status != NVREG_NO_SERVER) return status;
+    // Whoever says nothing has used up the time by himself.
+    if (std::chrono::steady_clock::now() + pause > end) return NVREG_REFUSED;
+    std::this_thread::sleep_for(pause);
+  }
 }
 
+bool Connection::connect(uint16_t port) {
+  socket_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (socket_ < 0 || !connect_loopback(socket_, port)) return false;
+  int on = 1;
+  setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+  set_wait(socket_, kGreetingWait);
+  return true;
+}
+
+// NVREG_NO_SERVER when the connection is lost.
 int32_t Connection::prove_each_other(uint16_t port) {
   // The cookie is read after connecting: a server that accepts has written its own.
   std::string const cookie = read_cookie();
@@ -107,7 +127,9 @@ int32_t Connection::prove_each_other(uint16_t port) {
   greeting.set_version(kWireVersion);
   greeting.set_nonce(nonce);
   wire::Challenge challenge;
-  if (!send(to_frame(greeting)) || !receive_challenge(challenge)) return NVREG_REFUSED;
+  if (!send(to_frame(greeting))) return NVREG_NO_SERVER;
+  int32_t const received = receive_challenge(challenge);
+  if (received < 0) return received;
   std::string const& theirs = challenge.nonce();
   if (theirs.size() != kSecretLength ||
       !same_proof(challenge.proof(), make_proof(cookie, Side::kServer, port, nonce, theirs)))
@@ -119,13 +141,14 @@ int32_t Connection::prove_each_other(uint16_t port) {
   return exchange(to_frame(proof), answer);
 }
 
-bool Connection::receive_challenge(wire::Challenge& challenge) {
+int32_t Connection::receive_challenge(wire::Challenge& challenge) {
   char header[kFrameHeader];
-  if (!receive_in_time(header, sizeof header)) return false;
+  if (!receive_in_time(header, sizeof header)) return NVREG_NO_SERVER;
   uint32_t length = get_number32(header);
-  if (length == 0 || length > kMaxGreeting) return false;
+  if (length == 0 || length > kMaxGreeting) return NVREG_REFUSED;
   std::string message(length, '\0');
-  return receive_in_time(message.data(), length) && from_bytes(message, challenge);
+  if (!receive_in_time(message.data(), length)) return NVREG_NO_SERVER;
+  return from_bytes(message, challenge) ? NVREG_OK : NVREG_REFUSED;
 }
 
 int32_t Connection::call(wire::Call const& call, wire::Answer& answer) {

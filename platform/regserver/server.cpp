@@ -3,6 +3,7 @@
 #include <signal.h>
 #include <string.h>
 
+#include <algorithm>
 #include <chrono>
 #include <utility>
 
@@ -17,10 +18,11 @@ namespace {
 using asio::ip::tcp;
 using std::chrono::steady_clock;
 
-// Who has not proved himself yet: how many at once, and how long each may take. One more makes
-// the oldest lose its connection.
-constexpr size_t kMaxNewcomers = 64;
+// Who has not proved himself yet: how long he may take, and how many strangers may be among them.
+// One more makes the oldest stranger lose his connection, so that users who may not read the cookie
+// take turns among themselves and never the turn of one who may.
 constexpr std::chrono::seconds kGreetingTime{10};
+constexpr ptrdiff_t kMaxStrangers = 64;
 
 // How long to wait when no connection can be accepted (no descriptor left).
 constexpr std::chrono::milliseconds kAcceptPause{200};
@@ -87,10 +89,8 @@ void Server::accept() {
 
 void Server::add_newcomer(tcp::socket socket) {
   drop_late_newcomers();
-  if (newcomers_.size() >= kMaxNewcomers) {
-    if (auto oldest = newcomers_.front().session.lock()) oldest->close();
-    newcomers_.pop_front();
-  }
+  bool const stranger = !peers_.is_one_of_us(socket);
+  if (stranger) make_room_for_stranger();
   auto session =
       std::make_shared<Session>(std::move(socket), *store_, cookie_, [this](Session* greeted) {
         newcomers_.remove_if([&](Newcomer const& newcomer) {
@@ -98,7 +98,7 @@ void Server::add_newcomer(tcp::socket socket) {
           return !waiting || waiting.get() == greeted;
         });
       });
-  newcomers_.push_back({session, steady_clock::now() + kGreetingTime});
+  newcomers_.push_back({session, steady_clock::now() + kGreetingTime, stranger});
   session->start();
 }
 
@@ -111,6 +111,14 @@ void Server::drop_late_newcomers() {
     if (session) session->close();
     return true;
   });
+}
+
+void Server::make_room_for_stranger() {
+  auto const is_stranger = [](Newcomer const& newcomer) { return newcomer.stranger; };
+  if (std::count_if(newcomers_.begin(), newcomers_.end(), is_stranger) < kMaxStrangers) return;
+  auto const oldest = std::find_if(newcomers_.begin(), newcomers_.end(), is_stranger);
+  if (auto session = oldest->session.lock()) session->close();
+  newcomers_.erase(oldest);
 }
 
 }  // namespace zeva

@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 
+#include "peer.h"
 #include "pidfile.h"
 #include "session.h"
 #include "store.h"
@@ -28,6 +29,7 @@ class Server {
   struct Newcomer {
     std::weak_ptr<Session> session;
     std::chrono::steady_clock::time_point deadline;  // to prove itself
+    bool stranger;
   };
 
   [[nodiscard]] bool bind(uint16_t port, std::string& why);
@@ -36,11 +38,13 @@ class Server {
   void accept();
   void add_newcomer(asio::ip::tcp::socket socket);
   void drop_late_newcomers();
+  void make_room_for_stranger();
 
   asio::io_context io_;
   asio::ip::tcp::acceptor acceptor_{io_};
   asio::signal_set signals_{io_};
   asio::steady_timer timer_{io_};
+  Peers peers_;
   PidFile pid_file_;
   std::unique_ptr<Store> store_;
   std::string cookie_;

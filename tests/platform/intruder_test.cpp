@@ -2,8 +2,11 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <signal.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -21,6 +24,8 @@
 namespace {
 
 using std::string_literals::operator""s;
+
+constexpr uid_t kNobody = 65534;
 
 class Intruder : public testing::Test {
  protected:
@@ -158,11 +163,36 @@ TEST_F(Intruder, RandomBytesChangeNothing) {
 }
 
 TEST_F(Intruder, ManyWhoSayNothingKeepNobodyOut) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can become another user";
+  zeva::Descriptor slow = connect();
   std::vector<zeva::Descriptor> silent;
+  ASSERT_EQ(seteuid(kNobody), 0);
   for (int i = 0; i < 300; ++i) silent.push_back(connect());
-  RegistryClient client(home_.address());
-  EXPECT_EQ(client.create("served"), NVREG_OK);
+  ASSERT_EQ(seteuid(0), 0);
   EXPECT_EQ(answers(silent[0]), "") << "the oldest made room";
+  send_all(slow, greeting(zeva::kWireVersion, std::string(zeva::kSecretLength, 'n')));
+  EXPECT_NE(receive_message(slow), "") << "our own user's never does";
+}
+
+TEST_F(Intruder, AFloodKeepsNobodyOut) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can become another user";
+  pid_t const flood = fork();
+  if (flood == 0) {
+    if (setresuid(kNobody, kNobody, kNobody) != 0 || prctl(PR_SET_PDEATHSIG, SIGKILL) != 0)
+      _exit(1);
+    for (;;) {
+      std::vector<zeva::Descriptor> many;
+      while (many.size() < 900) {
+        many.emplace_back(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0));
+        reach(many.back(), "127.0.0.1");
+      }
+    }
+  }
+  for (int i = 0; i < 300; ++i) EXPECT_NO_THROW(RegistryClient(home_.address())) << "attempt " << i;
+  EXPECT_EQ(kill(flood, SIGKILL), 0);
+  int ended;
+  EXPECT_EQ(waitpid(flood, &ended, 0), flood);
+  EXPECT_TRUE(WIFSIGNALED(ended)) << "it never began";
 }
 
 // The server trusts no path or name that it is sent, whatever the library would have refused.
@@ -222,15 +252,24 @@ class Stranger {
 
   [[nodiscard]] std::string const& address() const { return address_; }
 
-  // All that the client has sent until it closed the connection.
+  // All that the client has sent until it closed the last of its connections.
   std::string const& received() {
+    shutdown(port_.get(), SHUT_RDWR);
     if (thread_.joinable()) thread_.join();
     return received_;
   }
 
+  // How often the client came, once it is gone.
+  [[nodiscard]] int visits() const { return visits_; }
+
  private:
   void talk(Reply const& reply) {
-    zeva::Descriptor client(accept(port_.get(), nullptr, nullptr));
+    for (int client; (client = accept(port_.get(), nullptr, nullptr)) >= 0; ++visits_)
+      talk_to(zeva::Descriptor(client), reply);
+  }
+
+  void talk_to(zeva::Descriptor const& client, Reply const& reply) {
+    received_.clear();
     char buffer[1024];
     for (ssize_t got; (got = recv(client.get(), buffer, sizeof buffer, 0)) > 0;) {
       bool const first = received_.empty();
@@ -244,6 +283,7 @@ class Stranger {
   zeva::Descriptor port_{::socket(AF_INET, SOCK_STREAM, 0)};
   std::string address_;
   std::string received_;
+  int visits_ = 0;
   std::thread thread_;
 };
 
@@ -289,6 +329,7 @@ TEST_F(Intruder, AtThePortLearnsNothingOfAClient) {
     std::string const& received = stranger.received();
     EXPECT_EQ(received, greeting(zeva::kWireVersion, nonce_of(received))) << who;
     EXPECT_EQ(received.find(secret), received.npos) << who;
+    EXPECT_EQ(stranger.visits() > 1, who == "who hangs up"s) << "only the lost are tried again";
   }
 }
 
