@@ -66,13 +66,29 @@ bool finish_connect(int socket) {
   return getsockopt(socket, SOL_SOCKET, SO_ERROR, &error, &size) == 0 && error == 0;
 }
 
+sockaddr_in loopback(uint32_t address, uint16_t port) {
+  sockaddr_in loopback = {};
+  loopback.sin_family = AF_INET;
+  loopback.sin_port = htons(port);
+  loopback.sin_addr.s_addr = htonl(address);
+  return loopback;
+}
+
 bool connect_loopback(int socket, uint16_t port) {
-  sockaddr_in address = {};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(port);
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  if (connect(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) return true;
+  sockaddr_in const server = loopback(INADDR_LOOPBACK, port);
+  if (connect(socket, reinterpret_cast<sockaddr const*>(&server), sizeof server) == 0) return true;
   return errno == EINTR && finish_connect(socket);
+}
+
+// Another user may hold each port that a connection from 127.0.0.1 to the server can come from, but
+// not those of all loopback addresses: one of these at random.
+bool leave_taken_ports(int socket) {
+  std::string const random = make_secret();
+  if (random.empty()) return false;
+  sockaddr_in const own = loopback(0x7f000000 | get_number32(random.data()) >> 8, 0);
+  int on = 1;
+  setsockopt(socket, IPPROTO_IP, IP_BIND_ADDRESS_NO_PORT, &on, sizeof on);
+  return bind(socket, reinterpret_cast<sockaddr const*>(&own), sizeof own) == 0;
 }
 
 void set_wait(int socket, timeval wait) {
@@ -109,7 +125,10 @@ int32_t Connection::open(uint16_t port) {
 
 bool Connection::connect(uint16_t port) {
   socket_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  if (socket_ < 0 || !connect_loopback(socket_, port)) return false;
+  if (socket_ < 0) return false;
+  if (!connect_loopback(socket_, port) &&
+      (errno != EADDRNOTAVAIL || !leave_taken_ports(socket_) || !connect_loopback(socket_, port)))
+    return false;
   int on = 1;
   setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
   set_wait(socket_, kGreetingWait);

@@ -1,8 +1,13 @@
 // Clients that break the rules get nowhere, and another client never notices them.
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <net/if.h>
 #include <netinet/in.h>
+#include <sched.h>
 #include <signal.h>
+#include <string.h>
+#include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -10,6 +15,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <random>
 #include <thread>
@@ -193,6 +199,42 @@ TEST_F(Intruder, AFloodKeepsNobodyOut) {
   int ended;
   EXPECT_EQ(waitpid(flood, &ended, 0), flood);
   EXPECT_TRUE(WIFSIGNALED(ended)) << "it never began";
+}
+
+// A network of this process's own, with few ports that a connection can come from, until its end.
+class SmallNetwork {
+ public:
+  SmallNetwork() {
+    if (unshare(CLONE_NEWNET) != 0) return;
+    zeva::Descriptor any(::socket(AF_INET, SOCK_DGRAM, 0));
+    ifreq loopback = {};
+    strcpy(loopback.ifr_name, "lo");
+    loopback.ifr_flags = IFF_UP;
+    std::ofstream range("/proc/sys/net/ipv4/ip_local_port_range");
+    there_ = ioctl(any.get(), SIOCSIFFLAGS, &loopback) == 0 &&
+             (range << "40000 40099" << std::flush).good();
+  }
+  ~SmallNetwork() { EXPECT_EQ(setns(before_.get(), CLONE_NEWNET), 0); }
+  [[nodiscard]] bool is_there() const { return there_; }
+
+ private:
+  zeva::Descriptor before_{open("/proc/self/ns/net", O_RDONLY | O_CLOEXEC)};
+  bool there_ = false;
+};
+
+TEST_F(Intruder, WhoHoldsAllPortsKeepsNobodyOut) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can become another user";
+  home_.kill();
+  SmallNetwork network;
+  if (!network.is_there()) GTEST_SKIP() << "no network of our own";
+  home_.start();
+  std::vector<zeva::Descriptor> held;
+  ASSERT_EQ(seteuid(kNobody), 0);
+  do held.emplace_back(::socket(AF_INET, SOCK_STREAM, 0));
+  while (reach(held.back(), "127.0.0.1"));
+  EXPECT_EQ(errno, EADDRNOTAVAIL);
+  ASSERT_EQ(seteuid(0), 0);
+  EXPECT_NO_THROW(RegistryClient(home_.address()));
 }
 
 // The server trusts no path or name that it is sent, whatever the library would have refused.
