@@ -1,11 +1,9 @@
 #include <gmock/gmock.h>
 #include <stdlib.h>
 
-#include <filesystem>
-#include <fstream>
-
-#include "names.h"
 #include "homepath.h"
+#include "names.h"
+#include "scratch_folder.h"
 #include "split.h"
 #include "unicode.h"
 #include "updatelog.h"
@@ -95,17 +93,14 @@ TEST(TextUtil, ConvertsToBytesWithinTheBuffer) {
 }
 
 TEST(TextUtil, AppendsToTheUpdateLogOfAFolder) {
-  std::string folder = std::filesystem::temp_directory_path() / "zeva-updatelog-XXXXXX";
-  ASSERT_NE(mkdtemp(folder.data()), nullptr);
-  EXPECT_EQ(writelog(folder, "nowhere to go"), -1);
-  std::filesystem::create_directory(folder + "/log");
-  writelog(folder, "one");
-  writelog(folder, "two");
-  std::ifstream log(folder + "/log/updatelog.debug");
-  EXPECT_THAT((std::string{std::istreambuf_iterator<char>(log), {}}),
+  ScratchFolder const folder;
+  EXPECT_EQ(writelog(folder.path(), "nowhere to go"), -1);
+  std::filesystem::create_directory(folder / "log");
+  writelog(folder.path(), "one");
+  writelog(folder.path(), "two");
+  EXPECT_THAT(folder.read("log/updatelog.debug"),
               testing::MatchesRegex("... ... ../../.. ..:..[AP]M   one... ... ../../.. "
                                     "..:..[AP]M   two"));
-  std::filesystem::remove_all(folder);
   setenv("ZEVA_HOME", std::string(300, 'h').c_str(), 1);
   EXPECT_EQ(gethomepath(), std::string(255, 'h'));
   unsetenv("ZEVA_HOME");

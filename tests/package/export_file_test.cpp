@@ -2,24 +2,21 @@
 #include "export_file.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
+#include "scratch_folder.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
 TEST(ExportFile, OpensOnlyRegularFilesReachedWithoutDetour) {
-  char scratch[] = "/tmp/zeva-export-XXXXXX";
-  ASSERT_NE(mkdtemp(scratch), nullptr);
-  std::string const home = scratch;
+  ScratchFolder const folder;
+  std::string const& home = folder.path();
   fs::create_directories(home + "/export/sub/inner");
   for (char const* name : {"/export/a.txt", "/export/sub/b.txt", "/secret", "/exported"}) {
-    std::ofstream(home + name) << "[common]\n";
+    folder.write(name, "[common]\n");
   }
   fs::create_symlink(home + "/secret", home + "/export/away.txt");
   fs::create_symlink("sub", home + "/export/linked");
@@ -27,7 +24,7 @@ TEST(ExportFile, OpensOnlyRegularFilesReachedWithoutDetour) {
   fs::create_symlink("export", home + "/entry");
 
   struct {
-    char const* folder;
+    char const* entry;
     char const* path;
     bool readable;
   } const cases[] = {
@@ -44,12 +41,11 @@ TEST(ExportFile, OpensOnlyRegularFilesReachedWithoutDetour) {
       {"/export", "/export/sub/../a.txt", false},
       {"/export", "/exported", false},
   };
-  for (auto const& [folder, path, readable] : cases) {
-    int const file = zeva::open_export_file(home + folder, home + path);
-    EXPECT_EQ(file >= 0, readable) << path << " below " << folder;
+  for (auto const& [entry, path, readable] : cases) {
+    int const file = zeva::open_export_file(home + entry, home + path);
+    EXPECT_EQ(file >= 0, readable) << path << " below " << entry;
     if (file >= 0) close(file);
   }
-  fs::remove_all(home);
 }
 
 }  // namespace

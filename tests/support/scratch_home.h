@@ -11,6 +11,11 @@
 
 #include <string>
 
+#include "scratch_folder.h"
+
+// Binds a socket to a free port of the loopback address, and returns its number.
+int bind_to_loopback(int socket);
+
 class ScratchHome {
  public:
   // Makes the home and points this process's ZEVA_HOME to it; no server runs yet. Throws
@@ -33,10 +38,10 @@ class ScratchHome {
   void stop();
   void kill();
 
-  [[nodiscard]] std::string const& path() const { return path_; }
+  [[nodiscard]] std::string const& path() const { return folder_.path(); }
   // The path of a file in the home's folder config.
   [[nodiscard]] std::string config(std::string const& name) const {
-    return path_ + "/config/" + name;
+    return folder_ / ("config/" + name);
   }
   [[nodiscard]] int port() const { return port_; }
   // What nvreg_open and the importers take.
@@ -49,7 +54,7 @@ class ScratchHome {
   [[nodiscard]] bool wait_until_ready();
   int end(int signal);
 
-  std::string path_;
+  ScratchFolder folder_;
   int port_ = 0;
   pid_t server_ = 0;
 };
