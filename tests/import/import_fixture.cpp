@@ -1,8 +1,6 @@
 #include "import_fixture.h"
 
 #include <algorithm>
-#include <fstream>
-#include <sstream>
 
 #include "run_log.h"
 #include "runlog.h"
@@ -80,9 +78,7 @@ Export example() {
   fs::path const folder = ZEVA_EXAMPLE_FOLDER;
   for (auto const& entry : fs::recursive_directory_iterator(folder)) {
     if (!entry.is_regular_file()) continue;
-    std::ostringstream text;
-    text << std::ifstream(entry.path()).rdbuf();
-    files[entry.path().lexically_relative(folder)] = text.str();
+    files[entry.path().lexically_relative(folder)] = read_text(entry.path());
   }
   return files;
 }
@@ -154,10 +150,7 @@ ImportTest::ImportTest() : dir_(home->path() + "/export"), log_(home->path() + "
 int ImportTest::run(Importer importer, Export const& files, std::string const& failing) {
   fs::remove_all(dir_);
   fs::create_directories(dir_);
-  for (auto const& [name, text] : files) {
-    fs::create_directories((dir_ / name).parent_path());
-    std::ofstream(dir_ / name) << text;
-  }
+  for (auto const& [name, text] : files) write_text(dir_ / name, text);
   fs::remove(log_);
   failing_names = failing;
   int const result = importer(dir_.c_str(), home->address().c_str());

@@ -37,36 +37,31 @@ TEST_F(Importers, FilterActionsEndAtTheFirstFailure) {
                  "actionType=1:65537\n";
   old_keys_ = {key + "\\Old"};
   check(import_filter_action, {-11, 1},
-        {
-            refused_key(461, key, kEverything),
-            refused_deletion(474, "Old", kEverything, "Remove FilterAction error"),
-        });
+        {refused_key(461, key, kEverything),
+         refused_deletion(474, "Old", kEverything, "Remove FilterAction error")});
   check(import_filter_action, {-11},
-        {
-            missing_file(484, index, kEverything),
-            missing_value(index, "common.FileNum", kEverything),
-            missing_file(509, file, kEverything),
-            missing_value(file, "common.hidden", kEverything),
-            {{file, "name=2:ScanError", "name=2:"},
-             {"FilterAction error [533]: " + reason("REG_EMPTY", "createclass: iname")},
-             kEverything},
-            refused_key(547, scan, hidden_on),
-            refused_value("hidden", hidden_on),
-            {{file, "1:131077", "1:131078"}, {"Error [240]: Unknown action type 131078"}, actions},
-            {{file, "1:131077", "1:0"}, {"Error [240]: Unknown action type 0"}, actions},
-            refused_key(257, strip, actions),
-            refused_value("displayName", {strip + ":d", strip + ":a", strip + "\\", keep}),
-            missing_value(file, "action2.QuarantineArea", {keep}),
-            refused_key(284, keep + "\\setting", {keep + "\\"}),
-            refused_value("QuarantineArea", {keep + "\\"}),
-        });
+        {missing_file(484, index, kEverything),
+         missing_value(index, "common.FileNum", kEverything),
+         missing_file(509, file, kEverything),
+         missing_value(file, "common.hidden", kEverything),
+         {{file, "name=2:ScanError", "name=2:"},
+          {"FilterAction error [533]: " + reason("REG_EMPTY", "createclass: iname")},
+          kEverything},
+         refused_key(547, scan, hidden_on),
+         refused_value("hidden", hidden_on),
+         {{file, "1:131077", "1:131078"}, {"Error [240]: Unknown action type 131078"}, actions},
+         {{file, "1:131077", "1:0"}, {"Error [240]: Unknown action type 0"}, actions},
+         refused_key(257, strip, actions),
+         refused_value("displayName", {strip + ":d", strip + ":a", strip + "\\", keep}),
+         missing_value(file, "action2.QuarantineArea", {keep}),
+         refused_key(284, keep + "\\setting", {keep + "\\"}),
+         refused_value("QuarantineArea", {keep + "\\"})});
   check(import_filter_action, {},
-        {
-            {none, {}, kEverything},
-            {{file, "hidden=2:1", "hidden=2:01x"}, {}, {}},
-            {{file, "hidden=2:1", "hidden=2:11"}, {}, {scan + ":hidden"}},
-            missing_value(file, "action1.order", {}),  // half an action is stored all the same
-        });
+        {{none, {}, kEverything},
+         {{file, "hidden=2:1", "hidden=2:01x"}, {}, {}},
+         {{file, "hidden=2:1", "hidden=2:11"}, {}, {scan + ":hidden"}},
+         // Half an action is stored all the same.
+         missing_value(file, "action1.order", {})});
   // Those without a section are one action without a name.
   check(import_filter_action, {0, 10},
         {{{file, "actionnum=1:2", "actionnum=1:2147483647"},
@@ -92,31 +87,22 @@ TEST_F(Importers, ConfigSettingsArriveUpToTheFirstFailure) {
   std::string const spam = areas + "\\Spam", cardiff = areas + "\\Cardiff";
   old_keys_ = {areas + "\\Old"};
   check(import_config, {-13, 1},
-        {
-            missing_file(122, "excepton.txt", kEverything),
-            missing_value("excepton.txt", "common.EncryptedMessageCls", kEverything),
-            refused_key(137, kConfig, kEverything),
-            refused_value("ProcessErrorCls", kEverything),
-        });
+        {missing_file(122, "excepton.txt", kEverything),
+         missing_value("excepton.txt", "common.EncryptedMessageCls", kEverything),
+         refused_key(137, kConfig, kEverything), refused_value("ProcessErrorCls", kEverything)});
   check(import_config, {-14, 1},
-        {
-            missing_file(162, "scanlimit.txt", from_limits),
-            missing_value("scanlimit.txt", "common.MultipleCleanLayer", from_limits),
-            refused_key(182, limits, from_limits),
-            refused_value("MaxVirusCount", from_limits),
-            missing_value("scanlimit.txt", "common.uiMaxFrontScanSize", from_front_limit),
-            refused_key(204, front_limit, from_front_limit),
-        });
+        {missing_file(162, "scanlimit.txt", from_limits),
+         missing_value("scanlimit.txt", "common.MultipleCleanLayer", from_limits),
+         refused_key(182, limits, from_limits), refused_value("MaxVirusCount", from_limits),
+         missing_value("scanlimit.txt", "common.uiMaxFrontScanSize", from_front_limit),
+         refused_key(204, front_limit, from_front_limit)});
   ImportCase unopened = refused_key(26, areas, {areas});
   unopened.log.push_back(refused_key(35, areas, {}).log[0]);
   check(import_config, {-12, 1}, {unopened, refused_deletion(44, "Old", {areas})});
   check(import_config, {-12},
-        {
-            missing_file(55, "quarantine.txt", {areas}),
-            missing_value("quarantine.txt", "area3.AreaName", {cardiff}),
-            refused_key(78, spam, {spam, cardiff}),
-            refused_value("AreaName", {areas}),
-        });
+        {missing_file(55, "quarantine.txt", {areas}),
+         missing_value("quarantine.txt", "area3.AreaName", {cardiff}),
+         refused_key(78, spam, {spam, cardiff}), refused_value("AreaName", {areas})});
   old_keys_ = {};
   std::string const empty = "Error [26]: " + reason("REG_EMPTY", "The task name");
   check(import_config, {}, {{{"quarantine.txt", "FileNum=1:3", "FileNum=1:0"}, {empty}, {areas}}});
@@ -131,16 +117,14 @@ TEST_F(Importers, ExtraFiltersSkipWhatIsBroken) {
   files_[file] += "[filter2000000000]\nName=2:F\nLocation=1:1\nCaseSensitive=1:1\npatternNum=1:0\n";
   old_keys_ = {"XFilter\\Old 1", "XFilter\\Old 2"};
   check(import_xfilter, {},
-        {
-            {{file}, {}, kEverything},
-            {{file, "filterNum=1:3", "filterNum=1:0"}, {}, filters},
-            missing_value(file, "common.enable", kEverything),
-            missing_value(file, "common.filterNum", filters),
-            missing_value(file, "filter1.Name", {bounces}),
-            missing_value(file, "filter1.patternNum", {bounces + ":Pattern"}),
-            missing_value(file, "filter2_pattern.Pattern0", {scanner + ":Pattern 0"}),
-            refused_value("Pattern 2", {bounces + ":Pattern 2"}),
-        });
+        {{{file}, {}, kEverything},
+         {{file, "filterNum=1:3", "filterNum=1:0"}, {}, filters},
+         missing_value(file, "common.enable", kEverything),
+         missing_value(file, "common.filterNum", filters),
+         missing_value(file, "filter1.Name", {bounces}),
+         missing_value(file, "filter1.patternNum", {bounces + ":Pattern"}),
+         missing_value(file, "filter2_pattern.Pattern0", {scanner + ":Pattern 0"}),
+         refused_value("Pattern 2", {bounces + ":Pattern 2"})});
   check(import_xfilter, {0, 2},
         {{{file, "filterNum=1:3", "filterNum=" + endless},
           far_apart(351, "filters", file, 4, "filter", ".Name"),
@@ -179,18 +163,16 @@ TEST_F(Importers, AddressListsArriveUpToTheFirstFailure) {
         {refused_deletion(64, "Old", kEverything, "Remove address error")});
   check(import_addr_list, {}, {{{file, "Num=1:3", "Num=1:0"}, {}, kEverything}});
   check(import_addr_list, {-8},
-        {
-            missing_file(81, file, kEverything),
-            missing_value(file, "common.Num", kEverything),
-            missing_value(file, "addressList2.comment", from_second),
-            {{file, "Name=2:CardiffStaff", "Name=2:Directors"},
-             {"Address list error: [0]: " +
-              reason("REG_FAIL", "nvpol_createAddrList", "Directors", NVREG_EXISTS)},
-             from_second},
-            {{file, "address=2:files@payroll.example;", "address=2:;\nx=2:"},
-             {"Address list error [0]: " + reason("REG_EMPTY", "setaddress: address")},
-             {lists + "\\Partners:address"}},
-        });
+        {missing_file(81, file, kEverything),
+         missing_value(file, "common.Num", kEverything),
+         missing_value(file, "addressList2.comment", from_second),
+         {{file, "Name=2:CardiffStaff", "Name=2:Directors"},
+          {"Address list error: [0]: " +
+           reason("REG_FAIL", "nvpol_createAddrList", "Directors", NVREG_EXISTS)},
+          from_second},
+         {{file, "address=2:files@payroll.example;", "address=2:;\nx=2:"},
+          {"Address list error [0]: " + reason("REG_EMPTY", "setaddress: address")},
+          {lists + "\\Partners:address"}}});
 }
 
 TEST_F(Importers, MiscellaneousValuesArriveUpToTheFirstFailure) {
@@ -200,19 +182,17 @@ TEST_F(Importers, MiscellaneousValuesArriveUpToTheFirstFailure) {
   Lines const from_title = {reports, console};
   Lines const from_list = {weekly + ":Attachments", reports + ":TemplateId", console};
   check(import_misc, {-15},
-        {
-            missing_file(23, file, kEverything),
-            missing_value(file, "common.SectionNum", kEverything),
-            missing_value(file, "Section5.ValueName", from_title),
-            refused_key(63, weekly, from_title),
-            {{file, "Value=3:\n", "Value=5:\n"},
-             {"Error [130]: read value [Section7.Value] from misc.txt failed."},
-             from_list},
-            refused_value("Attachments", from_list),
-            {{.failing = "TemplateId"},
-             {"Error [246]: set value failed."},
-             {reports + ":TemplateId", console}},
-        });
+        {missing_file(23, file, kEverything),
+         missing_value(file, "common.SectionNum", kEverything),
+         missing_value(file, "Section5.ValueName", from_title),
+         refused_key(63, weekly, from_title),
+         {{file, "Value=3:\n", "Value=5:\n"},
+          {"Error [130]: read value [Section7.Value] from misc.txt failed."},
+          from_list},
+         refused_value("Attachments", from_list),
+         {{.failing = "TemplateId"},
+          {"Error [246]: set value failed."},
+          {reports + ":TemplateId", console}}});
   check(import_misc, {}, {{{file, "SectionNum=1:9", "SectionNum=1:0"}, {}, kEverything}});
   // The root outlives each section that names it, and a value may have no name.
   check(import_misc, {0, 4}, {{{file, "KeyName=2:" + delivery, "KeyName=2:"}, {}, {delivery}}});
