@@ -17,7 +17,6 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <random>
 #include <thread>
 
 #include "files.h"
@@ -151,21 +150,6 @@ TEST_F(Intruder, LosesItsConnectionAndNothingElseHappens) {
     EXPECT_EQ(client.set("registry", "still", NVREG_STRING, who), NVREG_OK);
     EXPECT_EQ(client.query("registry", "still"), who);
   }
-}
-
-TEST_F(Intruder, RandomBytesChangeNothing) {
-  unsigned const seed = std::random_device()();
-  SCOPED_TRACE("seed " + std::to_string(seed));
-  std::mt19937 random(seed);
-  RegistryClient client(home_.address());
-  std::string const before = to_text(client.contents());
-  for (int i = 0; i < 300; ++i) {
-    std::string bytes(random() % 300 + 4, '\0');
-    for (char& byte : bytes) byte = static_cast<char>(random());
-    if (i % 2 == 0) bytes.replace(0, 4, {static_cast<char>(bytes.size() - 4), 0, 0, 0});
-    send_all(i % 3 == 0 ? connect() : knower(cookie()), bytes);
-  }
-  EXPECT_EQ(to_text(client.contents()), before);
 }
 
 TEST_F(Intruder, ManyWhoSayNothingKeepNobodyOut) {

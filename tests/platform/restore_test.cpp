@@ -17,7 +17,7 @@
 #include "registry_client.h"
 #include "scratch_home.h"
 #include "store.h"
-#include "tree_text.h"
+#include "store_content.h"
 
 // Called before each call that changes files or waits for the disk, with its name; a write stops
 // once more before its last byte.
@@ -98,7 +98,7 @@ class Restore : public testing::Test {
       if (!in_refresh) on_step = die;
       auto store = zeva::Store::open(config_, notes, why);
       for (char const* data : {"1", "2", "3", "4", "5"})
-        if (in_refresh && set(*store, "v", data + std::string(1000000, 'x')) < 0) _exit(1);
+        if (in_refresh && set_value(*store, "v", data + std::string(1000000, 'x')) < 0) _exit(1);
       on_step = die;
       _exit(store->refresh(why));
     }
@@ -106,15 +106,6 @@ class Restore : public testing::Test {
     EXPECT_EQ(waitpid(server, &status, 0), server);
     EXPECT_TRUE(status == SIGKILL || status == 0);
     return status == SIGKILL;
-  }
-
-  static int32_t set(zeva::Store& store, std::string const& name, std::string const& data) {
-    zeva::wire::Call call;
-    call.set_action(zeva::wire::SET_VALUE);
-    call.set_type(NVREG_BINARY);
-    call.set_name(name);
-    call.set_data(data);
-    return store.change(call);
   }
 
   ScratchHome home_;
@@ -150,11 +141,11 @@ TEST_F(Restore, WinsOverASnapshotBeingWritten) {
     std::string why;
     auto store = zeva::Store::open(config_, notes, why);
     ASSERT_TRUE(store) << why;
-    ASSERT_EQ(set(*store, "kept", std::to_string(wait)), NVREG_OK);
+    ASSERT_EQ(set_value(*store, "kept", std::to_string(wait)), NVREG_OK);
     std::string const before = to_text(store->root());
     back_up();
     for (char const* name : {"1", "2", "3", "4", "5", "6"})
-      ASSERT_EQ(set(*store, name, std::string(1 << 20, 'x')), NVREG_OK);
+      ASSERT_EQ(set_value(*store, name, std::string(1 << 20, 'x')), NVREG_OK);
     int waits = 0;
     on_step = [&](std::string_view call) {
       if (call == "fsync" && ++waits == wait) restore();
@@ -162,7 +153,7 @@ TEST_F(Restore, WinsOverASnapshotBeingWritten) {
     (void)store->refresh(why);
     on_step = nullptr;
     EXPECT_GE(waits, wait);
-    EXPECT_LT(set(*store, "stray", ""), 0);
+    EXPECT_LT(set_value(*store, "stray", ""), 0);
     EXPECT_FALSE(fs::exists(config_ + "/cFlt_db.xml.redo.new"));
     store.reset();
     EXPECT_EQ(restarted(), before);

@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <fstream>
 
-#include "files.h"
 #include "registry_client.h"
 #include "scratch_home.h"
 
@@ -28,11 +27,7 @@ class Service : public testing::Test {
     return WEXITSTATUS(pclose(script));
   }
 
-  std::string pid() const {
-    std::string text;
-    (void)zeva::read_file(home_.config("regserver.pid"), text);
-    return text;
-  }
+  std::string pid() const { return read_text(home_.config("regserver.pid")); }
 
   ScratchHome home_;
   std::string script_ = "\"$ZEVA_HOME/bin/migration/S99Reg\"";
@@ -81,8 +76,7 @@ TEST_F(Service, AStalePidFileDoesNotMatter) {
 
 TEST_F(Service, StartSaysWhyNot) {
   auto set_settings = [&](std::string const& lines) {
-    std::ofstream(home_.path() + "/bin/migration/RegSvrCfg.ini") << "[CFILTER_REGSERVER]\n"
-                                                                 << lines;
+    write_text(home_.path() + "/bin/migration/RegSvrCfg.ini", "[CFILTER_REGSERVER]\n" + lines);
   };
   std::string const port = "CFILTER_REGSERVER_PORT=" + std::to_string(home_.port()) + "\n";
   struct {

@@ -11,7 +11,7 @@
 #include "nvreg.h"
 #include "registry_client.h"
 #include "scratch_home.h"
-#include "tree_text.h"
+#include "store_content.h"
 
 namespace {
 

@@ -40,6 +40,17 @@ std::string to_text(Keys const& keys) {
   return text;
 }
 
+// The status of opening the registry at an address, which is closed at once.
+inline int32_t opening(std::string const& address, int32_t mode = 1) {
+  int32_t status, ignored;
+  _NvPolComHandle* root = nullptr;
+  _NvPolComHandle* const registry = nvreg_open(mode, address.c_str(), &root, &status);
+  EXPECT_EQ(registry == nullptr, status != NVREG_OK);
+  EXPECT_EQ(root == nullptr, status != NVREG_OK);
+  if (registry) nvreg_closeKey(root, &ignored), nvreg_close(registry, &ignored);
+  return status;
+}
+
 class RegistryClient {
  public:
   explicit RegistryClient(std::string const& address) {
