@@ -2,30 +2,16 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
-
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <string>
 
 #include "nvconfigfile.h"
+#include "scratch_folder.h"
 
 class IniFiles : public testing::Test {
  protected:
-  IniFiles() {
-    if (mkdtemp(folder_.data()) == nullptr) abort();
-  }
-  ~IniFiles() override { std::filesystem::remove_all(folder_); }
-
-  std::string path(std::string const& name) const { return folder_ + "/" + name; }
+  std::string path(std::string const& name) const { return folder_ / name; }
   std::string make(std::string const& name, std::string const& content) const {
-    std::ofstream(path(name), std::ios::binary) << content;
+    folder_.write(name, content);
     return path(name);
-  }
-  static std::string content(std::string const& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
   }
 
   // What a file of that text becomes when it is read and written.
@@ -33,10 +19,10 @@ class IniFiles : public testing::Test {
     NvConfigFile file(make("x", text));
     EXPECT_EQ(file.readfile(), 0);
     EXPECT_EQ(file.writefile(), 0);
-    return content(path("x.gen"));
+    return folder_.read("x.gen");
   }
 
-  std::string folder_ = testing::TempDir() + "/inifileXXXXXX";
+  ScratchFolder folder_;
 };
 
 // Every section and key with the comment lines above it.

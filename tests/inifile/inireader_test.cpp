@@ -109,7 +109,7 @@ class ReadFile : public IniFiles {};
 TEST_F(ReadFile, WhatIsNotARegularFileIsRefusedWithoutWaiting) {
   ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
   ASSERT_EQ(symlink("loop", path("loop").c_str()), 0);
-  for (std::string const& name : {path("missing"), path("pipe"), path("loop"), folder_,
+  for (std::string const& name : {path("missing"), path("pipe"), path("loop"), folder_.path(),
                                   "/dev/zero"s, path("missing/below"), ""s}) {
     NvConfigFile file(name);
     file.setelements({});

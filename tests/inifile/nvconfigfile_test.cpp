@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
-
 #include "inifiles.h"
 
 namespace {
@@ -91,74 +89,20 @@ TEST(NvConfigFile, StoresTextsOfItsOwn) {
   EXPECT_EQ(shown(file), "new[s]\nnewk=new|\n[new]\n");
 }
 
-// The content of the first item of that name, of sections as of keys.
-template <typename List>
-auto first(List* list, std::string const& name) -> decltype(&list->front().value) {
-  for (auto& [known, value] : *list)
-    if (known == name) return &value;
-  return nullptr;
-}
-
-struct PlainSection {
-  std::string name;
-  std::vector<Nvkeypair> value{};
-};
-
-TEST(NvConfigFile, AgreesWithPlainListsOnARandomWalk) {
-  unsigned const seed = 20240608;
-  SCOPED_TRACE(seed);
-  std::mt19937 random(seed);
-  auto below = [&](size_t bound) { return random() % bound; };
-  // Names enough for sections and files on both sides of the length where an index begins.
-  auto name = [&](char kind) { return kind + std::to_string(below(below(2) == 0 ? 4 : 60)); };
+TEST(NvConfigFile, TheFirstOfANameCounts) {
   NvConfigFile file;
-  std::vector<PlainSection> model;
-  auto put = [&](std::string const& section, std::vector<Nvkeypair> keys) {
-    if (first(&model, section) == nullptr) model.push_back({section});
-    *first(&model, section) = std::move(keys);
-  };
-  for (int step = 0; step < 20000; ++step) {
-    std::string const section = name('s'), key = name('k'), value = std::to_string(step);
-    auto* keys = first(&model, section);
-    std::vector<Nvkeypair> list;
-    for (size_t count = below(40); count > 0; --count) list.push_back({name('k'), value});
-    Nvinielement element;
-    switch (below(24)) {
-      case 0:  // a list with names twice
-        file.setsection(section, list);
-        put(section, list);
-        break;
-      case 1:
-        element.setname(section);
-        element.setattributes(std::move(list));
-        put(section, element.getattributes());
-        file.setelements(element);
-        break;
-      case 2:  // a copy, independent of its origin
-        file = NvConfigFile(std::exchange(file, {}));
-        NvConfigFile(file).setattribute(section, key, "elsewhere");
-        break;
-      case 3:
-        ASSERT_EQ(file.getelements(section, element), keys == nullptr ? -1 : 0);
-        ASSERT_TRUE(keys == nullptr || element.getattributes() == *keys);
-        break;
-      default:
-        ASSERT_EQ(file.setattribute(section, key, value), keys == nullptr ? -1 : 0);
-        if (keys == nullptr) break;
-        if (first(keys, key) == nullptr) keys->push_back({key});
-        *first(keys, key) = value;
-    }
-    std::string const asked = name('s'), wanted = name('k');
-    keys = first(&model, asked);
-    std::string* known = keys == nullptr ? nullptr : first(keys, wanted);
-    std::string got = "untouched";
-    ASSERT_EQ(file.getattribute(asked, wanted, got), known == nullptr ? -1 : 0) << "step " << step;
-    ASSERT_EQ(got, known == nullptr ? "untouched" : *known) << "step " << step;
-  }
-  std::vector<std::string> names, expected;
-  for (PlainSection const& section : model) expected.push_back(section.name);
-  ASSERT_EQ(file.getsecnames(names), 0);
-  EXPECT_EQ(names, expected);
+  file.setsection("s", {{"k", "1"}, {"k", "2"}});
+  file.setsection("t", {{"l", "1"}});
+  EXPECT_EQ(NvConfigFile(file).setattribute("s", "k", "elsewhere"), 0);
+  EXPECT_EQ(file.setattribute("s", "k", "3"), 0);
+  EXPECT_EQ(file.setattribute("t", "k", "4"), 0);
+  EXPECT_EQ(file.setattribute("u", "k", "5"), -1);
+  EXPECT_EQ(shown(file), "[s]\nk=3|\nk=2|\n[t]\nl=1|\nk=4|\n");
+  std::string value;
+  EXPECT_EQ(file.getattribute("s", "k", value), 0);
+  EXPECT_EQ(value, "3");
+  file.setsection("s", {{"m", "6"}});
+  EXPECT_EQ(shown(file), "[s]\nm=6|\n[t]\nl=1|\nk=4|\n");
 }
 
 }  // namespace

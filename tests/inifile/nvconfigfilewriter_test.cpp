@@ -15,8 +15,8 @@ TEST_F(Writer, KeepsTheLayoutAndBothFiles) {
   NvConfigFile file(make("x", text + "\n#dropped\n"));
   ASSERT_EQ(file.readfile(), 0);
   ASSERT_EQ(file.writefile(), 0);
-  for (char const* name : {"x", "x.bak"}) EXPECT_EQ(content(path(name)), text + "\n#dropped\n");
-  EXPECT_EQ(content(path("x.gen")), text);
+  for (char const* name : {"x", "x.bak"}) EXPECT_EQ(folder_.read(name), text + "\n#dropped\n");
+  EXPECT_EQ(folder_.read("x.gen"), text);
   EXPECT_EQ(file.geterror(), "file " + path("x") + "is copied to file " + path("x.bak") +
                                  ".\ntry to write ini file to " + path("x.gen") + ".\n");
 }
@@ -25,7 +25,7 @@ TEST_F(Writer, GivesTheExampleExportBackByteForByte) {
   int files = 0;
   for (auto const& entry : std::filesystem::recursive_directory_iterator(EXAMPLES)) {
     if (!entry.is_regular_file()) continue;
-    EXPECT_EQ(rewritten(content(entry.path())), content(entry.path())) << entry.path();
+    EXPECT_EQ(rewritten(read_text(entry.path())), read_text(entry.path())) << entry.path();
     ++files;
   }
   EXPECT_GT(files, 10);
@@ -45,7 +45,7 @@ TEST_F(Writer, TellsWhatItCouldNotCopyOrWrite) {
   NvConfigFile fresh(path("new"));
   fresh.setsection("a", {{"k", "v"}});
   EXPECT_EQ(fresh.writefile(), 0) << "there is nothing to copy";
-  EXPECT_EQ(content(path("new.gen")), "[a]\nk=v\n");
+  EXPECT_EQ(folder_.read("new.gen"), "[a]\nk=v\n");
   EXPECT_EQ(fresh.geterror(), "Unabel open read file: " + path("new") +
                                   "\ntry to write ini file to " + path("new.gen") + ".\n");
 
@@ -54,7 +54,7 @@ TEST_F(Writer, TellsWhatItCouldNotCopyOrWrite) {
   EXPECT_EQ(uncopied.writefile(), -1);
   EXPECT_EQ(uncopied.geterror(), "Unabel open write file: " + path("x.bak") +
                                      "\ntry to write ini file to " + path("x.gen") + ".\n");
-  EXPECT_EQ(content(path("x")), "k=v\n");
+  EXPECT_EQ(folder_.read("x"), "k=v\n");
 
   NvConfigFile unwritten(make("y", "k=v\n"));
   ASSERT_EQ(mkfifo(path("y.gen").c_str(), 0600), 0);
@@ -68,9 +68,9 @@ TEST_F(Writer, CopiesEveryByteOrTellsWhyNot) {
   std::string const source = make("source", bytes), target = make("target", bytes + "longer");
   NvConfigFile file;
   EXPECT_EQ(file.copyfile(source, target), 0);
-  EXPECT_EQ(file.copyfile(folder_, target), -1);
-  EXPECT_EQ(file.copyfile(source, folder_), -1);
-  EXPECT_EQ(content(target), bytes);
+  EXPECT_EQ(file.copyfile(folder_.path(), target), -1);
+  EXPECT_EQ(file.copyfile(source, folder_.path()), -1);
+  EXPECT_EQ(read_text(target), bytes);
 
   // A disk that fills up is a limit on the file's size here.
   rlimit before;
@@ -81,8 +81,9 @@ TEST_F(Writer, CopiesEveryByteOrTellsWhyNot) {
   EXPECT_EQ(file.copyfile(source, target), -1);
   setrlimit(RLIMIT_FSIZE, &before);
   EXPECT_FALSE(std::filesystem::exists(target)) << "half a copy";
-  EXPECT_EQ(file.geterror(), "Unabel open read file: " + folder_ + "\nUnabel open write file: " +
-                                 folder_ + "\nUnable to write file: " + target + "\n");
+  EXPECT_EQ(file.geterror(), "Unabel open read file: " + folder_.path() +
+                                 "\nUnabel open write file: " + folder_.path() +
+                                 "\nUnable to write file: " + target + "\n");
 }
 
 TEST_F(Writer, Dump) {
