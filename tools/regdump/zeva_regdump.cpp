@@ -12,10 +12,10 @@
 #include <exception>
 #include <string>
 
-#include "product_home.h"
 #include "loader.h"
 #include "nvreg.h"
 #include "printable.h"
+#include "product_home.h"
 #include "registry_view.h"
 #include "regpath.h"
 #include "server_reader.h"
