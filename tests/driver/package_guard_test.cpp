@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include "scratch_folder.h"
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -14,17 +16,14 @@ namespace {
 class PackageGuard : public testing::Test {
  protected:
   PackageGuard() {
-    std::string pattern = (fs::temp_directory_path() / "zeva-guard-XXXXXX").string();
-    root_ = mkdtemp(pattern.data());
-    fs::create_directory(root_ / "unpacked");
     for (char const* name :
          {"pkg", "copy", "key", "unpacked/file", "unpacked/a b", "unpacked/a\\b"}) {
-      std::ofstream(root_ / name) << name;
+      scratch_.write(name, name);
     }
   }
-  ~PackageGuard() override { fs::remove_all(root_); }
 
-  fs::path root_;
+  ScratchFolder const scratch_;
+  fs::path const root_ = scratch_.path();
 };
 
 TEST_F(PackageGuard, FindsPackagesTheRunWouldDelete) {

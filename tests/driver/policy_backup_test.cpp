@@ -18,6 +18,7 @@
 
 #include "run_log.h"
 #include "runlog.h"
+#include "scratch_folder.h"
 
 namespace fs = std::filesystem;
 using ::testing::ElementsAre;
@@ -28,7 +29,7 @@ std::vector<std::string> events;
 std::string failing_copies;  // matched with "SOURCE>TARGET", below the config folder
 
 std::string shortened(std::string const& text) {
-  return std::regex_replace(text, std::regex("(/tmp/zeva-backup-\\w+/config/?|cFlt_db\\.)"), "");
+  return std::regex_replace(text, std::regex("(/tmp/zeva-test-\\w+/config/?|cFlt_db\\.)"), "");
 }
 
 }  // namespace
@@ -63,13 +64,10 @@ using Files = std::map<std::string, std::string>;
 class PolicyBackup : public testing::Test {
  protected:
   PolicyBackup() {
-    std::string pattern = "/tmp/zeva-backup-XXXXXX";
-    root_ = mkdtemp(pattern.data());
-    fs::create_directories(config_ = root_ / "config");
+    fs::create_directories(config_);
     setenv("ZEVA_HOME", root_.c_str(), 1);
     SetDebugLogFileName((root_ / "log").c_str());
   }
-  ~PolicyBackup() override { fs::remove_all(root_); }
 
   static void write(fs::path const& folder, Files const& files) {
     for (auto const& [name, text] : files) std::ofstream(folder / ("cFlt_db." + name)) << text;
@@ -79,14 +77,13 @@ class PolicyBackup : public testing::Test {
     Files files;
     for (auto const& entry : fs::directory_iterator(folder)) {
       if (!entry.is_regular_file()) continue;
-      std::ifstream file(entry.path(), std::ios::binary);
-      files[shortened(entry.path().filename().string())] = {std::istreambuf_iterator<char>(file),
-                                                            {}};
+      files[shortened(entry.path().filename().string())] = read_text(entry.path());
     }
     return files;
   }
 
-  fs::path root_, config_;
+  ScratchFolder const scratch_;
+  fs::path const root_ = scratch_.path(), config_ = root_ / "config";
 };
 
 Files const kStore = {{"xml", "snapshot"}, {"xml.redo", ""}, {"xml.bak", std::string(50000, 'b')}};

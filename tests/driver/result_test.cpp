@@ -8,8 +8,9 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
 #include <string>
+
+#include "scratch_folder.h"
 
 namespace fs = std::filesystem;
 
@@ -33,8 +34,8 @@ Place const kPlaces[] = {
 };
 
 TEST(Result, IsWrittenToNothingButAFileOfItsOwn) {
-  std::string pattern = (fs::temp_directory_path() / "zeva-result-XXXXXX").string();
-  fs::path const root = mkdtemp(pattern.data());
+  ScratchFolder const scratch;
+  fs::path const root = scratch.path();
   for (Place const& place : kPlaces) {
     if (strstr(place.setup, "chown") != nullptr && geteuid() != 0) continue;
     fs::path const folder = root / place.name / "xhtml/en/download";
@@ -44,13 +45,11 @@ TEST(Result, IsWrittenToNothingButAFileOfItsOwn) {
     setenv("ZEVA_HOME", (root / place.name).c_str(), 1);
     EXPECT_EXIT(my_exit(-11), testing::ExitedWithCode(245), "") << place.name;
 
-    std::string text;
-    if (fs::is_regular_file(folder / "mig_result"))
-      std::getline(std::ifstream(folder / "mig_result"), text, '\0');
+    bool const is_file = fs::is_regular_file(folder / "mig_result");
+    std::string const text = is_file ? read_text(folder / "mig_result") : "";
     EXPECT_EQ(text == "<?xml version=\"1.0\" encoding=\"utf-8\"?><root>-11</root>", place.written)
         << place.name << ": " << text;
   }
-  fs::remove_all(root);
 }
 
 }  // namespace

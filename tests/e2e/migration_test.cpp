@@ -370,7 +370,7 @@ TEST_F(Migration, PutsBackOnlyItsOwnBackups) {
     rm pkg; zeva-pack export pkg; migrate pkg log)");
   EXPECT_EQ(box_.result(), result_text(-11));
   EXPECT_FALSE(std::filesystem::exists(box_.home() / "config/cFlt_db.xml.bak"));
-  EXPECT_EQ(content(box_.home() / "config/backup/cFlt_db.xml.bak"), "old\n");
+  EXPECT_EQ(read_text(box_.home() / "config/backup/cFlt_db.xml.bak"), "old\n");
 }
 
 TEST_F(Migration, NeverDeletesItsOwnPackage) {

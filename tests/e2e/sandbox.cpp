@@ -27,27 +27,13 @@ int run_shell(std::string const& command) {
 
 }  // namespace
 
-std::string content(fs::path const& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
 Sandbox::Sandbox() {
-  std::string pattern = (fs::temp_directory_path() / "zeva-e2e-XXXXXX").string();
-  root_ = mkdtemp(pattern.data());
-  home_ = root_ / "home";
-  work_ = root_ / "work";
-  tmp_ = root_ / "tmp";
   for (auto const& folder : {work_, tmp_}) fs::create_directory(folder);
   fs::copy(EXAMPLE_FOLDER, work_ / "export", fs::copy_options::recursive);
   std::ofstream(work_ / "key")
       .write(reinterpret_cast<char const*>(kPackageKey.data()), kPackageKey.size());
   std::string install = CMAKE_PROGRAM " --install " BUILD_FOLDER " --prefix " + home_.string();
   if (run_shell(install + " > /dev/null") != 0) abort();
-}
-
-Sandbox::~Sandbox() {
-  fs::remove_all(root_);
 }
 
 Sandbox::Outcome Sandbox::run(std::string const& script, std::string const& more) {
@@ -59,13 +45,13 @@ Sandbox::Outcome Sandbox::run(std::string const& script, std::string const& more
   command += " /tmp --ro-bind " + folder + "/script /mnt/script --chdir /mnt/work";
   command += " " + more + " sh /mnt/script > " + folder + "/output 2>&1";
   int status = run_shell(command);
-  return {status, content(root_ / "output")};
+  return {status, read_text(root_ / "output")};
 }
 
 Lines Sandbox::log(std::string const& name) {
   static std::string const start = "Start migration [";
   Lines lines;
-  std::istringstream text(content(work_ / name));
+  std::istringstream text(read_text(work_ / name));
   for (std::string line; std::getline(text, line);) {
     size_t header = line.find("l]:");
     if (line.starts_with("[2") && header != std::string::npos) line.erase(0, header + 3);
@@ -77,7 +63,7 @@ Lines Sandbox::log(std::string const& name) {
 
 std::string Sandbox::result() const {
   fs::path file = home_ / "xhtml/en/download/mig_result";
-  return fs::exists(file) ? content(file) : "none";
+  return fs::exists(file) ? read_text(file) : "none";
 }
 
 std::string Sandbox::store() {

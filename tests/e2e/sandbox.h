@@ -8,12 +8,13 @@
 #include <string>
 #include <vector>
 
+#include "scratch_folder.h"
+
 using Lines = std::vector<std::string>;
 
 class Sandbox {
  public:
   Sandbox();
-  ~Sandbox();
   Sandbox(Sandbox const&) = delete;
   Sandbox& operator=(Sandbox const&) = delete;
 
@@ -43,8 +44,7 @@ class Sandbox {
   std::filesystem::path const& work() const { return work_; }
 
  private:
-  std::filesystem::path root_, home_, work_, tmp_;
+  ScratchFolder const scratch_;
+  std::filesystem::path const root_ = scratch_.path();
+  std::filesystem::path const home_ = root_ / "home", work_ = root_ / "work", tmp_ = root_ / "tmp";
 };
-
-// A file's bytes; empty when there is none.
-std::string content(std::filesystem::path const& path);
