@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <initializer_list>
 #include <string>
+#include <utility>
 
 #include "checksum_list.h"
 #include "trusted_open.h"
@@ -45,23 +46,67 @@ bool is_of_the_kernel(char const* path) {
   return false;
 }
 
-// Whether nobody but us and root can put something else at the path of an existing file, a pipe for
-// one, after it was looked at.
-bool is_settled(char const* path) {
-  char real[PATH_MAX];
-  if (realpath(path, real) == nullptr) return false;
-  std::string name = real;
-  struct stat status;
-  while (lstat(name.c_str(), &status) == 0) {
-    if (!zeva::is_trusted_owner(status.st_uid)) return false;
-    // In a folder like /tmp everybody can make a name, but not replace another one's.
-    bool const shared = (status.st_mode & (S_IWGRP | S_IWOTH)) != 0;
-    if (shared && S_ISDIR(status.st_mode) && (status.st_mode & S_ISVTX) == 0) return false;
-    if (name == "/") return true;
-    name.erase(std::max<size_t>(name.rfind('/'), 1));
+// The way to a listed file, one component after the other. Nobody but us and root may be able to
+// put something else on it, a pipe for one, once it was looked at. The unpack folder is ours and
+// closed; what a name leads to outside is judged by owners and modes.
+class Way {
+ public:
+  explicit Way(std::string folder) : folder_(std::move(folder)) {}
+
+  [[nodiscard]] bool is_settled(std::string rest) const {
+    std::string here = rest.starts_with('/') ? "/" : folder_;
+    for (int links = 0; links <= kMaxLinks;) {
+      std::string const component = take_component(rest);
+      if (component.empty()) return true;
+      if (component == "..") here = parent(here);
+      if (component == "." || component == "..") continue;
+      if (!is_closed(here, S_ISVTX)) return false;
+
+      std::string const path = here == "/" ? here + component : here + "/" + component;
+      struct stat status;
+      if (lstat(path.c_str(), &status) != 0) return is_closed(here, 0);
+      if (!zeva::is_trusted_owner(status.st_uid)) return false;
+      if (S_ISLNK(status.st_mode)) {
+        ++links;
+        rest = target_of(path) + "/" + rest;
+        if (rest.starts_with('/')) here = "/";
+      } else {
+        here = path;
+      }
+    }
+    return true;  // md5sum will not follow so many either
   }
-  return false;
-}
+
+ private:
+  static constexpr int kMaxLinks = 40;
+
+  static std::string take_component(std::string& rest) {
+    rest.erase(0, rest.find_first_not_of('/'));
+    std::string const component = rest.substr(0, rest.find('/'));
+    rest.erase(0, component.size());
+    return component;
+  }
+
+  static std::string parent(std::string const& path) {
+    return path.substr(0, std::max<size_t>(path.rfind('/'), 1));
+  }
+
+  static std::string target_of(std::string const& link) {
+    char target[PATH_MAX];
+    ssize_t const length = readlink(link.c_str(), target, sizeof target);
+    return std::string(target, length < 0 ? 0 : static_cast<size_t>(length));
+  }
+
+  // Whether others can make no names in a folder, or with S_ISVTX, as in /tmp, replace none.
+  [[nodiscard]] bool is_closed(std::string const& path, mode_t enough) const {
+    struct stat status;
+    if (path == folder_) return true;
+    if (lstat(path.c_str(), &status) != 0 || !zeva::is_trusted_owner(status.st_uid)) return false;
+    return (status.st_mode & (S_IWGRP | S_IWOTH)) == 0 || (status.st_mode & enough) != 0;
+  }
+
+  std::string const folder_;
+};
 
 // What cannot be opened may be read: md5sum will say so. False when reading can go on for ever.
 // Otherwise `size` is how much there is to read.
@@ -71,17 +116,20 @@ bool may_be_read(char const* path, off_t& size) {
   if (stat(path, &status) != 0) return true;
   if (S_ISREG(status.st_mode)) {
     size = status.st_size;
-    return !is_of_the_kernel(path) && is_settled(path);
+    return !is_of_the_kernel(path);
   }
   return !S_ISFIFO(status.st_mode) && !S_ISCHR(status.st_mode) && !S_ISBLK(status.st_mode);
 }
 
 bool listed_files_are_safe(zeva::ChecksumList& list, std::string const& folder) {
+  Way const way(folder);
   off_t total = 0, size;
   for (std::string name; list.next(name);) {
     std::string path = name.starts_with('/') ? name : folder + "/" + name;
     bool is_input = name == "-";
-    if (is_input || !may_be_read(path.c_str(), size) || size > kLargestFiles - total) return false;
+    if (is_input || !way.is_settled(name) || !may_be_read(path.c_str(), size) ||
+        size > kLargestFiles - total)
+      return false;
     total += size;
   }
   return !list.failed();
@@ -105,7 +153,8 @@ bool stands_in_the_way(char const* package, char const* working_copy, char const
 bool checksum_list_is_safe(char const* folder) {
   std::string path = std::string(folder) + "/" + zeva::kChecksumFile;
   off_t size;
-  if (!may_be_read(path.c_str(), size) || size > kLargestList) return false;
+  bool const settled = Way(folder).is_settled(zeva::kChecksumFile);
+  if (!settled || !may_be_read(path.c_str(), size) || size > kLargestList) return false;
   int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
   if (fd < 0) return true;
   zeva::ChecksumList list(fd);

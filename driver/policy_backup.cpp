@@ -77,10 +77,10 @@ bool is_regular(Path const& path) {
   return path.fits() && stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
-// cp takes a folder in the target's place for one to copy into, and would wait at a pipe.
+// cp would wait at a pipe, and takes a folder in the target's place for one to copy into.
 bool copy(Path const& source, Path const& target) {
-  if (!source.fits() || !target.fits()) return false;
-  if (!is_regular(target)) unlink(target.c_str());
+  if (!is_regular(source) || !target.fits()) return false;
+  if (!is_regular(target) && unlink(target.c_str()) != 0 && errno != ENOENT) return false;
   return copyfile(source.c_str(), target.c_str()) && is_regular(target);
 }
 

@@ -6,6 +6,7 @@
 
 #include "fixed_text.h"
 #include "product_home.h"
+#include "results.h"
 #include "run_lock.h"
 #include "trusted_open.h"
 
@@ -41,7 +42,9 @@ void my_exit(int code) {
     [[maybe_unused]] ssize_t written = write(file, text.c_str(), text.length());
     close(file);
   }
-  remove_run_lock();
+  // What a signal has interrupted may still be at work: its lock stays until that has ended, and
+  // the next run takes over the file.
+  if (code != zeva::kInterrupted) remove_run_lock();
   // No exit handlers: they may need what a jump or a signal has left half done.
   _exit(code);
 }

@@ -58,7 +58,9 @@ int open_lock_file(int folder) {
   constexpr int kFlags = O_RDWR | O_NOFOLLOW | O_NONBLOCK;
   struct stat found;
   if (fstatat(folder, kLockFile, &found, AT_SYMLINK_NOFOLLOW) != 0) {
-    return openat(folder, kLockFile, kFlags | O_CREAT | O_EXCL, 0600);
+    int const made = openat(folder, kLockFile, kFlags | O_CREAT | O_EXCL, 0600);
+    if (made < 0) errno = ENOENT;  // nobody's, whatever the reason
+    return made;
   }
   if (is_lock_file(folder, found)) return openat(folder, kLockFile, kFlags);
   move_aside(folder);

@@ -51,7 +51,7 @@ inline constexpr Result kResults[] = {
     {kNoBackup, "no backup could be made"},
     {kOutOfTime, "the import took more than 300 seconds"},
     {kNotEnoughMemory, "there was not enough memory to import"},
-    {kAnotherRun, "another migration is running"},
+    {kAnotherRun, "another migration, or a command that one has left behind, is running"},
     {kInterrupted, "wrong command line, or ended by a signal with nothing put back"},
 };
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -60,6 +61,11 @@ TEST_F(PackageGuard, RefusesListsThatCanBlock) {
   mkfifo((root_ / "unpacked/ fifo").c_str(), 0600);
   fs::create_symlink("/dev/zero", root_ / "unpacked/link");
   fs::create_symlink("../pkg", root_ / "unpacked/outside");
+  fs::create_symlink("pkg", root_ / "theirs");
+  if (lchown((root_ / "theirs").c_str(), 65534, 65534) != 0) fs::remove(root_ / "theirs");
+  fs::create_directory(root_ / "open");
+  fs::permissions(root_ / "open", fs::perms::all);
+  fs::create_symlink("../open/none", root_ / "unpacked/dangling");
   for (char const* name : {"half", "other half"}) {
     std::ofstream(root_ / "unpacked" / name).close();
     fs::resize_file(root_ / "unpacked" / name, (uintmax_t{8} << 30) + 1);
@@ -90,6 +96,11 @@ TEST_F(PackageGuard, RefusesListsThatCanBlock) {
       {sum + "  missing/../fifo", true},
       {sum + "  ./../unpacked/fifo", false},
       {sum + "  -", false},
+      // What another user can change.
+      {sum + "  ../theirs", !fs::is_symlink(root_ / "theirs")},
+      {sum + "  ../open/../pkg", true},
+      {sum + "  dangling", false},
+      {sum + "  /tmp/none of this name", false},
       {sum + "  half\n" + sum + "  other half", false},
       // The first line says how many blanks there are.
       {sum + " fifo", false},

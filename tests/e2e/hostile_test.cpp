@@ -95,7 +95,7 @@ TEST_F(SharedMachine, WhatARunLeavesBehindStaysClosed) {
     migrate pkg log > output; modes
     /bin/rm $ZEVA_HOME/xhtml/en/download/mig_result
     wrap tar <<'.'
-      $real "$@"; touch /mnt/work/unpacked; sleep 1
+      $real "$@"; touch /mnt/work/unpacked; sleep 0.2
 .
     $ZEVA_HOME/bin/migration/zeva-migrate pkg log > output & pid=$!
     until [ -e unpacked ]; do sleep 0.02; done
@@ -149,14 +149,16 @@ TEST_F(SharedMachine, ASecondRunTouchesNothing) {
 
 // What it still writes would come into the next run's export.
 TEST_F(SharedMachine, ACommandOfAnEndedRunIsWaitedFor) {
-  auto next = run(R"(
-    mkfifo pipe; $ZEVA_HOME/bin/migration/zeva-migrate pipe log > output & pid=$!
-    until [ -e /tmp/migrate_pkg ]; do sleep 0.02; done; kill -9 $pid
-    rm log; migrate pkg log > output; echo $?
-    (sleep 0.1; : > pipe) & migrate nope log > output; echo $?)");
-  EXPECT_EQ(next.output, "237\n255\n");
-  EXPECT_THAT(box_.log(),
-              Contains("Error [217]: a command of an ended migration is still running."));
+  for (std::string const signal : {"KILL", "TERM"}) {
+    auto next = run("rm -rf /tmp/*; signal=" + signal + R"(
+      rm -f pipe; mkfifo pipe; $ZEVA_HOME/bin/migration/zeva-migrate pipe log > output & pid=$!
+      until [ -e /tmp/migrate_pkg ]; do sleep 0.02; done; kill -$signal $pid
+      rm log; migrate pkg log > output; echo $?
+      (sleep 0.1; : > pipe) & migrate nope log > output; echo $?)");
+    EXPECT_EQ(next.output, "237\n255\n") << signal;
+    EXPECT_THAT(box_.log(),
+                Contains("Error [217]: a command of an ended migration is still running."));
+  }
 }
 
 // A run that was killed, and whatever stands in the place of the machine's lock: each leaves the
