@@ -82,7 +82,7 @@ class Way {
 
   static std::string take_component(std::string& rest) {
     rest.erase(0, rest.find_first_not_of('/'));
-    std::string const component = rest.substr(0, rest.find('/'));
+    std::string component = rest.substr(0, rest.find('/'));
     rest.erase(0, component.size());
     return component;
   }
