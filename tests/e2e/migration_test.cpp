@@ -352,12 +352,13 @@ INSTANTIATE_TEST_SUITE_P(Restore, LateEvent, testing::ValuesIn(kLate),
 // Neither backups nor changes fit any more; what the log's last block takes does.
 TEST_F(Migration, FullDiskLosesNothing) {
   auto run = box_.run(R"(
-    cp -a $ZEVA_HOME/. /mnt/small; export ZEVA_HOME=/mnt/small PATH=/mnt/small/bin:$PATH
-    S99Reg start; zeva-regdump > before; cat /mnt/small/config/cFlt_db.* > files
-    head -c 100M /dev/zero > /mnt/small/filler 2> errors
-    migrate pkg /mnt/work/log > output 2>&1; echo $?; ls /mnt/small/config/backup
-    cat /mnt/small/config/cFlt_db.* | cmp files && zeva-regdump | cmp before && echo same)",
-                      "--size 50000000 --tmpfs /mnt/small");
+    cd $ZEVA_HOME/config; cp -a /mnt/config/. .
+    S99Reg start; zeva-regdump > /mnt/work/before; cat cFlt_db.* > /mnt/work/files
+    head -c 100M /dev/zero > filler 2> /mnt/work/errors
+    cd /mnt/work; migrate pkg /mnt/work/log > output 2>&1; echo $?; ls $ZEVA_HOME/config/backup
+    cat $ZEVA_HOME/config/cFlt_db.* | cmp files && zeva-regdump | cmp before && echo same)",
+                      "--bind " + (box_.home() / "config").string() +
+                          " /mnt/config --size 8000000 --tmpfs /opt/norva/zeva/config");
   EXPECT_EQ(run.output, "245\nsame\n");
   EXPECT_THAT(box_.log(), testing::Contains(testing::StartsWith("Error [258]: ")));
 }
