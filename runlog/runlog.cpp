@@ -16,6 +16,7 @@
 
 #include <initializer_list>
 
+#include "files.h"
 #include "trusted_open.h"
 
 namespace {
@@ -50,17 +51,6 @@ class SignalsHeld {
  private:
   sigset_t before_;
 };
-
-bool write_all(int fd, char const* data, size_t length) {
-  while (length > 0) {
-    ssize_t written = write(fd, data, length);
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return false;
-    data += written;
-    length -= static_cast<size_t>(written);
-  }
-  return true;
-}
 
 // The run's working folder becomes the package's: from then on a relative path may be anything that
 // the package holds.
@@ -102,8 +92,8 @@ Outcome write_line(int log, char const* line, size_t length) {
   struct stat status;
   // Other than a pipe, a terminal that was halted may have taken a part of the line.
   if (fstat(log, &status) == 0 && !S_ISFIFO(status.st_mode)) fcntl(log, F_SETFL, O_APPEND);
-  if (write_all(log, line, length)) return Outcome::kWritten;
-  int const error = errno;
+  int const error = zeva::write_all(log, {line, length});
+  if (error == 0) return Outcome::kWritten;
   bool const wait = is_worth_waiting(log, error);
   errno = error;
   return wait ? Outcome::kPipeNotReady : Outcome::kLost;
@@ -143,7 +133,7 @@ void tell_failure(int error) {
   char line[sizeof log_path + 256];
   int const length = snprintf(
       line, sizeof line, "zeva-migrate: log %s: %s; lines are missing from it\n", log_path, why);
-  write_all(STDERR_FILENO, line, static_cast<size_t>(length));
+  (void)zeva::write_all(STDERR_FILENO, {line, static_cast<size_t>(length)});
 }
 
 }  // namespace
@@ -174,7 +164,7 @@ void LogDebugMessage(char const* format, ...) {
   // Signals may interrupt the echo: nobody may be reading it.
   size_t echoed = strlen(message);
   message[echoed] = '\n';
-  write_all(STDOUT_FILENO, message, echoed + 1);
+  (void)zeva::write_all(STDOUT_FILENO, {message, echoed + 1});
 }
 
 void SyncDebugLog() {
