@@ -2,12 +2,12 @@
 // followed, and a file is new and on the disk before anyone sees it. Results are 0 or an errno.
 #pragma once
 
+#include "descriptor.h"
+
 #include <stdint.h>
 
 #include <string>
 #include <string_view>
-
-#include "descriptor.h"
 
 namespace zeva {
 

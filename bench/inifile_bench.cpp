@@ -9,7 +9,10 @@
 #include <glib.h>
 #include <INIReader.h>
 #define SI_NO_CONVERSION  // of characters: names and values are bytes, as in the others
+#include "nvconfigfile.h"
+
 #include <SimpleIni.h>
+
 #include <stdlib.h>
 #include <sys/wait.h>
 #include <time.h>
@@ -23,8 +26,6 @@
 #include <random>
 #include <string>
 #include <vector>
-
-#include "nvconfigfile.h"
 
 namespace {
 

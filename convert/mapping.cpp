@@ -1,9 +1,9 @@
 #include "mapping.h"
 
-#include <stdlib.h>
-
 #include "identifier.h"
 #include "runlog.h"
+
+#include <stdlib.h>
 
 namespace {
 

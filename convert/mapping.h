@@ -3,11 +3,11 @@
 // file, write_data stores them as values named like the keys.
 #pragma once
 
-#include <string>
-
 #include "nvconfigfile.h"
 #include "nvporegistry.h"
 #include "typedtext.h"
+
+#include <string>
 
 // One row of a table. Tables are arrays; rows and variables belong to the importer.
 struct _tag_MAP_ITEM {

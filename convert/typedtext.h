@@ -3,10 +3,10 @@
 // people.
 #pragma once
 
+#include "nvreg.h"
+
 #include <string>
 #include <vector>
-
-#include "nvreg.h"
 
 // The type numbers of typed text.
 enum tag_VALUE_TYPE : int {

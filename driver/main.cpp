@@ -3,6 +3,12 @@
 //   zeva-migrate PACKAGE [LOG]
 //   zeva-migrate --help | -h | --version
 
+#include "migrate.h"
+#include "result.h"
+#include "results.h"
+#include "runlog.h"
+#include "signals.h"
+
 #include <fcntl.h>
 #include <signal.h>
 #include <stdio.h>
@@ -10,12 +16,6 @@
 #include <string.h>
 #include <time.h>
 #include <unistd.h>
-
-#include "migrate.h"
-#include "result.h"
-#include "results.h"
-#include "runlog.h"
-#include "signals.h"
 
 namespace {
 

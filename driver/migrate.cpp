@@ -1,12 +1,5 @@
 #include "migrate.h"
 
-#include <setjmp.h>
-#include <signal.h>
-#include <unistd.h>
-
-#include <exception>
-#include <string>
-
 #include "commands.h"
 #include "fixed_text.h"
 #include "importers.h"
@@ -19,6 +12,13 @@
 #include "results.h"
 #include "run_lock.h"
 #include "runlog.h"
+
+#include <setjmp.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <exception>
+#include <string>
 
 namespace {
 

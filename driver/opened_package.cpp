@@ -1,5 +1,12 @@
 #include "opened_package.h"
 
+#include "commands.h"
+#include "fixed_text.h"
+#include "package_guard.h"
+#include "package_key.h"
+#include "results.h"
+#include "runlog.h"
+
 #include <fcntl.h>
 #include <signal.h>
 #include <stdio.h>
@@ -11,13 +18,6 @@
 #include <algorithm>
 #include <optional>
 #include <string>
-
-#include "commands.h"
-#include "fixed_text.h"
-#include "package_guard.h"
-#include "package_key.h"
-#include "results.h"
-#include "runlog.h"
 
 namespace {
 

@@ -1,5 +1,8 @@
 #include "package_guard.h"
 
+#include "checksum_list.h"
+#include "trusted_open.h"
+
 #include <fcntl.h>
 #include <limits.h>
 #include <linux/magic.h>
@@ -12,9 +15,6 @@
 #include <initializer_list>
 #include <string>
 #include <utility>
-
-#include "checksum_list.h"
-#include "trusted_open.h"
 
 namespace {
 

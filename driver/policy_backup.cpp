@@ -1,5 +1,12 @@
 #include "policy_backup.h"
 
+#include "commands.h"
+#include "descriptor.h"
+#include "fixed_text.h"
+#include "product_home.h"
+#include "results.h"
+#include "runlog.h"
+
 #include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
@@ -7,13 +14,6 @@
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include "commands.h"
-#include "descriptor.h"
-#include "fixed_text.h"
-#include "product_home.h"
-#include "results.h"
-#include "runlog.h"
 
 namespace {
 

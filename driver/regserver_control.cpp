@@ -1,13 +1,13 @@
 #include "regserver_control.h"
 
-#include <unistd.h>
-
 #include "commands.h"
 #include "fixed_text.h"
 #include "nvconfigfile.h"
 #include "product_home.h"
 #include "run_lock.h"
 #include "runlog.h"
+
+#include <unistd.h>
 
 namespace {
 

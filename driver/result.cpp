@@ -1,14 +1,14 @@
 #include "result.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include "fixed_text.h"
 #include "product_home.h"
 #include "results.h"
 #include "run_lock.h"
 #include "trusted_open.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 

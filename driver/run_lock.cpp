@@ -1,5 +1,8 @@
 #include "run_lock.h"
 
+#include "fixed_text.h"
+#include "product_home.h"
+
 #include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
@@ -8,9 +11,6 @@
 #include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include "fixed_text.h"
-#include "product_home.h"
 
 namespace {
 

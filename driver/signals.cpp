@@ -1,12 +1,12 @@
 #include "signals.h"
 
-#include <signal.h>
-
-#include <initializer_list>
-
 #include "opened_package.h"
 #include "result.h"
 #include "results.h"
+
+#include <signal.h>
+
+#include <initializer_list>
 
 SignalHandler my_signal(int number, SignalHandler handler) {
   struct sigaction action = {};

@@ -1,12 +1,12 @@
 #include "inireader.h"
 
+#include "storage.h"
+#include "trimname.h"
+
 #include <algorithm>
 #include <string>
 #include <utility>
 #include <vector>
-
-#include "storage.h"
-#include "trimname.h"
 
 namespace {
 

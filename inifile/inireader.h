@@ -2,9 +2,9 @@
 // those who write such files.
 #pragma once
 
-#include <string_view>
-
 #include "nvconfigfile.h"
+
+#include <string_view>
 
 namespace zeva {
 

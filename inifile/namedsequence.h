@@ -3,6 +3,9 @@
 // through it is quicker.
 #pragma once
 
+#include "namehash.h"
+#include "storage.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -11,9 +14,6 @@
 #include <string_view>
 #include <utility>
 #include <vector>
-
-#include "namehash.h"
-#include "storage.h"
 
 namespace zeva {
 

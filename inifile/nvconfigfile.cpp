@@ -1,9 +1,9 @@
 #include "nvconfigfile.h"
 
-#include <fcntl.h>
-
 #include "files.h"
 #include "inireader.h"
+
+#include <fcntl.h>
 
 int NvConfigFile::readfile() {
   zeva::Descriptor const file(open(path_.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));

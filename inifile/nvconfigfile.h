@@ -6,14 +6,14 @@
 // lookup that fails leaves its output as it was. Copying copies the whole model.
 #pragma once
 
+#include "namedsequence.h"
+#include "nvsectionpair.h"
+
 #include <cstdio>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
-
-#include "namedsequence.h"
-#include "nvsectionpair.h"
 
 namespace zeva {
 

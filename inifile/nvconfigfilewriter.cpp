@@ -1,12 +1,12 @@
 // The half of NvConfigFile that writes: the text of a model, and changes to it.
+#include "files.h"
+#include "nvconfigfile.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-
-#include "files.h"
-#include "nvconfigfile.h"
 
 namespace {
 

@@ -3,13 +3,13 @@
 // the element itself.
 #pragma once
 
-#include <string>
-#include <string_view>
-#include <vector>
-
 #include "namedsequence.h"
 #include "nvcomment.h"
 #include "nvkeypair.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
 
 class Nvinielement {
  public:

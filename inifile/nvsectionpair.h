@@ -1,10 +1,10 @@
 // One section entry of a file: the name it is looked up by, and the section.
 #pragma once
 
+#include "nvinielement.h"
+
 #include <string>
 #include <utility>
-
-#include "nvinielement.h"
 
 class Nvsectionpair {
  public:

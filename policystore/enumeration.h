@@ -1,12 +1,12 @@
 // Enumerations of the gateway's libraries.
 #pragma once
 
+#include "nvreg.h"
+
 #include <stdint.h>
 
 #include <string>
 #include <vector>
-
-#include "nvreg.h"
 
 namespace zeva {
 

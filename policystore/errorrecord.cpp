@@ -1,14 +1,14 @@
 #include "errorrecord.h"
 
+#include "console.h"
+#include "product_home.h"
+
 #include <stdio.h>
 #include <stdlib.h>
 
 #include <new>
 #include <utility>
 #include <vector>
-
-#include "console.h"
-#include "product_home.h"
 
 namespace {
 

@@ -5,11 +5,11 @@
 // with their arguments), and up to four arguments. Texts of failures not yet fetched join in order.
 #pragma once
 
-#include <initializer_list>
-#include <string>
-
 #include "nvreg.h"
 #include "nvresbundle.h"
+
+#include <initializer_list>
+#include <string>
 
 class ErrorRecord {
  public:

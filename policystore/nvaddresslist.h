@@ -4,10 +4,10 @@
 // Results are 0 for success and -1 for failure; a failure leaves its text in the error record.
 #pragma once
 
+#include "policyhive.h"
+
 #include <string>
 #include <vector>
-
-#include "policyhive.h"
 
 struct Nvnamestringpair {
   std::string iname;

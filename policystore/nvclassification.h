@@ -7,14 +7,14 @@
 // the first back with closeclass and the second with nvpol_closeAction.
 #pragma once
 
+#include "nvregentry.h"
+#include "policyhive.h"
+
 #include <stdint.h>
 
 #include <map>
 #include <string>
 #include <vector>
-
-#include "nvregentry.h"
-#include "policyhive.h"
 
 // One action's attributes. At most 256 bytes of the display name and 512 of the comment are stored.
 struct Nvactionattr {

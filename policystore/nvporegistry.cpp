@@ -1,13 +1,13 @@
 #include "nvporegistry.h"
 
+#include "console.h"
+#include "enumeration.h"
+#include "openkey.h"
+
 #include <string.h>
 
 #include <algorithm>
 #include <charconv>
-
-#include "console.h"
-#include "enumeration.h"
-#include "openkey.h"
 
 namespace {
 

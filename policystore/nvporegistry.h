@@ -10,15 +10,15 @@
 // is destroyed. Calls that take a path open the key themselves, as nvregopenkey does, and close it.
 #pragma once
 
+#include "errorrecord.h"
+#include "nvreg.h"
+#include "nvregentry.h"
+
 #include <stdint.h>
 
 #include <map>
 #include <string>
 #include <vector>
-
-#include "errorrecord.h"
-#include "nvreg.h"
-#include "nvregentry.h"
 
 class NvPoRegistry : public ErrorRecord {
  public:

@@ -1,13 +1,13 @@
 #include "nvregentry.h"
 
+#include "console.h"
+
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
 #include <algorithm>
 #include <utility>
-
-#include "console.h"
 
 namespace {
 

@@ -5,12 +5,12 @@
 // others keep what they last held.
 #pragma once
 
+#include "nvreg.h"
+
 #include <stdint.h>
 
 #include <string>
 #include <vector>
-
-#include "nvreg.h"
 
 class Nvregentry {
  public:

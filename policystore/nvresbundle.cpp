@@ -1,8 +1,8 @@
 #include "nvresbundle.h"
 
-#include <unicode/msgfmt.h>
-
 #include "console.h"
+
+#include <unicode/msgfmt.h>
 
 namespace {
 

@@ -1,10 +1,10 @@
 #include "nvrulehive.h"
 
+#include "buffers.h"
+
 #include <stdio.h>
 
 #include <utility>
-
-#include "buffers.h"
 
 using zeva::append_names;
 using zeva::field_text;

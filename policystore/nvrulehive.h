@@ -7,13 +7,13 @@
 // leaves its text in the error record. Enumerations append, in the order of creation.
 #pragma once
 
+#include "policyhive.h"
+
 #include <stdint.h>
 
 #include <map>
 #include <string>
 #include <vector>
-
-#include "policyhive.h"
 
 class NvRuleHive : public PolicyHive {
  public:

@@ -1,9 +1,9 @@
 // An open registry key that closes itself, so that no way out of an importer forgets it.
 #pragma once
 
-#include <string>
-
 #include "nvporegistry.h"
+
+#include <string>
 
 class OpenKey {
  public:

@@ -2,14 +2,14 @@
 // opened on and the hive's handle.
 #pragma once
 
+#include "enumeration.h"
+#include "nvpol.h"
+#include "nvporegistry.h"
+
 #include <string.h>
 
 #include <string>
 #include <vector>
-
-#include "enumeration.h"
-#include "nvpol.h"
-#include "nvporegistry.h"
 
 class PolicyHive : public ErrorRecord {
  protected:

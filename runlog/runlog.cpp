@@ -1,5 +1,8 @@
 #include "runlog.h"
 
+#include "files.h"
+#include "trusted_open.h"
+
 #include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
@@ -15,9 +18,6 @@
 #include <unistd.h>
 
 #include <initializer_list>
-
-#include "files.h"
-#include "trusted_open.h"
 
 namespace {
 

@@ -3,9 +3,9 @@
 // is null, and for a negative count, which leaves the array as it is.
 #pragma once
 
-#include <stddef.h>
-
 #include "nvpol.h"
+
+#include <stddef.h>
 
 // Fills the first count slots with zeroed buffers of size bytes and the next one with null: the
 // array has count + 1 slots.

@@ -1,8 +1,8 @@
 #include "homepath.h"
 
-#include <stdio.h>
-
 #include "product_home.h"
+
+#include <stdio.h>
 
 char const* gethomepath() {
   static char home[256];

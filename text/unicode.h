@@ -6,12 +6,13 @@
 // page does not have becomes its substitute.
 #pragma once
 
-#include <stdint.h>
+#include "nvpol.h"
+
 #include <unicode/unistr.h>
 
-#include <string>
+#include <stdint.h>
 
-#include "nvpol.h"
+#include <string>
 
 // Copies the text's UTF-16 units, text.length() of them, without a terminator.
 int ustringtouchar(icu::UnicodeString const& text, UChar* buffer);

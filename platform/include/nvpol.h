@@ -29,9 +29,9 @@
  */
 #pragma once
 
-#include <stdint.h>
-
 #include "nvreg.h"
+
+#include <stdint.h>
 
 #ifdef __cplusplus
 extern "C" {

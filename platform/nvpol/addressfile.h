@@ -1,10 +1,10 @@
 // The file of addresses that an administrator hands over, as a spreadsheet writes it.
 #pragma once
 
+#include "nvpol.h"
+
 #include <string>
 #include <vector>
-
-#include "nvpol.h"
 
 namespace zeva {
 

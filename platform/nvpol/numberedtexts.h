@@ -2,11 +2,11 @@
 // order. So are a rule's conditions, its inactive tasks and an address list's addresses kept.
 #pragma once
 
+#include "nvpol.h"
+
 #include <functional>
 #include <string>
 #include <vector>
-
-#include "nvpol.h"
 
 namespace zeva {
 

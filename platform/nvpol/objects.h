@@ -17,12 +17,12 @@
 // end are the bodies of exported calls and throw nothing.
 #pragma once
 
+#include "nvpol.h"
+
 #include <functional>
 #include <new>
 #include <string>
 #include <string_view>
-
-#include "nvpol.h"
 
 namespace zeva {
 

@@ -1,11 +1,11 @@
 // Attribute records as values of an object's key: each attribute under the name of its field.
 #pragma once
 
+#include "objects.h"
+
 #include <string.h>
 
 #include <string>
-
-#include "objects.h"
 
 namespace zeva {
 

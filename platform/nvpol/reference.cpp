@@ -1,9 +1,9 @@
 // Which rule refers to a classification or an address list.
-#include <vector>
-
 #include "numberedtexts.h"
 #include "objects.h"
 #include "rulelayout.h"
+
+#include <vector>
 
 using namespace zeva;
 

@@ -1,9 +1,9 @@
 // Rules, their conditions and their lists of inactive tasks.
-#include <algorithm>
-
 #include "numberedtexts.h"
 #include "records.h"
 #include "rulelayout.h"
+
+#include <algorithm>
 
 using namespace zeva;
 

@@ -8,9 +8,9 @@
 //   task   Classification     a key with a value for each outcome
 #pragma once
 
-#include <string>
-
 #include "nvpol.h"
+
+#include <string>
 
 namespace zeva {
 

@@ -1,5 +1,10 @@
 #include "connection.h"
 
+#include "frame.h"
+#include "nvreg.h"
+#include "product_home.h"
+#include "proof.h"
+
 #include <arpa/inet.h>
 #include <errno.h>
 #include <fcntl.h>
@@ -13,11 +18,6 @@
 
 #include <chrono>
 #include <thread>
-
-#include "frame.h"
-#include "nvreg.h"
-#include "product_home.h"
-#include "proof.h"
 
 namespace zeva {
 

@@ -4,11 +4,11 @@
 // was or the change made whole; this object is then good for nothing but being dropped.
 #pragma once
 
+#include "registry.pb.h"
+
 #include <stdint.h>
 
 #include <string>
-
-#include "registry.pb.h"
 
 namespace zeva {
 

@@ -1,5 +1,8 @@
 #include "nvreg.h"
 
+#include "connection.h"
+#include "regpath.h"
+
 #include <string.h>
 
 #include <charconv>
@@ -8,9 +11,6 @@
 #include <string>
 #include <string_view>
 #include <utility>
-
-#include "connection.h"
-#include "regpath.h"
 
 using zeva::Connection;
 using zeva::wire::Answer;

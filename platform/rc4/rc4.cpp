@@ -4,10 +4,11 @@
 // that whatever ends the command leaves either the old content or the new. Exit status: 0 done,
 // 1 the file or key cannot be used, 2 wrong command line.
 
+#include <nettle/arcfour.h>
+
 #include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
-#include <nettle/arcfour.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>

@@ -1,5 +1,7 @@
 #include "background.h"
 
+#include "files.h"
+
 #include <errno.h>
 #include <fcntl.h>
 #include <stdio.h>
@@ -7,8 +9,6 @@
 #include <unistd.h>
 
 #include <string_view>
-
-#include "files.h"
 
 namespace zeva {
 

@@ -1,10 +1,10 @@
 #include "cookie.h"
 
-#include <errno.h>
-#include <string.h>
-
 #include "files.h"
 #include "proof.h"
+
+#include <errno.h>
+#include <string.h>
 
 namespace zeva {
 

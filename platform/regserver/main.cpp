@@ -1,5 +1,10 @@
 // regserver: the registry server. With --background it returns once it answers.
 
+#include "background.h"
+#include "product_home.h"
+#include "report.h"
+#include "server.h"
+
 #include <errno.h>
 #include <signal.h>
 #include <stdio.h>
@@ -10,11 +15,6 @@
 #include <exception>
 #include <memory>
 #include <string>
-
-#include "background.h"
-#include "product_home.h"
-#include "report.h"
-#include "server.h"
 
 namespace {
 

@@ -1,11 +1,11 @@
 // Who is at the other end of a connection over the loopback address, as the kernel knows it.
 #pragma once
 
-#include <stdint.h>
+#include "descriptor.h"
 
 #include <asio/ip/tcp.hpp>
 
-#include "descriptor.h"
+#include <stdint.h>
 
 namespace zeva {
 

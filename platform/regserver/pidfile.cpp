@@ -1,8 +1,8 @@
 #include "pidfile.h"
 
-#include <unistd.h>
-
 #include "files.h"
+
+#include <unistd.h>
 
 namespace zeva {
 

@@ -1,11 +1,11 @@
 #include "report.h"
 
+#include "files.h"
+
 #include <fcntl.h>
 #include <stdio.h>
 #include <time.h>
 #include <unistd.h>
-
-#include "files.h"
 
 namespace zeva {
 

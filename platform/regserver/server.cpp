@@ -1,15 +1,15 @@
 #include "server.h"
 
+#include "cookie.h"
+#include "report.h"
+#include "settings.h"
+
 #include <signal.h>
 #include <string.h>
 
 #include <algorithm>
 #include <chrono>
 #include <utility>
-
-#include "cookie.h"
-#include "report.h"
-#include "settings.h"
 
 namespace zeva {
 

@@ -2,18 +2,19 @@
 // serves them from one thread until a signal ends it. On its end it writes nothing to the store.
 #pragma once
 
-#include <asio/io_context.hpp>
-#include <asio/ip/tcp.hpp>
-#include <asio/signal_set.hpp>
-#include <asio/steady_timer.hpp>
-#include <list>
-#include <memory>
-#include <string>
-
 #include "peer.h"
 #include "pidfile.h"
 #include "session.h"
 #include "store.h"
+
+#include <asio/io_context.hpp>
+#include <asio/ip/tcp.hpp>
+#include <asio/signal_set.hpp>
+#include <asio/steady_timer.hpp>
+
+#include <list>
+#include <memory>
+#include <string>
 
 namespace zeva {
 

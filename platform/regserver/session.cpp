@@ -1,13 +1,14 @@
 #include "session.h"
 
-#include <asio/buffer.hpp>
-#include <asio/read.hpp>
-#include <asio/write.hpp>
-#include <utility>
-
 #include "answer.h"
 #include "nvreg.h"
 #include "proof.h"
+
+#include <asio/buffer.hpp>
+#include <asio/read.hpp>
+#include <asio/write.hpp>
+
+#include <utility>
 
 namespace zeva {
 

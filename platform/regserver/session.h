@@ -4,14 +4,15 @@
 // itself it can make the server hold no more than a small frame.
 #pragma once
 
-#include <array>
+#include "frame.h"
+#include "store.h"
+
 #include <asio/ip/tcp.hpp>
+
+#include <array>
 #include <functional>
 #include <memory>
 #include <string>
-
-#include "frame.h"
-#include "store.h"
 
 namespace zeva {
 

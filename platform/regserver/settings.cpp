@@ -1,12 +1,12 @@
 #include "settings.h"
 
+#include "nvconfigfile.h"
+
 #include <errno.h>
 #include <string.h>
 #include <unistd.h>
 
 #include <charconv>
-
-#include "nvconfigfile.h"
 
 namespace zeva {
 

@@ -1,13 +1,13 @@
 #include "loader.h"
 
+#include "files.h"
+#include "redolog.h"
+#include "snapshot.h"
+
 #include <errno.h>
 #include <string.h>
 
 #include <algorithm>
-
-#include "files.h"
-#include "redolog.h"
-#include "snapshot.h"
 
 namespace zeva {
 

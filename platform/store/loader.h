@@ -4,13 +4,13 @@
 // of the changes since then; cFlt_db.xml.bak, the snapshot before the current one.
 #pragma once
 
+#include "tree.h"
+
 #include <stdint.h>
 
 #include <memory>
 #include <string>
 #include <vector>
-
-#include "tree.h"
 
 namespace zeva {
 

@@ -1,13 +1,14 @@
 #include "redolog.h"
 
+#include "frame.h"
+#include "nvreg.h"
+
+#include <zlib.h>
+
 #include <errno.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <zlib.h>
-
-#include "frame.h"
-#include "nvreg.h"
 
 namespace zeva {
 

@@ -5,14 +5,14 @@
 // that was written into another log than it was meant for, or elsewhere, counts for nothing.
 #pragma once
 
+#include "files.h"
+#include "tree.h"
+
 #include <stddef.h>
 #include <stdint.h>
 
 #include <string>
 #include <string_view>
-
-#include "files.h"
-#include "tree.h"
 
 namespace zeva {
 

@@ -1,21 +1,22 @@
 #include "snapshot.h"
 
+#include "nvreg.h"
+#include "regpath.h"
+#include "text.h"
+
+#include <pugixml.hpp>
+#include <zlib.h>
+
 #include <inttypes.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <zlib.h>
 
 #include <algorithm>
 #include <charconv>
 #include <optional>
-#include <pugixml.hpp>
 #include <string_view>
 #include <vector>
-
-#include "nvreg.h"
-#include "regpath.h"
-#include "text.h"
 
 namespace zeva {
 

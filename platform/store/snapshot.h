@@ -2,11 +2,11 @@
 // the generation that says which log continues it. docs/store-files.md shows one.
 #pragma once
 
+#include "tree.h"
+
 #include <stdint.h>
 
 #include <string>
-
-#include "tree.h"
 
 namespace zeva {
 

@@ -1,5 +1,9 @@
 #include "store.h"
 
+#include "loader.h"
+#include "nvreg.h"
+#include "snapshot.h"
+
 #include <errno.h>
 #include <fcntl.h>
 #include <string.h>
@@ -8,10 +12,6 @@
 
 #include <algorithm>
 #include <utility>
-
-#include "loader.h"
-#include "nvreg.h"
-#include "snapshot.h"
 
 namespace zeva {
 

@@ -6,16 +6,16 @@
 // no more changes.
 #pragma once
 
+#include "files.h"
+#include "redolog.h"
+#include "tree.h"
+
 #include <stdint.h>
 #include <sys/stat.h>
 
 #include <memory>
 #include <string>
 #include <vector>
-
-#include "files.h"
-#include "redolog.h"
-#include "tree.h"
 
 namespace zeva {
 

@@ -1,9 +1,9 @@
 #include "tree.h"
 
-#include <memory>
-
 #include "nvreg.h"
 #include "regpath.h"
+
+#include <memory>
 
 namespace zeva {
 

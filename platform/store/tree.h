@@ -4,6 +4,9 @@
 // depth of the tree: walk() is the way through it.
 #pragma once
 
+#include "ordered.h"
+#include "registry.pb.h"
+
 #include <stddef.h>
 #include <stdint.h>
 
@@ -11,9 +14,6 @@
 #include <string_view>
 #include <utility>
 #include <vector>
-
-#include "ordered.h"
-#include "registry.pb.h"
 
 namespace zeva {
 

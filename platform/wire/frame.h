@@ -5,13 +5,13 @@
 // A peer that breaks a bound or sends what is no message loses its connection.
 #pragma once
 
+#include "registry.pb.h"
+
 #include <stddef.h>
 #include <stdint.h>
 
 #include <string>
 #include <string_view>
-
-#include "registry.pb.h"
 
 namespace zeva {
 

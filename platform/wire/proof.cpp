@@ -2,6 +2,7 @@
 
 #include <nettle/hmac.h>
 #include <nettle/memops.h>
+
 #include <sys/random.h>
 
 namespace zeva {

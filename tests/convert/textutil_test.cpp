@@ -1,6 +1,3 @@
-#include <gmock/gmock.h>
-#include <stdlib.h>
-
 #include "homepath.h"
 #include "names.h"
 #include "scratch_folder.h"
@@ -8,6 +5,10 @@
 #include "unicode.h"
 #include "updatelog.h"
 #include "version.h"
+
+#include <gmock/gmock.h>
+
+#include <stdlib.h>
 
 TEST(TextUtil, SplitsTrimsAndNames) {
   std::string first = "x", second = "y";

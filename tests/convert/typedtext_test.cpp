@@ -1,11 +1,12 @@
 #include "typedtext.h"
 
+#include "identifier.h"
+
 #include <gmock/gmock.h>
+
 #include <stdlib.h>
 #include <string.h>
 #include <time.h>
-
-#include "identifier.h"
 
 using testing::AnyOf;
 using testing::ElementsAre;

@@ -2,16 +2,16 @@
 // one side only is a failure. Which keys the importers ask for comes from the examination of the
 // example, which importer_reads_test.cpp holds against the importers.
 
+#include "examine.h"
+#include "nvconfigfile.h"
+#include "project_text.h"
+
 #include <ctype.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <map>
 #include <sstream>
-
-#include "examine.h"
-#include "nvconfigfile.h"
-#include "project_text.h"
 
 namespace fs = std::filesystem;
 

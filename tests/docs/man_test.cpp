@@ -1,10 +1,10 @@
 // The manual pages and the code know the same options, kinds of findings and results.
 
-#include <gmock/gmock.h>
-
 #include "command.h"
 #include "project_text.h"
 #include "results.h"
+
+#include <gmock/gmock.h>
 
 namespace {
 

@@ -1,6 +1,7 @@
 #include "fixed_text.h"
 
 #include <gtest/gtest.h>
+
 #include <stdio.h>
 
 #include <string>

@@ -1,14 +1,15 @@
 #include "package_guard.h"
 
+#include "scratch_folder.h"
+
 #include <gtest/gtest.h>
+
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
-
-#include "scratch_folder.h"
 
 namespace fs = std::filesystem;
 

@@ -3,8 +3,13 @@
 
 #include "policy_backup.h"
 
+#include "run_log.h"
+#include "runlog.h"
+#include "scratch_folder.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -15,10 +20,6 @@
 #include <regex>
 #include <string>
 #include <vector>
-
-#include "run_log.h"
-#include "runlog.h"
-#include "scratch_folder.h"
 
 namespace fs = std::filesystem;
 using ::testing::ElementsAre;

@@ -2,15 +2,16 @@
 
 #include "result.h"
 
+#include "scratch_folder.h"
+
 #include <gtest/gtest.h>
+
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <string>
-
-#include "scratch_folder.h"
 
 namespace fs = std::filesystem;
 

@@ -1,7 +1,10 @@
 #include "runlog.h"
 
+#include "scratch_folder.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
 #include <setjmp.h>
 #include <signal.h>
 #include <stdlib.h>
@@ -13,8 +16,6 @@
 #include <filesystem>
 #include <sstream>
 #include <string>
-
-#include "scratch_folder.h"
 
 namespace fs = std::filesystem;
 

@@ -3,11 +3,12 @@
 // The scripts hold or watch a run at known places by commands of their own, in front of those that
 // the run calls.
 
+#include "sandbox.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include "sandbox.h"
+#include <unistd.h>
 
 using ::testing::_;
 using ::testing::Contains;

@@ -1,11 +1,12 @@
 // The installed tool, end to end: every result with its log, exit status, result file, and the
 // store and /tmp afterwards.
 
+#include "sandbox.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include "sandbox.h"
+#include <unistd.h>
 
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;

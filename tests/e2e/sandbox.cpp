@@ -1,13 +1,13 @@
 #include "sandbox.h"
 
+#include "package_key.h"
+
 #include <stdlib.h>
 #include <sys/wait.h>
 
 #include <algorithm>
 #include <fstream>
 #include <sstream>
-
-#include "package_key.h"
 
 namespace fs = std::filesystem;
 

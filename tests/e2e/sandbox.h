@@ -4,11 +4,11 @@
 // process has ended.
 #pragma once
 
+#include "scratch_folder.h"
+
 #include <filesystem>
 #include <string>
 #include <vector>
-
-#include "scratch_folder.h"
 
 using Lines = std::vector<std::string>;
 

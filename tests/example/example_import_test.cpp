@@ -2,6 +2,13 @@
 // and what becomes of it when its values are those that are easily spoilt on the way. after_example
 // and after_second_export are the store's dump then, a key a line, in JSON: a line of theirs is
 // changed only for a reason. The test leaves what it has found beside its program.
+#include "command.h"
+#include "importers.h"
+#include "registry_client.h"
+#include "run_log.h"
+#include "runlog.h"
+#include "scratch_home.h"
+
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -10,13 +17,6 @@
 #include <iterator>
 #include <map>
 #include <set>
-
-#include "command.h"
-#include "importers.h"
-#include "registry_client.h"
-#include "run_log.h"
-#include "runlog.h"
-#include "scratch_home.h"
 
 namespace fs = std::filesystem;
 

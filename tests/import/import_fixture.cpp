@@ -1,9 +1,9 @@
 #include "import_fixture.h"
 
-#include <algorithm>
-
 #include "run_log.h"
 #include "runlog.h"
+
+#include <algorithm>
 
 namespace fs = std::filesystem;
 

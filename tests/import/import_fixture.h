@@ -2,16 +2,16 @@
 // run log, the store read back, and failures of the registry library.
 #pragma once
 
+#include "nvporegistry.h"
+#include "registry_client.h"
+#include "scratch_home.h"
+
 #include <gmock/gmock.h>
 
 #include <filesystem>
 #include <map>
 #include <string>
 #include <vector>
-
-#include "nvporegistry.h"
-#include "registry_client.h"
-#include "scratch_home.h"
 
 using Lines = std::vector<std::string>;
 using Export = std::map<std::string, std::string>;  // text by file name

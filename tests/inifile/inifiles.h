@@ -1,10 +1,10 @@
 // What the INI tests share: a folder for files and a text that shows all of a model.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include "nvconfigfile.h"
 #include "scratch_folder.h"
+
+#include <gtest/gtest.h>
 
 class IniFiles : public testing::Test {
  protected:

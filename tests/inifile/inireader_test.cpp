@@ -1,16 +1,17 @@
 #include "inireader.h"
 
-#include <fcntl.h>
+#include "files.h"
+#include "inifiles.h"
+
 #include <gtest/gtest.h>
+
+#include <fcntl.h>
 #include <malloc.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <new>
 #include <random>
-
-#include "files.h"
-#include "inifiles.h"
 
 using namespace std::string_literals;
 

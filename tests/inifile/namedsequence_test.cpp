@@ -1,10 +1,10 @@
 #include "namedsequence.h"
 
+#include "nvkeypair.h"
+
 #include <gtest/gtest.h>
 
 #include <random>
-
-#include "nvkeypair.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 #include "nvconfigfile.h"
 
-#include <gtest/gtest.h>
-
 #include "inifiles.h"
+
+#include <gtest/gtest.h>
 
 namespace {
 

@@ -1,9 +1,10 @@
+#include "inifiles.h"
+
 #include <gtest/gtest.h>
+
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-
-#include "inifiles.h"
 
 namespace {
 

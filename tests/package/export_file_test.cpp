@@ -1,11 +1,12 @@
 // The door to the package's files: what it opens, and what it must not.
 #include "export_file.h"
 
+#include "scratch_folder.h"
+
 #include <gtest/gtest.h>
+
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include "scratch_folder.h"
 
 namespace fs = std::filesystem;
 

@@ -1,9 +1,9 @@
 // What a caller of the C interface relies on, against the real server.
-#include <gtest/gtest.h>
-
 #include "nvreg.h"
 #include "registry_client.h"
 #include "scratch_home.h"
+
+#include <gtest/gtest.h>
 
 namespace {
 

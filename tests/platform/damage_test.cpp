@@ -1,11 +1,4 @@
 // Damage of every kind to the store's files, and how much must survive it.
-#include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/resource.h>
-
-#include <filesystem>
-#include <random>
-
 #include "loader.h"
 #include "nvreg.h"
 #include "redolog.h"
@@ -13,6 +6,14 @@
 #include "snapshot.h"
 #include "store.h"
 #include "store_content.h"
+
+#include <gtest/gtest.h>
+
+#include <signal.h>
+#include <sys/resource.h>
+
+#include <filesystem>
+#include <random>
 
 namespace {
 

@@ -1,7 +1,15 @@
 // Clients that break the rules get nowhere, and another client never notices them.
+#include "files.h"
+#include "frame.h"
+#include "nvreg.h"
+#include "proof.h"
+#include "registry_client.h"
+#include "scratch_home.h"
+
+#include <gtest/gtest.h>
+
 #include <arpa/inet.h>
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <net/if.h>
 #include <netinet/in.h>
 #include <sched.h>
@@ -18,13 +26,6 @@
 #include <fstream>
 #include <functional>
 #include <thread>
-
-#include "files.h"
-#include "frame.h"
-#include "nvreg.h"
-#include "proof.h"
-#include "registry_client.h"
-#include "scratch_home.h"
 
 namespace {
 

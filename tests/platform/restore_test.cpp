@@ -1,6 +1,14 @@
 // The migration's way with the store: plain copies of three files while the server runs, put back
 // over the running server's on a failure, the server stopped after that.
+#include "loader.h"
+#include "nvreg.h"
+#include "registry_client.h"
+#include "scratch_home.h"
+#include "store.h"
+#include "store_content.h"
+
 #include <gtest/gtest.h>
+
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/stat.h>
@@ -11,13 +19,6 @@
 #include <functional>
 #include <set>
 #include <string_view>
-
-#include "loader.h"
-#include "nvreg.h"
-#include "registry_client.h"
-#include "scratch_home.h"
-#include "store.h"
-#include "store_content.h"
 
 // Called before each call that changes files or waits for the disk, with its name; a write stops
 // once more before its last byte.

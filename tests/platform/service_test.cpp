@@ -1,14 +1,15 @@
 // The service script, as the migration and an administrator run it.
+#include "registry_client.h"
+#include "scratch_home.h"
+
 #include <gtest/gtest.h>
+
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/wait.h>
 
 #include <filesystem>
 #include <fstream>
-
-#include "registry_client.h"
-#include "scratch_home.h"
 
 namespace {
 

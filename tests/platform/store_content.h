@@ -2,12 +2,12 @@
 // client sees of it.
 #pragma once
 
-#include <string>
-#include <vector>
-
 #include "registry_client.h"
 #include "store.h"
 #include "tree.h"
+
+#include <string>
+#include <vector>
 
 // A value of the root.
 inline int32_t set_value(zeva::Store& store, std::string const& name, std::string const& data) {

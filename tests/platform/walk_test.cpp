@@ -1,17 +1,17 @@
 // A long random walk over the registry beside a plain model of it, with servers that are stopped
 // and killed in between.
+#include "loader.h"
+#include "nvreg.h"
+#include "registry_client.h"
+#include "scratch_home.h"
+#include "store_content.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <memory>
 #include <random>
-
-#include "loader.h"
-#include "nvreg.h"
-#include "registry_client.h"
-#include "scratch_home.h"
-#include "store_content.h"
 
 namespace {
 

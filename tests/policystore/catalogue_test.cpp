@@ -1,17 +1,18 @@
 // The error record and the messages it is made of, from the catalogue as it is installed.
 
-#include <gmock/gmock.h>
-#include <stdlib.h>
-#include <unicode/uloc.h>
-
-#include <filesystem>
-#include <map>
-#include <memory>
-
 #include "nvaddresslist.h"
 #include "nvclassification.h"
 #include "nvrulehive.h"
 #include "scratch_home.h"
+
+#include <gmock/gmock.h>
+#include <unicode/uloc.h>
+
+#include <stdlib.h>
+
+#include <filesystem>
+#include <map>
+#include <memory>
 
 namespace fs = std::filesystem;
 using testing::EndsWith;

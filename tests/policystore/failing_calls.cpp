@@ -1,10 +1,10 @@
 #include "failing_calls.h"
 
+#include "nvpol.h"
+
 #include <stdlib.h>
 
 #include <new>
-
-#include "nvpol.h"
 
 std::string failing_call;
 bool out_of_memory = false;

@@ -2,9 +2,9 @@
 
 #include "nvaddresslist.h"
 
-#include <fstream>
-
 #include "policy_store.h"
+
+#include <fstream>
 
 using testing::ElementsAre;
 

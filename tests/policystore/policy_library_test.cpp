@@ -1,10 +1,10 @@
 // The bundled policy library where its wrappers do not reach: records and buffers at
 // their bounds, texts and handles that are none.
 
-#include <string.h>
-
 #include "nvpol.h"
 #include "policy_store.h"
+
+#include <string.h>
 
 namespace {
 

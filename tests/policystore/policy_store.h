@@ -2,6 +2,12 @@
 // record.
 #pragma once
 
+#include "failing_calls.h"
+#include "nvporegistry.h"
+#include "openkey.h"
+#include "policyhive.h"
+#include "scratch_home.h"
+
 #include <gmock/gmock.h>
 
 #include <filesystem>
@@ -10,12 +16,6 @@
 #include <span>
 #include <string>
 #include <vector>
-
-#include "failing_calls.h"
-#include "nvporegistry.h"
-#include "openkey.h"
-#include "policyhive.h"
-#include "scratch_home.h"
 
 using Handle = _NvPolComHandle*;
 using Texts = std::vector<std::string>;

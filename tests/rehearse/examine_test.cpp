@@ -1,12 +1,12 @@
 #include "examine.h"
 
-#include <gmock/gmock.h>
-
-#include <regex>
-
 #include "command.h"
 #include "listed_files.h"
 #include "work_folder.h"
+
+#include <gmock/gmock.h>
+
+#include <regex>
 
 namespace {
 

@@ -1,14 +1,14 @@
 // The examination knows by itself what the importers ask for. Here they are asked: every importer
 // runs over the example, and what they read must be what the examination calls read.
 
-#include <gmock/gmock.h>
-
 #include "examine.h"
 #include "importers.h"
 #include "nvconfigfile.h"
 #include "runlog.h"
 #include "scratch_home.h"
 #include "work_folder.h"
+
+#include <gmock/gmock.h>
 
 namespace {
 

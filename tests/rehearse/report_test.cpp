@@ -1,12 +1,12 @@
 #include "report.h"
 
+#include "nvreg.h"
+#include "registry_view.h"
+
 #include <gmock/gmock.h>
 
 #include <regex>
 #include <sstream>
-
-#include "nvreg.h"
-#include "registry_view.h"
 
 namespace {
 

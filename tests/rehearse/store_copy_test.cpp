@@ -2,13 +2,14 @@
 
 #include "store_copy.h"
 
+#include "work_folder.h"
+
+#include <gmock/gmock.h>
+
 #include <errno.h>
 #include <sys/types.h>
 
-#include <gmock/gmock.h>
 #include <functional>
-
-#include "work_folder.h"
 
 namespace {
 

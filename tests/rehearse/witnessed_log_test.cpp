@@ -1,8 +1,8 @@
 #include "witnessed_log.h"
 
-#include <gmock/gmock.h>
-
 #include "work_folder.h"
+
+#include <gmock/gmock.h>
 
 namespace {
 

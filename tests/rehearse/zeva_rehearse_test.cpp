@@ -1,14 +1,14 @@
 // The installed zeva-rehearse, over the store of a gateway that goes on serving.
 
-#include <gmock/gmock.h>
-
-#include <nlohmann/json.hpp>
-#include <optional>
-
 #include "package_key.h"
 #include "registry_client.h"
 #include "scratch_home.h"
 #include "work_folder.h"
+
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+
+#include <optional>
 
 namespace {
 

@@ -1,7 +1,10 @@
 // The registry through its C interface, by paths from the root.
 #pragma once
 
+#include "nvreg.h"
+
 #include <gtest/gtest.h>
+
 #include <stdint.h>
 
 #include <optional>
@@ -9,8 +12,6 @@
 #include <string>
 #include <utility>
 #include <vector>
-
-#include "nvreg.h"
 
 // A value as the registry library gives it back: its type number and its very bytes.
 struct StoredValue {

@@ -7,11 +7,11 @@
 //   NvPoRegistry registry(home.address());
 #pragma once
 
+#include "scratch_folder.h"
+
 #include <sys/types.h>
 
 #include <string>
-
-#include "scratch_folder.h"
 
 // Binds a socket to a free port of the loopback address, and returns its number.
 int bind_to_loopback(int socket);

@@ -1,7 +1,7 @@
-#include <gmock/gmock.h>
-
 #include "package_key.h"
 #include "work_folder.h"
+
+#include <gmock/gmock.h>
 
 namespace {
 

@@ -1,7 +1,8 @@
-#include <gmock/gmock.h>
-#include <sys/stat.h>
-
 #include "work_folder.h"
+
+#include <gmock/gmock.h>
+
+#include <sys/stat.h>
 
 namespace {
 

@@ -1,12 +1,12 @@
-#include <gmock/gmock.h>
-
-#include <algorithm>
-#include <optional>
-
 #include "command.h"
 #include "registry_client.h"
 #include "scratch_home.h"
 #include "work_folder.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <optional>
 
 namespace {
 

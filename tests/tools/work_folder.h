@@ -1,10 +1,10 @@
 // What tests of the tools do in a folder of their own, and look at there.
 #pragma once
 
-#include <set>
-
 #include "command.h"
 #include "scratch_folder.h"
+
+#include <set>
 
 class WorkFolder : public ScratchFolder {
  public:

@@ -1,9 +1,9 @@
 #include "printable.h"
 
+#include "text.h"
+
 #include <unicode/uchar.h>
 #include <unicode/utf8.h>
-
-#include "text.h"
 
 namespace zeva {
 namespace {

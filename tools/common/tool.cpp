@@ -1,5 +1,7 @@
 #include "tool.h"
 
+#include "printable.h"
+
 #include <errno.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -9,8 +11,6 @@
 #include <new>
 #include <string>
 #include <vector>
-
-#include "printable.h"
 
 namespace zeva {
 

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+
 #include <exception>
 #include <optional>
 #include <string_view>

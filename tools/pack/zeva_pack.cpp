@@ -6,6 +6,13 @@
 // place last, so that a package is there whole or not at all. Checksums, archive and cipher come
 // from the commands that the migration will open the package with.
 
+#include "checksum_list.h"
+#include "command.h"
+#include "files.h"
+#include "package_key.h"
+#include "private_folder.h"
+#include "tool.h"
+
 #include <errno.h>
 #include <fcntl.h>
 #include <stdlib.h>
@@ -19,13 +26,6 @@
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include "checksum_list.h"
-#include "command.h"
-#include "files.h"
-#include "package_key.h"
-#include "private_folder.h"
-#include "tool.h"
 
 namespace fs = std::filesystem;
 

@@ -1,9 +1,9 @@
 #include "server_reader.h"
 
+#include "nvreg.h"
+
 #include <algorithm>
 #include <memory>
-
-#include "nvreg.h"
 
 namespace zeva {
 namespace {

@@ -1,11 +1,11 @@
 // Reads the registry from a running registry server.
 #pragma once
 
+#include "registry_view.h"
+
 #include <stdint.h>
 
 #include <string>
-
-#include "registry_view.h"
 
 namespace zeva {
 

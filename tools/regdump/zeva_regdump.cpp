@@ -3,15 +3,6 @@
 // It reads the store's files itself, without changing a byte and whether a server runs or not, or
 // asks a running server. Both ways print the same.
 
-#include <errno.h>
-#include <stdio.h>
-#include <stdlib.h>
-#include <string.h>
-#include <unistd.h>
-
-#include <exception>
-#include <string>
-
 #include "loader.h"
 #include "nvreg.h"
 #include "printable.h"
@@ -20,6 +11,15 @@
 #include "regpath.h"
 #include "server_reader.h"
 #include "tool.h"
+
+#include <errno.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <exception>
+#include <string>
 
 namespace {
 

@@ -1,12 +1,12 @@
 // What a store gains, loses and changes, key by key.
 #pragma once
 
+#include "tree.h"
+
 #include <functional>
 #include <optional>
 #include <string>
 #include <vector>
-
-#include "tree.h"
 
 namespace zeva {
 

@@ -1,15 +1,15 @@
 #include "examine.h"
 
-#include <algorithm>
-#include <filesystem>
-#include <optional>
-
 #include "checksum_list.h"
 #include "examine_task.h"
 #include "export_reader.h"
 #include "list_walk.h"
 #include "listed_files.h"
 #include "results.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <optional>
 
 namespace fs = std::filesystem;
 

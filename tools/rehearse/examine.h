@@ -2,14 +2,14 @@
 // leave out, cut or never look at.
 #pragma once
 
+#include "finding.h"
+
 #include <functional>
 #include <map>
 #include <set>
 #include <string>
 #include <utility>
 #include <vector>
-
-#include "finding.h"
 
 namespace zeva {
 

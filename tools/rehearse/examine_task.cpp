@@ -1,10 +1,10 @@
 #include "examine_task.h"
 
+#include "list_walk.h"
+
 #include <algorithm>
 #include <string>
 #include <vector>
-
-#include "list_walk.h"
 
 namespace zeva {
 namespace {

@@ -1,5 +1,8 @@
 #include "export_reader.h"
 
+#include "files.h"
+#include "printable.h"
+
 #include <errno.h>
 #include <stdlib.h>
 #include <sys/stat.h>
@@ -7,9 +10,6 @@
 #include <algorithm>
 #include <string_view>
 #include <unordered_set>
-
-#include "files.h"
-#include "printable.h"
 
 namespace zeva {
 namespace {

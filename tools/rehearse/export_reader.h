@@ -5,6 +5,12 @@
 // for in the end is one, too.
 #pragma once
 
+#include "export_file.h"
+#include "files.h"
+#include "finding.h"
+#include "nvconfigfile.h"
+#include "typedtext.h"
+
 #include <initializer_list>
 #include <optional>
 #include <set>
@@ -12,12 +18,6 @@
 #include <string>
 #include <utility>
 #include <vector>
-
-#include "export_file.h"
-#include "files.h"
-#include "finding.h"
-#include "nvconfigfile.h"
-#include "typedtext.h"
 
 namespace zeva {
 

@@ -1,12 +1,12 @@
 #include "listed_files.h"
 
-#include <fcntl.h>
-
-#include <filesystem>
-
 #include "checksum_list.h"
 #include "descriptor.h"
 #include "export_file.h"
+
+#include <fcntl.h>
+
+#include <filesystem>
 
 namespace zeva {
 

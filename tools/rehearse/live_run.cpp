@@ -1,10 +1,10 @@
 #include "live_run.h"
 
-#include <stdio.h>
-#include <unistd.h>
-
 #include "printable.h"
 #include "terminal.h"
+
+#include <stdio.h>
+#include <unistd.h>
 
 namespace zeva {
 namespace {

@@ -1,13 +1,13 @@
 #include "rehearsal_home.h"
 
-#include <string.h>
-
-#include <filesystem>
-
 #include "files.h"
 #include "sandbox.h"
 #include "snapshot.h"
 #include "store_copy.h"
+
+#include <string.h>
+
+#include <filesystem>
 
 namespace fs = std::filesystem;
 

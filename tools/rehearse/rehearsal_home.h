@@ -2,9 +2,9 @@
 // sandbox has put there.
 #pragma once
 
-#include <string>
-
 #include "loader.h"
+
+#include <string>
 
 namespace zeva {
 

@@ -1,14 +1,14 @@
 #include "report.h"
 
+#include "printable.h"
+#include "registry_view.h"
+#include "results.h"
+
 #include <algorithm>
 #include <ostream>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
-
-#include "printable.h"
-#include "registry_view.h"
-#include "results.h"
 
 namespace zeva {
 namespace {

@@ -1,15 +1,15 @@
 // What a rehearsal has found, for a person or for a program.
 #pragma once
 
+#include "changes.h"
+#include "finding.h"
+#include "witnessed_log.h"
+
 #include <iosfwd>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
-
-#include "changes.h"
-#include "finding.h"
-#include "witnessed_log.h"
 
 namespace zeva {
 

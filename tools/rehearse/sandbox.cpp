@@ -1,5 +1,9 @@
 #include "sandbox.h"
 
+#include "command.h"
+#include "files.h"
+#include "tool.h"
+
 #include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
@@ -8,10 +12,6 @@
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include "command.h"
-#include "files.h"
-#include "tool.h"
 
 namespace zeva {
 namespace {

@@ -1,11 +1,11 @@
 #include "store_copy.h"
 
+#include "files.h"
+
 #include <errno.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include "files.h"
 
 namespace zeva {
 namespace {

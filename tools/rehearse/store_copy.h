@@ -1,11 +1,11 @@
 // The files of a store as they were at one moment, read while a server may be at work.
 #pragma once
 
+#include "loader.h"
+
 #include <array>
 #include <optional>
 #include <string>
-
-#include "loader.h"
 
 namespace zeva {
 

@@ -1,10 +1,10 @@
 #include "witnessed_log.h"
 
+#include "files.h"
+
 #include <stdlib.h>
 
 #include <string_view>
-
-#include "files.h"
 
 namespace zeva {
 namespace {

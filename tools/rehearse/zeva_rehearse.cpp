@@ -6,17 +6,6 @@
 // rehearsal, nothing of it remains. Exit status: the tool's; 1 when it could not be run, 2 for a
 // wrong command line.
 
-#include <errno.h>
-#include <signal.h>
-#include <stdio.h>
-#include <stdlib.h>
-#include <string.h>
-#include <unistd.h>
-
-#include <exception>
-#include <filesystem>
-#include <iostream>
-
 #include "command.h"
 #include "examine.h"
 #include "files.h"
@@ -28,6 +17,17 @@
 #include "sandbox.h"
 #include "terminal.h"
 #include "tool.h"
+
+#include <errno.h>
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <exception>
+#include <filesystem>
+#include <iostream>
 
 namespace fs = std::filesystem;
 

@@ -1,10 +1,10 @@
 #include "registry_view.h"
 
-#include <string.h>
-
 #include "nvreg.h"
 #include "nvregentry.h"
 #include "text.h"
+
+#include <string.h>
 
 namespace zeva {
 namespace {

@@ -2,13 +2,14 @@
 // value on one of its own, or as JSON.
 #pragma once
 
-#include <functional>
+#include "tree.h"
+
 #include <nlohmann/json.hpp>
+
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include "tree.h"
 
 namespace zeva {
 
