@@ -3,6 +3,7 @@
 
 #include "policy_backup.h"
 
+#include "quiet_output.h"
 #include "run_log.h"
 #include "runlog.h"
 #include "scratch_folder.h"
@@ -83,6 +84,7 @@ class PolicyBackup : public testing::Test {
     return files;
   }
 
+  QuietOutput quiet_;
   ScratchFolder const scratch_;
   fs::path const root_ = scratch_.path(), config_ = root_ / "config";
 };

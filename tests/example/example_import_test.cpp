@@ -4,6 +4,7 @@
 // changed only for a reason. The test leaves what it has found beside its program.
 #include "command.h"
 #include "importers.h"
+#include "quiet_output.h"
 #include "registry_client.h"
 #include "run_log.h"
 #include "runlog.h"
@@ -158,6 +159,7 @@ extern "C" unsigned __wrap_sleep(unsigned) {
 }
 
 TEST(ExampleImport, ArrivesValueForValueAndTheNextExportReplacesIt) {
+  QuietOutput quiet;
   ScratchHome home;
   home.start();
   std::string const log = home.path() + "/migration.log";

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "nvporegistry.h"
+#include "quiet_output.h"
 #include "registry_client.h"
 #include "scratch_home.h"
 
@@ -17,7 +18,7 @@ using Lines = std::vector<std::string>;
 using Export = std::map<std::string, std::string>;  // text by file name
 using Importer = int (*)(char const*, char const*);
 
-// The files of examples/branch-office, by their paths in it.
+// The files of examples/branch-office, by their paths in it, but for what the importers warn of.
 Export example();
 
 // An export with one text in a file replaced everywhere.
@@ -54,7 +55,7 @@ struct Fault {
   std::string file = {}, from = {}, to = {}, lacks = {}, failing = {};
 };
 
-// An import with its whole log, but for warnings, and with what is lost of the whole import: how
+// An import with its whole log, and with what is lost of the whole import: how
 // the values begin that are not there. A value shows as "path\\of\\key:name".
 struct ImportCase {
   Fault fault;
@@ -103,4 +104,5 @@ class ImportTest : public testing::Test {
   Lines old_keys_;
   RegistryClient client_{home->address()};
   std::filesystem::path dir_, log_;
+  QuietOutput quiet_;
 };

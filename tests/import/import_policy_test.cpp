@@ -168,6 +168,7 @@ TEST_F(ImportPolicy, CorrectsTheDetectionRate) {
     char stored;  // as the lowest byte of a number
     Lines log;
   } const cases[] = {
+      {"0", 4, {low + "0"}},
       {"1", 4, {low + "1"}},
       {"2", 2, {}},
       {"6", 1, {"Warning [159]: Invalid BaselineDetectionRate (6), use default value."}},
