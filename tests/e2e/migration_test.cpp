@@ -273,13 +273,15 @@ TEST_F(Migration, UnwritableResultFileIsNotReported) {
   EXPECT_EQ(box_.result(), "none");
 }
 
+// Nor one that an earlier run has left; and nobody else can read it meanwhile.
 TEST_F(Migration, TerminationDuringDecryptionLeavesNoKey) {
   auto run = box_.run(R"(
+    echo stale > /tmp/rc_key
     printf '#!/bin/sh\ntouch /mnt/work/deciphering; sleep 60' > $ZEVA_HOME/bin/rc4
     $ZEVA_HOME/bin/migration/zeva-migrate pkg log > output & pid=$!
-    until [ -e deciphering ]; do sleep 0.02; done
-    ls /tmp; kill -HUP $pid; kill -TERM $pid; wait $pid; echo $?)");
-  EXPECT_EQ(run.output, "migrate\nmigrate.lock\nmigrate_pkg\nrc_key\n156\n");
+    until [ -e deciphering ] || ! kill -0 $pid; do sleep 0.02; done
+    ls /tmp; stat -c %a /tmp/rc_key; kill -HUP $pid; kill -TERM $pid; wait $pid; echo $?)");
+  EXPECT_EQ(run.output, "migrate\nmigrate.lock\nmigrate_pkg\nrc_key\n600\n156\n");
   EXPECT_EQ(box_.result(), result_text(-100));
   EXPECT_THAT(box_.tmp(), ElementsAre("migrate", "migrate.lock", "migrate_pkg"));
 }

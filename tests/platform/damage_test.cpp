@@ -15,6 +15,13 @@
 #include <filesystem>
 #include <random>
 
+// What the disk says to the syncing of a log.
+static int sync_result = 0;
+extern "C" int __wrap_fdatasync(int) {
+  errno = EIO;
+  return sync_result;
+}
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -168,6 +175,20 @@ TEST_F(Damage, ALogCutAnywhereOpensToAPrefix) {
       EXPECT_NE(loaded.notes[0].find("torn or still being written"), std::string::npos) << length;
     }
   }
+}
+
+// What could not be synced may be dropped although a later sync succeeds, so nothing counts any
+// more.
+TEST_F(Damage, AfterAFailedSyncNothingIsTaken) {
+  make_store();
+  auto store = open();
+  ASSERT_TRUE(store);
+  std::string note;
+  sync_result = -1;
+  EXPECT_EQ(store->refresh(note), NVREG_STORE_WRITE);
+  sync_result = 0;
+  EXPECT_EQ(store->change(create("g")), NVREG_STORE_WRITE);
+  EXPECT_EQ(store->refresh(note), NVREG_STORE_WRITE);
 }
 
 // A full disk is a limit on the size of files here.

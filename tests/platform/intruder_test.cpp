@@ -5,6 +5,7 @@
 #include "proof.h"
 #include "registry_client.h"
 #include "scratch_home.h"
+#include "text.h"
 
 #include <gtest/gtest.h>
 
@@ -25,6 +26,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <regex>
 #include <thread>
 
 namespace {
@@ -150,6 +152,26 @@ TEST_F(Intruder, LosesItsConnectionAndNothingElseHappens) {
     EXPECT_EQ(answers(socket), answered) << who;
     EXPECT_EQ(client.set("registry", "still", NVREG_STRING, who), NVREG_OK);
     EXPECT_EQ(client.query("registry", "still"), who);
+  }
+}
+
+// The page's example, by which others check their own: cookie, nonces, proofs.
+TEST(Proof, IsThatOfThePage) {
+  std::string const page = read_text(WIRE_PAGE);
+  std::regex const hex("\\b[0-9a-f]{64}\\b");
+  std::vector<std::string> secrets;
+  for (std::sregex_iterator found(page.begin(), page.end(), hex), end; found != end; ++found)
+    ASSERT_TRUE(zeva::from_hex(found->str(), secrets.emplace_back()));
+  ASSERT_EQ(secrets.size(), 5u);
+  std::string const &cookie = secrets[0], &client = secrets[1], &server = secrets[2];
+  EXPECT_EQ(zeva::make_proof(cookie, zeva::Side::kServer, 5069, client, server), secrets[3]);
+  std::string const proof = zeva::make_proof(cookie, zeva::Side::kClient, 5069, server, client);
+  EXPECT_EQ(proof, secrets[4]);
+  EXPECT_TRUE(zeva::same_proof(proof, secrets[4]));
+  for (size_t i = 0; i < proof.size(); ++i) {
+    std::string wrong = proof;
+    wrong[i] ^= 1;
+    EXPECT_FALSE(zeva::same_proof(wrong, proof)) << i;
   }
 }
 
