@@ -5,7 +5,6 @@
 #include <stdlib.h>
 #include <sys/wait.h>
 
-#include <algorithm>
 #include <fstream>
 #include <sstream>
 
@@ -68,13 +67,4 @@ std::string Sandbox::result() const {
 
 std::string Sandbox::store() {
   return run("zeva-regdump").output;
-}
-
-Lines Sandbox::tmp() const {
-  Lines entries;
-  for (auto const& entry : fs::recursive_directory_iterator(tmp_)) {
-    entries.push_back(entry.path().lexically_relative(tmp_).string());
-  }
-  std::sort(entries.begin(), entries.end());
-  return entries;
 }

@@ -7,6 +7,7 @@
 #include "scratch_folder.h"
 
 #include <filesystem>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -37,8 +38,8 @@ class Sandbox {
   // What zeva-regdump reads from the store's files.
   std::string store();
 
-  // Everything below /tmp, sorted.
-  Lines tmp() const;
+  // Everything below /tmp.
+  std::set<std::string> tmp() const { return names_below(tmp_); }
 
   std::filesystem::path const& home() const { return home_; }
   std::filesystem::path const& work() const { return work_; }

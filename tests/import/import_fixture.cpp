@@ -74,12 +74,7 @@ void __wrap_nvreg_setValue(_NvPolComHandle* key, char const* name, _NvRegDataTyp
 #pragma GCC visibility pop
 
 Export example() {
-  Export files;
-  fs::path const folder = ZEVA_EXAMPLE_FOLDER;
-  for (auto const& entry : fs::recursive_directory_iterator(folder)) {
-    if (!entry.is_regular_file()) continue;
-    files[entry.path().lexically_relative(folder)] = read_text(entry.path());
-  }
+  Export files = read_files(ZEVA_EXAMPLE_FOLDER);
   struct {
     char const *file, *from, *to;
   } const warned_of[] = {

@@ -65,15 +65,6 @@ class Damage : public testing::Test {
     ASSERT_EQ(older.append(create("g")), 0);
   }
 
-  std::vector<std::pair<std::string, std::string>> files() const {
-    std::vector<std::pair<std::string, std::string>> all;
-    for (auto const& entry : fs::directory_iterator(folder_.path()))
-      if (fs::is_regular_file(entry.symlink_status()))
-        all.emplace_back(entry.path(), read_text(entry.path()));
-    std::sort(all.begin(), all.end());
-    return all;
-  }
-
   ScratchFolder folder_;
   std::vector<std::string> notes_;
   std::string why_;
@@ -129,9 +120,9 @@ TEST_F(Damage, CostsWhatItMustAndIsTold) {
     SCOPED_TRACE(damage);
     make_store();
     ASSERT_EQ(system(("cd " + folder_.path() + "; " + kShell + commands).c_str()), 0);
-    auto const before = files();
+    auto const before = read_files(folder_.path());
     zeva::LoadedStore loaded = zeva::load_store(folder_.path());
-    EXPECT_EQ(files(), before) << "reading changes no byte";
+    EXPECT_EQ(read_files(folder_.path()), before) << "reading changes no byte";
     EXPECT_EQ(loaded.notes.size(), notes);
     std::vector<std::string> damaged = loaded.damaged;
 
@@ -139,7 +130,7 @@ TEST_F(Damage, CostsWhatItMustAndIsTold) {
     if (!survives) {
       EXPECT_FALSE(store);
       EXPECT_FALSE(why_.empty());
-      EXPECT_EQ(files(), before) << "nothing is overwritten";
+      EXPECT_EQ(read_files(folder_.path()), before) << "nothing is overwritten";
       continue;
     }
     ASSERT_TRUE(store) << why_;

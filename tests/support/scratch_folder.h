@@ -6,6 +6,8 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
+#include <set>
 #include <stdexcept>
 #include <string>
 
@@ -19,6 +21,24 @@ inline std::string read_text(std::string const& path) {
 inline void write_text(std::string const& path, std::string const& text) {
   std::filesystem::create_directories(std::filesystem::path(path).parent_path());
   std::ofstream(path, std::ios::binary) << text;
+}
+
+// The names of everything below a folder, to see that nothing was left behind.
+inline std::set<std::string> names_below(std::filesystem::path const& folder) {
+  std::set<std::string> names;
+  for (auto const& entry : std::filesystem::recursive_directory_iterator(folder))
+    names.insert(entry.path().lexically_relative(folder));
+  return names;
+}
+
+// The texts of all regular files below a folder, by their paths in it.
+inline std::map<std::string, std::string> read_files(std::filesystem::path const& folder) {
+  std::map<std::string, std::string> texts;
+  for (auto const& entry : std::filesystem::recursive_directory_iterator(folder)) {
+    if (!std::filesystem::is_regular_file(entry.symlink_status())) continue;
+    texts[entry.path().lexically_relative(folder)] = read_text(entry.path());
+  }
+  return texts;
 }
 
 class ScratchFolder {

@@ -4,8 +4,6 @@
 #include "command.h"
 #include "scratch_folder.h"
 
-#include <set>
-
 class WorkFolder : public ScratchFolder {
  public:
   // Runs a line of shell in the folder.
@@ -13,12 +11,5 @@ class WorkFolder : public ScratchFolder {
     return zeva::run_command({{"sh", "-c", line}, path(), {}});
   }
 
-  // The names of everything below, to see that nothing was left behind.
-  std::set<std::string> names() const {
-    std::set<std::string> names;
-    for (auto const& entry : std::filesystem::recursive_directory_iterator(path())) {
-      names.insert(entry.path().lexically_relative(path()));
-    }
-    return names;
-  }
+  std::set<std::string> names() const { return names_below(path()); }
 };
