@@ -22,7 +22,8 @@ constexpr char kSubject[] = "ZEVA_REHEARSAL";  // environment variable
 constexpr char const* kCapabilities[] = {"CAP_CHOWN",  "CAP_DAC_OVERRIDE", "CAP_FOWNER",
                                          "CAP_FSETID", "CAP_KILL",         "CAP_MKNOD"};
 
-constexpr char const* kInstalled[] = {"/bin", "/lib", "/config/zevautilerr", "/config/factory.xml"};
+constexpr char const* kInstalled[] = {"/bin", "/lib", "/config/zevautilerr"};
+constexpr char kFactoryStore[] = "/config/factory.xml";  // a gateway may have none
 
 std::vector<std::string> options(std::string const& installation, Visible const& visible,
                                  std::string const& subject) {
@@ -50,6 +51,7 @@ std::vector<std::string> options(std::string const& installation, Visible const&
   for (std::string const path : kInstalled) {
     add({"--ro-bind", installation + path, kScratchHome + path});
   }
+  add({"--ro-bind-try", installation + kFactoryStore, std::string(kScratchHome) + kFactoryStore});
   for (auto const& [path, seen_at] : visible) add({"--ro-bind", path, seen_at});
   if (geteuid() == 0) {
     for (char const* capability : kCapabilities) add({"--cap-add", capability});
