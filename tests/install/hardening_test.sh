@@ -1,24 +1,14 @@
 #!/bin/sh
-# Every program and library of a home has the GUARDs of cmake/hardening.cmake:
-# hardening_test.sh CMAKE BUILD GUARD...
-set -eu
-cmake=$1 build=$2
-shift 2
-scratch=$(mktemp -d)
-trap 'rm -rf "$scratch"' EXIT
-"$cmake" --install "$build" --prefix "$scratch/home" >"$scratch/log" || { cat "$scratch/log"; exit 1; }
-
-lacking=0
-lacks() {
-    echo "${file#"$scratch"/home/} lacks $1"
-    lacking=1
-}
-needs() { grep -Eq "$2" "$scratch/facts" || lacks "$1"; }
+# Every program and library of a home has the guards of cmake/hardening.cmake, which are the arguments.
+. "${0%/*}/scratch.sh"
+quietly "$cmake" --install "$build" --prefix home
+lacks() { echo "$file lacks $1" | tee -a lacking; }
+needs() { grep -Eq "$2" facts || lacks "$1"; }
 
 files=0
-for file in $(find "$scratch/home" -type f); do
-    readelf -hldW --dyn-syms "$file" >"$scratch/facts" 2>/dev/null || continue
-    objdump -d --no-show-raw-insn "$file" >>"$scratch/facts"
+for file in $(find home -type f); do
+    readelf -hldW --dyn-syms "$file" >facts 2>/dev/null || continue
+    objdump -d --no-show-raw-insn "$file" >>facts
     files=$((files + 1))
     for guard in "$@"; do
         case $guard in
@@ -30,13 +20,11 @@ for file in $(find "$scratch/home" -type f); do
         stack)
             needs "a stack protector" ' UND __stack_chk_fail'
             # A frame of more than a page is entered page by page.
-            ! grep -E 'sub +\$0x[0-9a-f]{4,7},%[er]sp' "$scratch/facts" | grep -qv '\$0x1000,' ||
+            ! grep -E 'sub +\$0x[0-9a-f]{4,7},%[er]sp' facts | grep -qv '\$0x1000,' ||
                 lacks "stack-clash protection"
             ;;
         # The compiler's own start code has two.
-        control-flow)
-            [ "$(grep -c '\sendbr' "$scratch/facts")" -gt 2 ] || lacks "control-flow protection"
-            ;;
+        control-flow) [ "$(grep -c '\sendbr' facts)" -gt 2 ] || lacks "control-flow protection" ;;
         sizes)
             case $file in
             */lib/* | */zeva-pack) ;;  # not every compiler leaves them a call to check
@@ -47,4 +35,4 @@ for file in $(find "$scratch/home" -type f); do
     done
 done
 echo "$files programs and libraries"
-[ $files -ge 8 ] && [ $lacking -eq 0 ]
+[ $files -ge 9 ] && [ ! -e lacking ]

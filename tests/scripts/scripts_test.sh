@@ -1,20 +1,18 @@
 #!/bin/sh
-# ./check and ./rehearse as somebody at a terminal sees them: scripts_test.sh CMAKE SOURCE BUILD.
-# They run in a copy whose cmake installs what this build has and builds nothing.
-set -u
-cmake=$1 source=$2 build=$3
-scratch=$(mktemp -d)
-trap 'rm -rf "$scratch"' EXIT
-cp -r "$source/check" "$source/rehearse" "$source/scripts" "$scratch"
-mkdir "$scratch/bin"
-cat >"$scratch/bin/cmake" <<END
+# ./check and ./rehearse as somebody at a terminal sees them. They run in a copy whose cmake installs what
+# this build has and builds nothing.
+. "${0%/*}/../install/scratch.sh"
+set +e
+cp -r "$source/check" "$source/rehearse" "$source/scripts" .
+mkdir bin
+cat >bin/cmake <<END
 #!/bin/sh
 [ "\$1" = --install ] || { echo "cmake \$*"; exit \${BUILD_STATUS-0}; }
 exec "$cmake" --install "$build" --prefix "\$4"
 END
-printf '#!/bin/sh\necho "ctest $*"\nexit ${TEST_STATUS-0}\n' >"$scratch/bin/ctest"
-chmod +x "$scratch/bin/"*
-echo "no package" >"$scratch/package"
+printf '#!/bin/sh\necho "ctest $*"\nexit ${TEST_STATUS-0}\n' >bin/ctest
+chmod +x bin/*
+echo "no package" >package
 # The rehearsal preloads a library, which a sanitizer's build would not have in front of its own.
 export ASAN_OPTIONS=verify_asan_link_order=0
 
@@ -23,7 +21,7 @@ failed=0
 expect() {
     status=$1 words=$2
     shift 2
-    said=$(cd "$scratch" && PATH="$scratch/bin:$PATH" env "$@" 2>&1)
+    said=$(PATH="$scratch/bin:$PATH" env "$@" 2>&1)
     got=$?
     case $said in *"$words"*) [ $got -eq "$status" ] && return ;; esac
     printf '%s: %s, and not %s with "%s":\n%s\n' "$*" $got "$status" "$words" "$said"

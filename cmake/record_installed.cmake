@@ -1,0 +1,17 @@
+# Keeps in the home what has been installed there, each file with its SHA-256, for
+# scripts/uninstall.sh. What earlier installs put there stays on the list.
+set(record share/zeva-migrate/installed.sha256)
+cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_PREFIX NORMALIZE OUTPUT_VARIABLE prefix)
+set(home "$ENV{DESTDIR}${prefix}")
+set(lines)
+if(EXISTS "${home}/${record}")
+  file(STRINGS "${home}/${record}" lines)
+endif()
+foreach(path IN LISTS CMAKE_INSTALL_MANIFEST_FILES)
+  file(RELATIVE_PATH name "${prefix}" "${path}")
+  file(SHA256 "${home}/${name}" sum)
+  list(FILTER lines EXCLUDE REGEX "  ${name}$")
+  list(APPEND lines "${sum}  ${name}")
+endforeach()
+list(JOIN lines "\n" lines)
+file(WRITE "${home}/${record}" "${lines}\n")
