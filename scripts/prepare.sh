@@ -35,11 +35,12 @@ install_packages() {
     rm -f "$log"
 }
 
-# configure PRESET [CMAKE_OPTION...]: sets build/PRESET up.
+# configure PRESET [CMAKE_OPTION...]: sets build/PRESET up. Warnings are errors for everybody who builds
+# there: with other options everything would be compiled again.
 configure() {
     mkdir -p "build/$1"
     log=build/$1/configure.log
-    if ! cmake --preset "$@" >"$log" 2>&1; then
+    if ! cmake -DZEVA_WERROR=ON --preset "$@" >"$log" 2>&1; then
         cat "$log" >&2
         return 1
     fi

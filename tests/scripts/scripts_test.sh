@@ -31,11 +31,11 @@ expect 0 "./check [PRESET | lint]..." ./check --help
 expect 2 "no preset nonsense" ./check release nonsense
 expect 0 "ctest --preset release" ./check
 expect 0 "ctest --preset debug" ./check release debug
-expect 1 "cmake --preset release" BUILD_STATUS=1 ./check
+expect 1 "cmake -DZEVA_WERROR=ON --preset release" BUILD_STATUS=1 ./check
 expect 8 "ctest --preset asan" TEST_STATUS=8 ./check asan release
 expect 0 "./rehearse [EXPORT_FOLDER | PACKAGE]" ./rehearse --help
 expect 2 "usage: ./rehearse" ./rehearse one two
 expect 2 "missing" ./rehearse missing
-expect 1 "cmake --preset release" BUILD_STATUS=1 ./rehearse package
+expect 1 "cmake -DZEVA_WERROR=ON --preset release" BUILD_STATUS=1 ./rehearse package
 expect 251 "(-5)" ./rehearse package
 exit $failed
