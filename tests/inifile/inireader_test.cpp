@@ -10,8 +10,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <new>
-#include <random>
 
 using namespace std::string_literals;
 
@@ -152,24 +152,6 @@ TEST_F(ReadFile, TakesMemoryForWhatItReadsOfAFileOfAtMostTheLargestSize) {
   EXPECT_EQ(text.size(), 100u);
   EXPECT_LT(touched() - before, size_t{64} << 20);
   close(fd);
-}
-
-// Whatever was read is written as a text that reads the same.
-TEST_F(ReadFile, DamagedTextsReadTheSameOnceWritten) {
-  unsigned const seed = 20240607;
-  SCOPED_TRACE(seed);
-  std::mt19937 random(seed);
-  auto below = [&](size_t bound) { return random() % bound; };
-  std::string const pieces[] = {"[a]\n", "[ b c ]", "[]", "#n\n", ";n", "k = v\n", "a=1",  "a=",
-                                "\n",    " ",       "\t", "\0"s,  "]",  "=",       "\r\n", "\xff"};
-  for (int run = 0; run < 1000; ++run) {
-    std::string text;
-    for (size_t count = below(30); count > 0; --count) text += pieces[below(std::size(pieces))];
-    for (size_t count = below(4); count > 0 && !text.empty(); --count)
-      text[below(text.size())] = static_cast<char>(below(256));
-
-    ASSERT_EQ(read(rewritten(text)), read(text)) << testing::PrintToString(text);
-  }
 }
 
 }  // namespace

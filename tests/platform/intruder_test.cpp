@@ -2,10 +2,12 @@
 #include "files.h"
 #include "frame.h"
 #include "nvreg.h"
+#include "ordered.h"
 #include "proof.h"
 #include "registry_client.h"
 #include "scratch_home.h"
 #include "text.h"
+#include "tree.h"
 
 #include <gtest/gtest.h>
 
@@ -28,6 +30,17 @@
 #include <functional>
 #include <regex>
 #include <thread>
+
+static size_t compared;  // how often bytes were compared
+
+extern "C" {
+int __real_memcmp(void const*, void const*, size_t);
+int __wrap_memcmp(void const*, void const*, size_t);
+}
+int __wrap_memcmp(void const* a, void const* b, size_t length) {
+  ++compared;
+  return __real_memcmp(a, b, length);
+}
 
 namespace {
 
@@ -273,6 +286,28 @@ TEST_F(Intruder, CallsThatTheLibraryWouldNotMake) {
     EXPECT_EQ(answers(socket), answer_frame(NVREG_OK) + answer_frame(status))
         << action << " " << status;
   }
+}
+
+// A name whose std::hash on 64 bits, which has no key, is that of every other such name.
+std::string colliding_name(uint64_t number) {
+  constexpr uint64_t kFactor = 0xc6a4a7935bd1e995, kInverse = 0x5f7a0ea7e59b19bd;
+  auto const mix = [](uint64_t word) { return word ^ word >> 47; };
+  uint64_t words[] = {number,
+                      (0xc70f6907 ^ 16 * kFactor ^ mix(number * kFactor) * kFactor) * kFactor};
+  words[1] = mix(words[1] * kInverse) * kInverse;
+  return {reinterpret_cast<char const*>(words), sizeof words};
+}
+
+TEST(IntruderInTheStore, CannotMakeItSlowWithNamesThatCollide) {
+  std::hash<std::string_view> const hash;
+  if (hash(colliding_name(1)) != hash(colliding_name(2))) GTEST_SKIP() << "another std::hash";
+  constexpr size_t kNames = 2000;
+  zeva::Ordered<zeva::Value> values;
+  compared = 0;
+  for (size_t i = 0; i < kNames; ++i) values.at(colliding_name(i));
+  for (size_t i = 0; i < kNames; ++i) values.erase(colliding_name(i));
+  EXPECT_EQ(values.size(), 0u);
+  EXPECT_LT(compared, 10 * kNames);
 }
 
 TEST_F(Intruder, FindsNobodyAtAnotherAddress) {

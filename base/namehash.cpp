@@ -5,15 +5,17 @@
 
 #include <bit>
 
+namespace zeva {
+
 namespace {
 
-struct Key {
+struct HashKey {
   uint64_t low = 0, high = 0;
 };
 
 // A key that cannot be drawn stays zero: lookups are as right, only no longer unpredictable.
-Key draw_key() {
-  Key key;
+HashKey draw_key() {
+  HashKey key;
   if (getrandom(&key, sizeof key, GRND_NONBLOCK) != sizeof key) key = {};
   return key;
 }
@@ -37,8 +39,8 @@ struct State {
 
 }  // namespace
 
-uint32_t zeva::name_hash(std::string_view name) {
-  static Key const key = draw_key();
+uint32_t name_hash(std::string_view name) {
+  static HashKey const key = draw_key();
   State state{key.low ^ 0x736f6d6570736575, key.high ^ 0x646f72616e646f6d,
               key.low ^ 0x6c7967656e657261, key.high ^ 0x7465646279746573};
 
@@ -57,3 +59,5 @@ uint32_t zeva::name_hash(std::string_view name) {
   uint64_t const hash = state.a ^ state.b ^ state.c ^ state.d;
   return static_cast<uint32_t>(hash ^ hash >> 32);
 }
+
+}  // namespace zeva

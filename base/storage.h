@@ -14,8 +14,8 @@ namespace zeva {
 // blocks that would not fill one.
 void prefer_huge_pages(void* block, size_t bytes);
 
-// An empty vector with room for COUNT items.
-template <typename Item>
+// An empty vector with room for `count` items.
+template <class Item>
 std::vector<Item> vector_with_room(size_t count) {
   std::vector<Item> items;
   items.reserve(count);
@@ -24,7 +24,7 @@ std::vector<Item> vector_with_room(size_t count) {
 }
 
 // Doubles the room of a full vector, so that one more item can be appended in place.
-template <typename Item>
+template <class Item>
 void make_room(std::vector<Item>& items) {
   if (items.size() < items.capacity()) return;
   auto larger = vector_with_room<Item>(std::max<size_t>(8, 2 * items.size()));
