@@ -1,18 +1,22 @@
 // An open descriptor that somebody owns.
 #pragma once
 
+#include <errno.h>
 #include <unistd.h>
 
 #include <utility>
 
 namespace zeva {
 
-// Closes its descriptor; -1 is none. No heap, so it may stand where the watchdog jumps to.
+// Closes its descriptor; -1 is none. Closing leaves errno alone, so that what failed before it can
+// still be told. No heap, so it may stand where the watchdog jumps to.
 class Descriptor {
  public:
   explicit Descriptor(int fd = -1) : fd_(fd) {}
   ~Descriptor() {
+    int const error = errno;
     if (fd_ >= 0) close(fd_);
+    errno = error;
   }
   Descriptor(Descriptor&& other) noexcept : fd_(other.release()) {}
   Descriptor& operator=(Descriptor&& other) noexcept {

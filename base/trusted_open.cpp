@@ -1,5 +1,7 @@
 #include "trusted_open.h"
 
+#include "descriptor.h"
+
 #include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
@@ -19,9 +21,6 @@ constexpr int kMaxLinks = 40;  // as many as the kernel follows
 class Walk {
  public:
   Walk(int at, Links links) : at_(at), links_(links) {}
-  ~Walk() { move_to(-1); }
-  Walk(Walk const&) = delete;
-  Walk& operator=(Walk const&) = delete;
 
   // Takes the path as what is before the walk, in front of what was before it.
   [[nodiscard]] bool put_in_front(char const* path);
@@ -39,21 +38,20 @@ class Walk {
   [[nodiscard]] bool enter(bool& is_kernels_link);
 
  private:
-  [[nodiscard]] int folder() const { return folder_ >= 0 ? folder_ : at_; }
+  [[nodiscard]] int folder() const { return folder_ ? folder_.get() : at_; }
   [[nodiscard]] bool may_follow(struct stat const& link);
-  bool move_to(int folder);
+  [[nodiscard]] bool move_to(int folder);
 
   int const at_;
   Links const links_;
-  int folder_ = -1;  // where the walk has come to; -1 is at_
+  Descriptor folder_;  // where the walk has come to; none is at_
   int followed_ = 0;
   char component_[NAME_MAX + 1] = {};
   char rest_[PATH_MAX] = {};
 };
 
 bool Walk::move_to(int folder) {
-  if (folder_ >= 0) close(folder_);
-  folder_ = folder;
+  folder_ = Descriptor(folder);
   return folder >= 0;
 }
 
@@ -90,18 +88,16 @@ bool Walk::may_follow(struct stat const& link) {
 }
 
 bool Walk::enter(bool& is_kernels_link) {
-  int const here = open_component(O_PATH | O_NOFOLLOW);
-  if (here < 0) return false;
+  Descriptor here(open_component(O_PATH | O_NOFOLLOW));
+  if (!here) return false;
   struct stat status = {};
-  fstat(here, &status);
-  if (!S_ISLNK(status.st_mode)) return move_to(here);
+  fstat(here.get(), &status);
+  if (!S_ISLNK(status.st_mode)) return move_to(here.release());
 
   char target[PATH_MAX];
   struct statfs system;
-  ssize_t const length = readlinkat(here, "", target, sizeof target - 1);
-  bool const known = length > 0 && fstatfs(here, &system) == 0;
-  close(here);
-  if (!known || !may_follow(status)) return false;
+  ssize_t const length = readlinkat(here.get(), "", target, sizeof target - 1);
+  if (length <= 0 || fstatfs(here.get(), &system) != 0 || !may_follow(status)) return false;
   is_kernels_link = system.f_type == PROC_SUPER_MAGIC;
   if (is_kernels_link) return is_at_last() || move_to(open_component(O_PATH));
   target[length] = '\0';

@@ -1,5 +1,6 @@
 #include "runlog.h"
 
+#include "descriptor.h"
 #include "files.h"
 #include "trusted_open.h"
 
@@ -60,9 +61,10 @@ bool leads_into_package() {
                                 here.st_ino != starting_folder.st_ino);
 }
 
-int open_log(int flags) {
-  return zeva::open_trusted(AT_FDCWD, log_path, flags, 0666,
-                            leads_into_package() ? zeva::Links::kNone : zeva::Links::kOwn);
+zeva::Descriptor open_log(int flags) {
+  return zeva::Descriptor(
+      zeva::open_trusted(AT_FDCWD, log_path, flags, 0666,
+                         leads_into_package() ? zeva::Links::kNone : zeva::Links::kOwn));
 }
 
 // Whether to wait for the reader of a pipe that has failed with this error. A stranger's pipe, or
@@ -81,9 +83,8 @@ bool is_worth_waiting(int pipe, int error) {
 // Why the log could not be opened for writing is errno, before and afterwards.
 Outcome not_opened() {
   int const error = errno;
-  int const pipe = error == ENXIO ? open_log(O_RDONLY) : -1;
-  bool const wait = is_worth_waiting(pipe, error);
-  if (pipe >= 0) close(pipe);
+  zeva::Descriptor const pipe = error == ENXIO ? open_log(O_RDONLY) : zeva::Descriptor();
+  bool const wait = is_worth_waiting(pipe.get(), error);
   errno = error;
   return wait ? Outcome::kPipeNotReady : Outcome::kNotOpened;
 }
@@ -106,8 +107,8 @@ Outcome append_line(char const* message) {
   char when[32];
   strftime(when, sizeof when, "%Y/%m/%d %H:%M:%S", &local);
 
-  int const log = open_log(O_WRONLY | O_APPEND | O_CREAT);
-  if (log < 0) return not_opened();
+  zeva::Descriptor const log = open_log(O_WRONLY | O_APPEND | O_CREAT);
+  if (!log) return not_opened();
 
   // "%ul" prints the number and a letter l: the log has always looked so. The thread handle is
   // shown by its low 32 bits.
@@ -117,11 +118,7 @@ Outcome append_line(char const* message) {
 
   char line[kHeaderSize + kMessageSize];
   int const length = snprintf(line, sizeof line, "%s%s\n", header, message);
-  Outcome const outcome = write_line(log, line, static_cast<size_t>(length));
-  int const error = errno;
-  close(log);
-  errno = error;
-  return outcome;
+  return write_line(log.get(), line, static_cast<size_t>(length));
 }
 
 // A run whose log cannot be opened is silent: whoever started it should know why.
@@ -169,8 +166,6 @@ void LogDebugMessage(char const* format, ...) {
 
 void SyncDebugLog() {
   SignalsHeld held;
-  int const log = open_log(O_WRONLY | O_APPEND);
-  if (log < 0) return;
-  fsync(log);
-  close(log);
+  zeva::Descriptor const log = open_log(O_WRONLY | O_APPEND);
+  if (log) fsync(log.get());
 }

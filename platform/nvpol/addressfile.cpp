@@ -1,16 +1,17 @@
 #include "addressfile.h"
 
-#include <sys/stat.h>
+#include "files.h"
+
+#include <errno.h>
+#include <fcntl.h>
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 #include <string_view>
 
 namespace zeva {
 namespace {
 
-constexpr off_t kMaxFileSize = off_t{64} * 1024 * 1024;
+constexpr uint64_t kLargestList = uint64_t{64} << 20;  // a million addresses, and more
 
 std::string_view trimmed(std::string_view field) {
   constexpr std::string_view kBlanks = " \t\r";
@@ -54,12 +55,10 @@ int32_t parse(std::string_view text, std::vector<std::string>& addresses) {
 }  // namespace
 
 int32_t read_address_file(char const* file, std::vector<std::string>& addresses) {
-  struct stat about;
-  if (stat(file, &about) != 0 || !S_ISREG(about.st_mode)) return NVREG_NOT_FOUND;
-  if (about.st_size > kMaxFileSize) return NVPOL_BAD_FORMAT;
-  std::ifstream stream(file, std::ios::binary);
-  std::string const text{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-  if (!stream.is_open() || stream.bad()) return NVREG_NOT_FOUND;
+  Descriptor const list(open(file, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  std::string text;
+  int const error = read_regular(list.get(), text, kLargestList);
+  if (error != 0) return error == EFBIG ? NVPOL_BAD_FORMAT : NVREG_NOT_FOUND;
 
   std::vector<std::string> found;
   int32_t const status = parse(text, found);

@@ -1,5 +1,6 @@
 #include "connection.h"
 
+#include "files.h"
 #include "frame.h"
 #include "nvreg.h"
 #include "product_home.h"
@@ -42,17 +43,15 @@ bool is_secret(struct stat const& about, std::string const& folder) {
 
 // Empty when this user may not read it or should not trust it.
 std::string read_cookie() {
-  std::string const path = std::string(product_home()) + kCookieFile;
-  int file = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-  if (file < 0) return {};
-  std::string cookie(kSecretLength + 1, '\0');
+  std::string const folder = std::string(product_home()) + "/config";
+  std::string const path = folder + kCookieFile;
+  Descriptor const file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  std::string cookie;
   struct stat about;
-  ssize_t got = -1;
-  if (fstat(file, &about) == 0 && is_secret(about, path.substr(0, path.rfind('/'))))
-    got = read(file, cookie.data(), cookie.size());
-  close(file);
-  cookie.resize(kSecretLength);
-  return got == static_cast<ssize_t>(kSecretLength) ? cookie : std::string();
+  if (fstat(file.get(), &about) != 0 || !is_secret(about, folder) ||
+      read_regular(file.get(), cookie, kSecretLength) != 0 || cookie.size() != kSecretLength)
+    return {};
+  return cookie;
 }
 
 // A connect() that a signal interrupts goes on by itself.
@@ -97,25 +96,16 @@ void set_wait(int socket, timeval wait) {
 
 }  // namespace
 
-Connection::~Connection() {
-  close();
-}
-
-void Connection::close() {
-  if (socket_ >= 0) ::close(socket_);
-  socket_ = -1;
-}
-
 int32_t Connection::open(uint16_t port) {
   auto const end = std::chrono::steady_clock::now() + kTryTime;
   for (auto pause = kFirstPause;; pause *= 2) {
     if (!connect(port)) return NVREG_NO_SERVER;
     int32_t const status = prove_each_other(port);
     if (status >= 0) {
-      set_wait(socket_, {0, 0});
+      set_wait(socket_.get(), {0, 0});
       return status;
     }
-    close();
+    socket_ = Descriptor();
     if (status != NVREG_NO_SERVER) return status;
     // Whoever says nothing has used up the time by himself.
     if (std::chrono::steady_clock::now() + pause > end) return NVREG_REFUSED;
@@ -124,14 +114,15 @@ int32_t Connection::open(uint16_t port) {
 }
 
 bool Connection::connect(uint16_t port) {
-  socket_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  if (socket_ < 0) return false;
-  if (!connect_loopback(socket_, port) &&
-      (errno != EADDRNOTAVAIL || !leave_taken_ports(socket_) || !connect_loopback(socket_, port)))
+  socket_ = Descriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  int const socket = socket_.get();
+  if (socket < 0) return false;
+  if (!connect_loopback(socket, port) &&
+      (errno != EADDRNOTAVAIL || !leave_taken_ports(socket) || !connect_loopback(socket, port)))
     return false;
   int on = 1;
-  setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-  set_wait(socket_, kGreetingWait);
+  setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+  set_wait(socket, kGreetingWait);
   return true;
 }
 
@@ -178,25 +169,25 @@ int32_t Connection::call(wire::Call const& call, wire::Answer& answer) {
 
 int32_t Connection::exchange(std::string const& frame, wire::Answer& answer) {
   char header[kFrameHeader];
-  if (socket_ < 0 || !send(frame) || !receive(header, sizeof header)) {
-    close();
+  if (!socket_ || !send(frame) || !receive(header, sizeof header)) {
+    socket_ = Descriptor();
     return NVREG_NO_SERVER;
   }
   uint32_t length = get_number32(header);
   if (length > kMaxFrame) {
-    close();
+    socket_ = Descriptor();
     return NVREG_MALFORMED;
   }
   std::string message(length, '\0');
   bool received = receive(message.data(), length);
   if (received && from_bytes(message, answer)) return answer.status();
-  close();
+  socket_ = Descriptor();
   return received ? NVREG_MALFORMED : NVREG_NO_SERVER;
 }
 
 bool Connection::send(std::string const& frame) {
   for (size_t sent = 0; sent < frame.size();) {
-    ssize_t got = ::send(socket_, frame.data() + sent, frame.size() - sent, MSG_NOSIGNAL);
+    ssize_t got = ::send(socket_.get(), frame.data() + sent, frame.size() - sent, MSG_NOSIGNAL);
     if (got < 0 && errno == EINTR) continue;
     if (got <= 0) return false;
     sent += static_cast<size_t>(got);
@@ -206,7 +197,7 @@ bool Connection::send(std::string const& frame) {
 
 bool Connection::receive(char* bytes, size_t length) {
   while (length > 0) {
-    ssize_t got = recv(socket_, bytes, length, 0);
+    ssize_t got = recv(socket_.get(), bytes, length, 0);
     if (got < 0 && errno == EINTR) continue;
     if (got <= 0) return false;
     bytes += got;
@@ -218,7 +209,7 @@ bool Connection::receive(char* bytes, size_t length) {
 // All at once: so the socket's wait is for the whole, and bytes that trickle in do not prolong it.
 bool Connection::receive_in_time(char* bytes, size_t length) {
   ssize_t got;
-  do got = recv(socket_, bytes, length, MSG_WAITALL);
+  do got = recv(socket_.get(), bytes, length, MSG_WAITALL);
   while (got < 0 && errno == EINTR);
   return got == static_cast<ssize_t>(length);
 }

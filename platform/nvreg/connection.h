@@ -4,6 +4,7 @@
 // was or the change made whole; this object is then good for nothing but being dropped.
 #pragma once
 
+#include "descriptor.h"
 #include "registry.pb.h"
 
 #include <stdint.h>
@@ -14,11 +15,6 @@ namespace zeva {
 
 class Connection {
  public:
-  Connection() = default;
-  ~Connection();
-  Connection(Connection const&) = delete;
-  Connection& operator=(Connection const&) = delete;
-
   // Connects to the server of this home at 127.0.0.1. NVREG_REFUSED when this user may not read
   // the home's cookie, or when whoever accepts the connection does not prove that he knows it: he
   // has learned nothing then. A connection that is lost before it was proved is tried again for
@@ -37,9 +33,8 @@ class Connection {
   [[nodiscard]] bool send(std::string const& frame);
   [[nodiscard]] bool receive(char* bytes, size_t length);
   [[nodiscard]] bool receive_in_time(char* bytes, size_t length);
-  void close();
 
-  int socket_ = -1;
+  Descriptor socket_;
 };
 
 }  // namespace zeva

@@ -4,6 +4,8 @@
 // that whatever ends the command leaves either the old content or the new. Exit status: 0 done,
 // 1 the file or key cannot be used, 2 wrong command line.
 
+#include "files.h"
+
 #include <nettle/arcfour.h>
 
 #include <errno.h>
@@ -27,20 +29,6 @@ constexpr size_t kMaxKey = 256;  // ARCFOUR's own bounds, in bytes
 // The unfinished result's path while it exists, where a signal handler can reach it.
 char unfinished[PATH_MAX];
 
-class Fd {
- public:
-  explicit Fd(int number) : number_(number) {}
-  ~Fd() {
-    if (number_ >= 0) close(number_);
-  }
-  Fd(Fd const&) = delete;
-  Fd& operator=(Fd const&) = delete;
-  operator int() const { return number_; }
-
- private:
-  int number_;
-};
-
 void remove_unfinished() {
   if (unfinished[0] != '\0') unlink(unfinished);
 }
@@ -52,8 +40,8 @@ void remove_unfinished() {
   exit(1);
 }
 
-[[noreturn]] void fail_errno(std::string_view path, std::string_view what) {
-  fail(path, std::string(what) + ": " + strerror(errno));
+[[noreturn]] void fail_errno(std::string_view path, std::string_view what, int error = errno) {
+  fail(path, std::string(what) + ": " + strerror(error));
 }
 
 void on_signal(int number) {
@@ -91,94 +79,77 @@ bool parse(int argc, char** argv, CommandLine& line) {
   return line.wanted && line.file != nullptr && line.key_file != nullptr;
 }
 
-// Fills the buffer as far as the file goes.
-size_t read_full(int fd, char const* path, unsigned char* buffer, size_t size) {
-  size_t filled = 0;
-  while (filled < size) {
-    ssize_t const got = read(fd, buffer + filled, size - filled);
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) fail_errno(path, "cannot be read");
-    if (got == 0) break;
-    filled += static_cast<size_t>(got);
-  }
-  return filled;
-}
-
-void write_full(int fd, char const* path, unsigned char const* data, size_t size) {
-  while (size > 0) {
-    ssize_t const written = write(fd, data, size);
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) fail_errno(path, "the new content cannot be written");
-    data += written;
-    size -= static_cast<size_t>(written);
-  }
+// The next bytes of a file, 0 at its end.
+size_t read_some(int fd, char const* path, unsigned char* buffer, size_t size) {
+  ssize_t got;
+  do got = read(fd, buffer, size);
+  while (got < 0 && errno == EINTR);
+  if (got < 0) fail_errno(path, "cannot be read");
+  return static_cast<size_t>(got);
 }
 
 // The descriptor is what is judged, so nothing can be put in the file's place in between. Without
 // O_NONBLOCK a FIFO would keep the command waiting for a writer.
-int open_regular(char const* path, int flags, struct stat& info) {
-  int const fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | flags);
-  if (fd < 0 && errno == ELOOP) fail(path, "is a symbolic link; name the file itself");
-  if (fd < 0) fail_errno(path, "cannot be opened");
-  if (fstat(fd, &info) != 0) fail_errno(path, "cannot be examined");
+zeva::Descriptor open_regular(char const* path, int flags, struct stat& info) {
+  zeva::Descriptor file(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | flags));
+  if (!file && errno == ELOOP) fail(path, "is a symbolic link; name the file itself");
+  if (!file) fail_errno(path, "cannot be opened");
+  if (fstat(file.get(), &info) != 0) fail_errno(path, "cannot be examined");
   if (!S_ISREG(info.st_mode)) fail(path, "is not a regular file");
-  return fd;
+  return file;
 }
 
 void read_key(char const* path, arcfour_ctx& cipher, struct stat& info) {
-  Fd const fd(open_regular(path, 0, info));
-  unsigned char key[kMaxKey + 1];
-  size_t const length = read_full(fd, path, key, sizeof key);
-  if (length < kMinKey) fail(path, "the key is empty; it takes 1 to 256 bytes");
-  if (length > kMaxKey) fail(path, "the key is longer than 256 bytes");
-  arcfour_set_key(&cipher, length, key);
+  zeva::Descriptor const file = open_regular(path, 0, info);
+  std::string key;
+  int const error = zeva::read_regular(file.get(), key, kMaxKey);
+  if (error == EFBIG) fail(path, "the key is longer than 256 bytes");
+  if (error != 0) fail_errno(path, "cannot be read", error);
+  if (key.size() < kMinKey) fail(path, "the key is empty; it takes 1 to 256 bytes");
+  arcfour_set_key(&cipher, key.size(), reinterpret_cast<unsigned char const*>(key.data()));
 }
 
-// With its slash; empty for the working folder.
+// With its slash.
 std::string folder_of(std::string_view path) {
   size_t const slash = path.rfind('/');
-  return slash == std::string_view::npos ? "" : std::string(path.substr(0, slash + 1));
+  return slash == std::string_view::npos ? "./" : std::string(path.substr(0, slash + 1));
 }
 
-int make_unfinished(char const* path, struct stat const& like) {
+zeva::Descriptor make_unfinished(char const* path, struct stat const& like) {
   std::string const name = folder_of(path) + ".rc4-XXXXXX";
   if (name.size() >= sizeof unfinished) fail(path, "the path is too long");
   memcpy(unfinished, name.c_str(), name.size() + 1);
-  int const fd = mkostemp(unfinished, O_CLOEXEC);
-  if (fd < 0) {
+  zeva::Descriptor file(mkostemp(unfinished, O_CLOEXEC));
+  if (!file) {
     unfinished[0] = '\0';
     fail_errno(path, "cannot make the new file beside it");
   }
   // In this order: changing the owner would clear a set-user-id bit.
-  if (fchown(fd, like.st_uid, like.st_gid) != 0) fail_errno(path, "cannot keep its owner");
-  if (fchmod(fd, like.st_mode & 07777) != 0) fail_errno(path, "cannot keep its mode");
-  return fd;
-}
-
-void sync_folder_of(char const* path) {
-  std::string const folder = folder_of(path);
-  Fd const fd(open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  // A folder that may not be read cannot be synced; the file itself is on the disk already.
-  if (fd >= 0) fsync(fd);
+  if (fchown(file.get(), like.st_uid, like.st_gid) != 0) fail_errno(path, "cannot keep its owner");
+  if (fchmod(file.get(), like.st_mode & 07777) != 0) fail_errno(path, "cannot keep its mode");
+  return file;
 }
 
 void convert(char const* path, arcfour_ctx& cipher, struct stat const& key) {
   struct stat info;
-  Fd const source(open_regular(path, O_NOFOLLOW, info));
+  zeva::Descriptor const source = open_regular(path, O_NOFOLLOW, info);
   // Nothing could ever decipher it again.
   if (info.st_dev == key.st_dev && info.st_ino == key.st_ino) fail(path, "is the key itself");
-  Fd const target(make_unfinished(path, info));
+  zeva::Descriptor const target = make_unfinished(path, info);
 
   static unsigned char buffer[64 * 1024];
-  while (size_t const length = read_full(source, path, buffer, sizeof buffer)) {
+  while (size_t const length = read_some(source.get(), path, buffer, sizeof buffer)) {
     arcfour_crypt(&cipher, length, buffer, buffer);
-    write_full(target, path, buffer, length);
+    int const error =
+        zeva::write_all(target.get(), {reinterpret_cast<char const*>(buffer), length});
+    if (error != 0) fail_errno(path, "the new content cannot be written", error);
   }
 
-  if (fsync(target) != 0) fail_errno(path, "the new content cannot be written");
+  if (fsync(target.get()) != 0) fail_errno(path, "the new content cannot be written");
   if (rename(unfinished, path) != 0) fail_errno(path, "cannot be replaced");
   unfinished[0] = '\0';
-  sync_folder_of(path);
+  // A folder that may not be read cannot be synced; the file itself is on the disk already.
+  (void)zeva::sync_folder(folder_of(path));
 }
 
 }  // namespace

@@ -34,7 +34,7 @@ void report(std::string const& line) {
   if (report_file.empty()) return;
   Descriptor file(open(report_file.c_str(),
                        O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
-  if (file.get() >= 0) (void)write_all(file.get(), "[" + now() + "] " + line + "\n");
+  if (file) (void)write_all(file.get(), "[" + now() + "] " + line + "\n");
 }
 
 }  // namespace zeva

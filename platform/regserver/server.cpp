@@ -54,7 +54,7 @@ bool Server::open_store(std::string const& config, std::string& why) {
 
 // The cookie is there before the first client can be, the number of the process after that.
 bool Server::listen(std::string const& config, std::string& why) {
-  cookie_ = make_cookie(config + "/regserver.cookie", why);
+  cookie_ = make_cookie(config + kCookieFile, why);
   if (cookie_.empty()) return false;
   asio::error_code error;
   acceptor_.listen(asio::socket_base::max_listen_connections, error);

@@ -92,7 +92,7 @@ bool is_cut_record(std::string_view rest) {
 
 int RedoLog::open(std::string const& path, uint64_t generation) {
   file_ = Descriptor(::open(path.c_str(), O_RDWR | O_APPEND | O_NOFOLLOW | O_CLOEXEC));
-  if (file_.get() < 0) return errno;
+  if (!file_) return errno;
   path_ = path;
   generation_ = generation;
   size_ = kLogHeader;

@@ -28,7 +28,7 @@ bool failed(int error, std::string const& path, std::string& why) {
 // Only one server may write a store. The lock goes with the process.
 Descriptor lock_folder(std::string const& path, std::string& why) {
   Descriptor folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (folder.get() < 0 || flock(folder.get(), LOCK_EX | LOCK_NB) != 0) {
+  if (!folder || flock(folder.get(), LOCK_EX | LOCK_NB) != 0) {
     int error = errno;
     why = path + ": " + (error == EWOULDBLOCK ? "another server has it open" : strerror(error));
     return Descriptor();
@@ -48,7 +48,7 @@ std::unique_ptr<Store> Store::open(std::string const& config, std::vector<std::s
                                    std::string& why) {
   std::unique_ptr<Store> store(new Store(config));
   store->lock_ = lock_folder(config, why);
-  if (store->lock_.get() < 0 || !store->load(notes, why)) return nullptr;
+  if (!store->lock_ || !store->load(notes, why)) return nullptr;
   return store;
 }
 

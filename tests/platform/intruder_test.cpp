@@ -70,7 +70,7 @@ class Intruder : public testing::Test {
 
   std::string cookie() const {
     std::string bytes;
-    EXPECT_EQ(zeva::read_file(home_.config("regserver.cookie"), bytes), 0);
+    EXPECT_EQ(zeva::read_file(cookie_, bytes), 0);
     return bytes;
   }
 
@@ -126,6 +126,7 @@ class Intruder : public testing::Test {
   }
 
   ScratchHome home_;
+  std::string const cookie_ = home_.config("regserver.cookie");
 };
 
 std::string answer_frame(int32_t status) {
@@ -441,7 +442,7 @@ TEST_F(Intruder, ACookieOfAnybodyElseIsNone) {
                      {"rm $c; mkfifo -m 600 $c", false},
                      {"rm $c; mv d $c; echo >>$c", false}};
   for (auto& [commands, good] : cases) {
-    std::string const in_config = "c=regserver.cookie; cd " + home_.config("") + "; ";
+    std::string const in_config = "c=" + cookie_ + "; cd " + home_.config("") + "; ";
     ASSERT_EQ(system((in_config + commands).c_str()), 0);
     int32_t status;
     _NvPolComHandle* root = nullptr;
@@ -454,20 +455,18 @@ TEST_F(Intruder, ACookieOfAnybodyElseIsNone) {
 }
 
 TEST_F(Intruder, TheCookieIsFreshAndForItsOwnerOnly) {
-  std::string before;
-  std::string after;
+  std::string const before = cookie();
   struct stat about;
-  ASSERT_EQ(zeva::read_file(home_.config("regserver.cookie"), before), 0);
   home_.kill();
   // Left by somebody, to be written into.
-  std::filesystem::remove(home_.config("regserver.cookie"));
-  std::filesystem::create_symlink(home_.path() + "/elsewhere", home_.config("regserver.cookie"));
+  std::filesystem::remove(cookie_);
+  std::filesystem::create_symlink(home_.path() + "/elsewhere", cookie_);
   home_.start();
-  ASSERT_EQ(zeva::read_file(home_.config("regserver.cookie"), after), 0);
+  std::string const after = cookie();
   EXPECT_NE(before, after);
   EXPECT_EQ(after.size(), zeva::kSecretLength);
   EXPECT_FALSE(std::filesystem::exists(home_.path() + "/elsewhere"));
-  ASSERT_EQ(stat(home_.config("regserver.cookie").c_str(), &about), 0);
+  ASSERT_EQ(stat(cookie_.c_str(), &about), 0);
   EXPECT_EQ(about.st_mode & 07777, 0600u);
 }
 
