@@ -3,6 +3,7 @@
 #include "commands.h"
 #include "fixed_text.h"
 #include "importers.h"
+#include "nvreg.h"
 #include "opened_package.h"
 #include "package_guard.h"
 #include "policy_backup.h"
@@ -55,7 +56,7 @@ int make_regserver_run() {
 // The registry server's address as the importers take it. In a buffer of its own: a string would
 // have to be freed after the jump.
 FixedText<> regserver_address() {
-  std::string port = "5069";
+  std::string port = std::to_string(NVREG_DEFAULT_PORT);
   getregport(zeva::product_home(), port);
   FixedText address;
   address.add("ZEVA:").add(port.c_str());

@@ -1,11 +1,11 @@
 #include "nvreg.h"
 
 #include "connection.h"
+#include "port.h"
 #include "regpath.h"
 
 #include <string.h>
 
-#include <charconv>
 #include <memory>
 #include <new>
 #include <string>
@@ -51,12 +51,11 @@ bool is_registry(_NvPolComHandle const* handle) {
   return handle && handle->kind == _NvPolComHandle::kRegistry;
 }
 
-int32_t read_port(char const* file, uint16_t& port) {
+bool read_address(char const* file, uint16_t& port) {
   std::string_view address(file ? file : "");
-  if (address.substr(0, kAddressPrefix.size()) != kAddressPrefix) return NVREG_BAD_ARGUMENT;
-  char const* end = address.data() + address.size();
-  auto [stop, error] = std::from_chars(address.data() + kAddressPrefix.size(), end, port);
-  return error == std::errc() && stop == end && port != 0 ? NVREG_OK : NVREG_BAD_ARGUMENT;
+  if (!address.starts_with(kAddressPrefix)) return false;
+  address.remove_prefix(kAddressPrefix.size());
+  return zeva::read_port(address, port);
 }
 
 Call call_on(_NvPolComHandle const* key, zeva::wire::Action action) {
@@ -140,7 +139,7 @@ _NvPolComHandle* nvreg_open(int32_t mode, const char* file, _NvPolComHandle** ro
                             int32_t* status) {
   return guarded_handle(status, [&](_NvPolComHandle*& registry) {
     uint16_t port;
-    if (mode != 1 || !root || read_port(file, port) < 0) return NVREG_BAD_ARGUMENT;
+    if (mode != 1 || !root || !read_address(file, port)) return NVREG_BAD_ARGUMENT;
     auto connection = std::make_shared<Connection>();
     int32_t opened = connection->open(port);
     if (opened < 0) return opened;

@@ -1,12 +1,11 @@
 #include "settings.h"
 
 #include "nvconfigfile.h"
+#include "port.h"
 
 #include <errno.h>
 #include <string.h>
 #include <unistd.h>
-
-#include <charconv>
 
 namespace zeva {
 
@@ -15,11 +14,6 @@ namespace {
 constexpr char kSection[] = "CFILTER_REGSERVER";
 constexpr char kAddressKey[] = "CFILTER_REGSERVER_ADDRESS";
 constexpr char kPortKey[] = "CFILTER_REGSERVER_PORT";
-
-bool read_port(std::string const& text, uint16_t& port) {
-  auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
-  return error == std::errc() && end == text.data() + text.size() && port != 0;
-}
 
 }  // namespace
 

@@ -1,6 +1,8 @@
 // The server's settings: bin/migration/RegSvrCfg.ini below the home.
 #pragma once
 
+#include "nvreg.h"
+
 #include <stdint.h>
 
 #include <string>
@@ -8,7 +10,7 @@
 namespace zeva {
 
 struct Settings {
-  uint16_t port = 5069;  // what the migration takes, too, when the file does not say
+  uint16_t port = NVREG_DEFAULT_PORT;
 };
 
 // Reads section CFILTER_REGSERVER: CFILTER_REGSERVER_PORT, and CFILTER_REGSERVER_ADDRESS, which may

@@ -272,7 +272,7 @@ TEST_F(Intruder, CallsThatTheLibraryWouldNotMake) {
       {zeva::wire::SET_VALUE, "", "a\\b", 0, "1234", NVREG_BAD_NAME},
       {zeva::wire::SET_VALUE, "", "a", 0, "123", NVREG_BAD_ARGUMENT},
       {zeva::wire::SET_VALUE, "", "a", 9, "", NVREG_BAD_ARGUMENT},
-      {zeva::wire::SET_VALUE, "", "a", 2, std::string(1048577, 'a'), NVREG_VALUE_TOO_LONG},
+      {zeva::wire::SET_VALUE, "", "a", 2, std::string(NVREG_MAX_VALUE + 1, 'a'), NVREG_VALUE_TOO_LONG},
       {static_cast<zeva::wire::Action>(77), "", "", 0, "", NVREG_MALFORMED},
   };
   for (auto& [action, path, name, type, data, status] : cases) {

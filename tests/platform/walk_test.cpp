@@ -52,7 +52,7 @@ class Walk : public testing::Test {
     static constexpr char const* names[] = {
         "a",    "b",        "c",        "d",      " lead", "trail ", "tab\there",   "line\nbreak",
         "\x01", "\xff\xfe", "\xc3\xbc", "<&\"'>", "]]>",   "cr\r",   "\xed\xa0\x80"};
-    return any(16) == 0 ? std::string(1024, 'n') : names[any(std::size(names))];
+    return any(16) == 0 ? std::string(NVREG_MAX_NAME, 'n') : names[any(std::size(names))];
   }
 
   std::string any_data(_NvRegDataType type) {
