@@ -13,7 +13,7 @@ namespace {
 
 constexpr uint64_t kLargestList = uint64_t{64} << 20;  // a million addresses, and more
 
-std::string_view trimmed(std::string_view field) {
+std::string_view stripped(std::string_view field) {
   constexpr std::string_view kBlanks = " \t\r";
   size_t const begin = std::min(field.find_first_not_of(kBlanks), field.size());
   return field.substr(begin, field.find_last_not_of(kBlanks) + 1 - begin);
@@ -21,7 +21,7 @@ std::string_view trimmed(std::string_view field) {
 
 std::string_view unquoted(std::string_view field) {
   bool const quoted = field.size() >= 2 && field.front() == '"' && field.back() == '"';
-  return quoted ? trimmed(field.substr(1, field.size() - 2)) : field;
+  return quoted ? stripped(field.substr(1, field.size() - 2)) : field;
 }
 
 // An address alone, without a name or a second one beside it, that the store can hold.
@@ -35,12 +35,12 @@ bool is_address(std::string_view text) {
          text.size() < NVREG_MAX_VALUE;
 }
 
-int32_t parse(std::string_view text, std::vector<std::string>& addresses) {
+[[nodiscard]] int32_t parse(std::string_view text, std::vector<std::string>& addresses) {
   constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
   if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
   for (uint32_t line = 1; !text.empty();) {
     size_t const end = std::min(text.find_first_of(",;\n"), text.size());
-    std::string_view const field = unquoted(trimmed(text.substr(0, end)));
+    std::string_view const field = unquoted(stripped(text.substr(0, end)));
     if (is_address(field)) {
       addresses.emplace_back(field);
     } else if (!field.empty()) {

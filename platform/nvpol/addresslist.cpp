@@ -13,7 +13,7 @@ NumberedTexts addresses_of(_NvPolComHandle* list) {
   return {list, "address"};
 }
 
-int32_t get_attributes_and_count(_NvPolComHandle* list, _NvPolAddrListAttr* attrib) {
+[[nodiscard]] int32_t get_attributes_and_count(_NvPolComHandle* list, _NvPolAddrListAttr* attrib) {
   _NvPolAddrListAttr loaded;
   int32_t status = attrib ? load_record(list, &loaded) : NVREG_BAD_ARGUMENT;
   if (status == NVREG_OK) status = addresses_of(list).count(loaded.addressCount);
@@ -21,7 +21,7 @@ int32_t get_attributes_and_count(_NvPolComHandle* list, _NvPolAddrListAttr* attr
   return status;
 }
 
-int32_t import_file(_NvPolComHandle* list, char const* file) {
+[[nodiscard]] int32_t import_file(_NvPolComHandle* list, char const* file) {
   std::vector<std::string> addresses;
   int32_t status = file ? read_address_file(file, addresses) : NVREG_BAD_ARGUMENT;
   return status == NVREG_OK ? addresses_of(list).append(addresses) : status;

@@ -21,7 +21,7 @@ class NumberedTexts {
 
   using Predicate = std::function<bool(std::string const&)>;
 
-  // Index of the first text that satisfies wanted; NVREG_NOT_FOUND when there is none.
+  // Index of the first text that is `wanted`; NVREG_NOT_FOUND when there is none.
   [[nodiscard]] int32_t find(Predicate const& wanted, uint32_t& index) const;
 
   // Takes away the first such text and moves those behind it forward. Stopped half way, it leaves a

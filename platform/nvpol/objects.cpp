@@ -4,32 +4,32 @@
 
 namespace zeva {
 
-int32_t Key::open(_NvPolComHandle* parent, std::string const& path) {
+int32_t KeyHandle::open(_NvPolComHandle* parent, std::string const& path) {
   int32_t status = NVREG_OK;
   reset(nvreg_openKey(parent, path.c_str(), &status));
   return status;
 }
 
-int32_t Key::create(_NvPolComHandle* parent, std::string const& path) {
+int32_t KeyHandle::create(_NvPolComHandle* parent, std::string const& path) {
   int32_t status = NVREG_OK;
   reset(nvreg_createKey(parent, path.c_str(), &status));
   return status;
 }
 
-_NvPolComHandle* Key::release() {
+_NvPolComHandle* KeyHandle::release() {
   _NvPolComHandle* key = key_;
   key_ = nullptr;
   return key;
 }
 
-void Key::reset(_NvPolComHandle* key) {
+void KeyHandle::reset(_NvPolComHandle* key) {
   int32_t ignored = NVREG_OK;  // a key that was only looked at has nothing to lose
   if (key_) nvreg_closeKey(key_, &ignored);
   key_ = key;
 }
 
 int32_t check_present(_NvPolComHandle* key) {
-  return Key().open(key, "");
+  return KeyHandle().open(key, "");
 }
 
 int32_t end_of_list_or_gone(_NvPolComHandle* key) {
@@ -37,13 +37,13 @@ int32_t end_of_list_or_gone(_NvPolComHandle* key) {
   return status == NVREG_OK ? NVREG_END_OF_LIST : status;
 }
 
-int32_t check_name(char const* name) {
+int32_t check_object_name(char const* name) {
   if (!name) return NVREG_BAD_ARGUMENT;
   return *name == '\0' || strchr(name, '\\') ? NVREG_BAD_NAME : NVREG_OK;
 }
 
-int32_t check_new_name(char const* name) {
-  int32_t status = check_name(name);
+int32_t check_new_object_name(char const* name) {
+  int32_t status = check_object_name(name);
   if (status == NVREG_OK && strlen(name) >= NVPOL_NAME_SIZE) status = NVREG_BAD_NAME;
   return status;
 }
@@ -54,18 +54,19 @@ std::string object_path(char const* container, char const* name) {
   return std::string(container) + "\\" + name;
 }
 
-int32_t delete_key(_NvPolComHandle* parent, std::string const& path) {
+[[nodiscard]] int32_t delete_key(_NvPolComHandle* parent, std::string const& path) {
   int32_t status = NVREG_OK;
   nvreg_deleteKey(parent, path.c_str(), &status);
   return status;
 }
 
-int32_t create_filled(_NvPolComHandle* parent, std::string const& path,
-                      std::function<int32_t(_NvPolComHandle*)> const& fill, Key& key) {
+[[nodiscard]] int32_t create_filled(_NvPolComHandle* parent, std::string const& path,
+                                    std::function<int32_t(_NvPolComHandle*)> const& fill,
+                                    KeyHandle& key) {
   // Making a key makes those above it: without this a deleted parent would come back.
   int32_t status = check_present(parent);
   if (status != NVREG_OK) return status;
-  status = Key().open(parent, path);
+  status = KeyHandle().open(parent, path);
   if (status != NVREG_NOT_FOUND) return status == NVREG_OK ? NVREG_EXISTS : status;
 
   status = key.create(parent, path);
@@ -79,7 +80,7 @@ int32_t create_filled(_NvPolComHandle* parent, std::string const& path,
 
 _NvPolComHandle* open_handle(_NvPolComHandle* parent, std::string const& path,
                              int32_t* status) noexcept {
-  Key key;
+  KeyHandle key;
   guarded(status, [&] { return key.open(parent, path); });
   return key.release();
 }
@@ -91,9 +92,9 @@ void close_handle(_NvPolComHandle* handle, int32_t* status) noexcept {
 
 _NvPolComHandle* open_object(_NvPolComHandle* parent, char const* container, char const* name,
                              int32_t* status) noexcept {
-  Key key;
+  KeyHandle key;
   guarded(status, [&] {
-    int32_t checked = check_name(name);
+    int32_t checked = check_object_name(name);
     return checked == NVREG_OK ? key.open(parent, object_path(container, name)) : checked;
   });
   return key.release();
@@ -102,9 +103,9 @@ _NvPolComHandle* open_object(_NvPolComHandle* parent, char const* container, cha
 _NvPolComHandle* create_object(_NvPolComHandle* parent, char const* container, char const* name,
                                std::function<int32_t(_NvPolComHandle*)> const& fill,
                                int32_t* status) noexcept {
-  Key key;
+  KeyHandle key;
   guarded(status, [&] {
-    int32_t checked = check_new_name(name);
+    int32_t checked = check_new_object_name(name);
     return checked == NVREG_OK ? create_filled(parent, object_path(container, name), fill, key)
                                : checked;
   });
@@ -114,7 +115,7 @@ _NvPolComHandle* create_object(_NvPolComHandle* parent, char const* container, c
 void delete_object(_NvPolComHandle* parent, char const* container, char const* name,
                    int32_t* status) noexcept {
   guarded(status, [&] {
-    int32_t checked = check_name(name);
+    int32_t checked = check_object_name(name);
     return checked == NVREG_OK ? delete_key(parent, object_path(container, name)) : checked;
   });
 }
@@ -122,7 +123,7 @@ void delete_object(_NvPolComHandle* parent, char const* container, char const* n
 void enum_object(_NvPolComHandle* parent, char const* container, uint32_t index, char* name,
                  uint32_t* name_length, int32_t* status) noexcept {
   guarded(status, [&] {
-    Key key;
+    KeyHandle key;
     int32_t listed = key.open(parent, container);
     if (listed == NVREG_NOT_FOUND) return end_of_list_or_gone(parent);
     if (listed == NVREG_OK) nvreg_enumSubkey(key.get(), index, name, name_length, &listed);
@@ -133,9 +134,9 @@ void enum_object(_NvPolComHandle* parent, char const* container, uint32_t index,
 void set_order(_NvPolComHandle* parent, char const* container, char const* name, int32_t order,
                int32_t* status) noexcept {
   guarded(status, [&] {
-    int32_t checked = check_name(name);
+    int32_t checked = check_object_name(name);
     if (checked != NVREG_OK) return checked;
-    Key key;
+    KeyHandle key;
     checked = key.open(parent, object_path(container, name));
     return checked == NVREG_OK ? set_number(key.get(), "order", static_cast<uint32_t>(order))
                                : checked;

@@ -13,8 +13,8 @@
 //
 // A container is made with the first object in it; a missing one reads as empty.
 //
-// Functions that return a status return one of nvreg.h or nvpol.h. Those that take a status at the
-// end are the bodies of exported calls and throw nothing.
+// Functions that return a status return one of nvreg.h or nvpol.h. Those that take a `status` at
+// the end are the bodies of exported calls and throw nothing.
 #pragma once
 
 #include "nvpol.h"
@@ -39,12 +39,12 @@ void guarded(int32_t* status, Body body) noexcept {
 }
 
 // An open registry key of ours.
-class Key {
+class KeyHandle {
  public:
-  Key() = default;
-  ~Key() { reset(nullptr); }
-  Key(Key const&) = delete;
-  Key& operator=(Key const&) = delete;
+  KeyHandle() = default;
+  ~KeyHandle() { reset(nullptr); }
+  KeyHandle(KeyHandle const&) = delete;
+  KeyHandle& operator=(KeyHandle const&) = delete;
 
   [[nodiscard]] int32_t open(_NvPolComHandle* parent, std::string const& path);
   [[nodiscard]] int32_t create(_NvPolComHandle* parent, std::string const& path);
@@ -85,8 +85,8 @@ void set_order(_NvPolComHandle* parent, char const* container, char const* name,
 
 // NVREG_BAD_NAME for a name that no object can bear, and so for one that would be read as a path.
 // A new object's name must fit the buffers of enumerations besides.
-[[nodiscard]] int32_t check_name(char const* name);
-[[nodiscard]] int32_t check_new_name(char const* name);
+[[nodiscard]] int32_t check_object_name(char const* name);
+[[nodiscard]] int32_t check_new_object_name(char const* name);
 
 // The text stored under a value's name, up to its first NUL; NVREG_NOT_FOUND also for a value of
 // another type. Texts are stored with their NUL, as all writers of this store do.

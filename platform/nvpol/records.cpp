@@ -55,7 +55,7 @@ std::span<Field const> fields_of(_NvPolAddrListAttr const*) {
   return kAddressList;
 }
 
-int32_t store_field(_NvPolComHandle* key, Field const& field, char const* place) {
+[[nodiscard]] int32_t store_field(_NvPolComHandle* key, Field const& field, char const* place) {
   if (field.text_size > 0)
     return set_text(key, field.name, {place, strnlen(place, field.text_size)});
   uint32_t number;
@@ -63,7 +63,7 @@ int32_t store_field(_NvPolComHandle* key, Field const& field, char const* place)
   return set_number(key, field.name, number);
 }
 
-int32_t load_field(_NvPolComHandle* key, Field const& field, char* place) {
+[[nodiscard]] int32_t load_field(_NvPolComHandle* key, Field const& field, char* place) {
   int32_t status;
   if (field.text_size > 0) {
     std::string text;

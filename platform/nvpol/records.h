@@ -17,13 +17,13 @@ std::string field_text(char const (&field)[size]) {
 
 // Fills a field with a text, cut at the field's size, and with NULs after it.
 template <size_t size>
-void set_field(char (&field)[size], std::string const& text) {
+void fill_field(char (&field)[size], std::string const& text) {
   size_t const length = strnlen(text.c_str(), size);
   memcpy(field, text.c_str(), length);
   memset(field + length, 0, size - length);
 }
 
-// Stores a record's attributes under key. For every attribute record of nvpol.h.
+// Stores a record's attributes under `key`. For every attribute record of nvpol.h.
 template <class Record>
 [[nodiscard]] int32_t store_record(_NvPolComHandle* key, Record const* record);
 

@@ -10,9 +10,9 @@ using namespace zeva;
 namespace {
 
 // The names of all objects under a container, which may be missing.
-int32_t list_objects(_NvPolComHandle* parent, char const* container,
-                     std::vector<std::string>& names) {
-  Key key;
+[[nodiscard]] int32_t list_objects(_NvPolComHandle* parent, char const* container,
+                                   std::vector<std::string>& names) {
+  KeyHandle key;
   int32_t status = key.open(parent, container);
   if (status == NVREG_NOT_FOUND) return NVREG_OK;
   char name[NVREG_MAX_NAME + 1];
@@ -26,8 +26,9 @@ int32_t list_objects(_NvPolComHandle* parent, char const* container,
 
 // The searches answer NVREG_OK when the rule refers to the name, NVREG_NOT_FOUND when it does not.
 
-int32_t find_outcome(_NvPolComHandle* rule, std::string const& task, char const* classification) {
-  Key outcomes;
+[[nodiscard]] int32_t find_outcome(_NvPolComHandle* rule, std::string const& task,
+                                   char const* classification) {
+  KeyHandle outcomes;
   int32_t status = outcomes.open(rule, std::string(kTasks) + "\\" + task + "\\" + kOutcomes);
   std::string name;
   std::string value;
@@ -38,7 +39,7 @@ int32_t find_outcome(_NvPolComHandle* rule, std::string const& task, char const*
   return status == NVREG_END_OF_LIST ? NVREG_NOT_FOUND : status;
 }
 
-int32_t find_in_outcomes(_NvPolComHandle* rule, char const* classification) {
+[[nodiscard]] int32_t find_in_outcomes(_NvPolComHandle* rule, char const* classification) {
   std::vector<std::string> tasks;
   int32_t status = list_objects(rule, kTasks, tasks);
   if (status != NVREG_OK) return status;
@@ -49,7 +50,7 @@ int32_t find_in_outcomes(_NvPolComHandle* rule, char const* classification) {
   return NVREG_NOT_FOUND;
 }
 
-int32_t find_in_conditions(_NvPolComHandle* rule, char const* list) {
+[[nodiscard]] int32_t find_in_conditions(_NvPolComHandle* rule, char const* list) {
   uint32_t index = 0;
   return NumberedTexts(rule, kCondition)
       .find(
@@ -61,14 +62,15 @@ int32_t find_in_conditions(_NvPolComHandle* rule, char const* list) {
 }
 
 // Searches the rules from the root on; a list of paths to come instead of calls in calls, as policy
-// trees may be of any depth. rule_name receives the name of the rule that refers to the name.
-int32_t find_in_rules(_NvPolComHandle* regkey, char const* iname,
-                      int32_t (*find)(_NvPolComHandle*, char const*), std::string& rule_name) {
+// trees may be of any depth. `rule_name` receives the name of the rule that refers to the name.
+[[nodiscard]] int32_t find_in_rules(_NvPolComHandle* regkey, char const* iname,
+                                    int32_t (*find)(_NvPolComHandle*, char const*),
+                                    std::string& rule_name) {
   std::vector<std::string> pending{kRootRule};
   while (!pending.empty()) {
     std::string const path = std::move(pending.back());
     pending.pop_back();
-    Key rule;
+    KeyHandle rule;
     int32_t status = rule.open(regkey, path);
     if (status == NVREG_NOT_FOUND) continue;  // a store without rules, or deleted meanwhile
     if (status == NVREG_OK) status = find(rule.get(), iname);
@@ -84,8 +86,8 @@ int32_t find_in_rules(_NvPolComHandle* regkey, char const* iname,
   return NVREG_NOT_FOUND;
 }
 
-bool check_refer(_NvPolComHandle* regkey, int32_t kind, char const* iname, char* name,
-                 uint32_t* name_length, int32_t& status) {
+[[nodiscard]] bool check_refer(_NvPolComHandle* regkey, int32_t kind, char const* iname, char* name,
+                               uint32_t* name_length, int32_t& status) {
   if (!iname || !name || !name_length || *name_length == 0 ||
       (kind != NVPOL_REFER_CLASSIFICATION && kind != NVPOL_REFER_ADDRESS_LIST)) {
     status = NVREG_BAD_ARGUMENT;

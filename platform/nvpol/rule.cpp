@@ -13,7 +13,7 @@ NumberedTexts conditions_of(_NvPolComHandle* rule) {
   return {rule, kCondition};
 }
 
-int32_t add_condition(_NvPolComHandle* rule, _NvPolAddrPairCond const* condition) {
+[[nodiscard]] int32_t add_condition(_NvPolComHandle* rule, _NvPolAddrPairCond const* condition) {
   if (!condition) return NVREG_BAD_ARGUMENT;
   std::string const sender = field_text(condition->sender);
   if (sender.find(';') != std::string::npos) return NVREG_BAD_NAME;
@@ -24,13 +24,13 @@ int32_t add_condition(_NvPolComHandle* rule, _NvPolAddrPairCond const* condition
 _NvPolAddrPairCond condition_record(std::string const& text) {
   Condition const held(text);
   _NvPolAddrPairCond record;
-  set_field(record.sender, held.sender);
-  set_field(record.recipient, held.recipient);
+  fill_field(record.sender, held.sender);
+  fill_field(record.recipient, held.recipient);
   return record;
 }
 
-int32_t fill_rule(_NvPolComHandle* rule, _NvPolRuleAttr const* attrib,
-                  _NvPolAddrPairCond* const* conditions, uint32_t count) {
+[[nodiscard]] int32_t fill_rule(_NvPolComHandle* rule, _NvPolRuleAttr const* attrib,
+                                _NvPolAddrPairCond* const* conditions, uint32_t count) {
   if (count > 0 && !conditions) return NVREG_BAD_ARGUMENT;
   int32_t status = store_record(rule, attrib);
   for (uint32_t i = 0; i < count && status == NVREG_OK; ++i)
@@ -55,8 +55,8 @@ NumberedTexts::Predicate equal_to(char const* wanted) {
 }
 
 // Whether the rule lists the task as inactive.
-int32_t find_inactive(_NvPolComHandle* rule, char const* name, bool& listed) {
-  Key list;
+[[nodiscard]] int32_t find_inactive(_NvPolComHandle* rule, char const* name, bool& listed) {
+  KeyHandle list;
   int32_t status = list.open(rule, kInactive);
   uint32_t index = 0;
   if (status == NVREG_OK) status = NumberedTexts(list.get(), kInactive).find(equal_to(name), index);
@@ -64,14 +64,14 @@ int32_t find_inactive(_NvPolComHandle* rule, char const* name, bool& listed) {
   return status == NVREG_NOT_FOUND ? NVREG_OK : status;
 }
 
-int32_t set_inactive(_NvPolComHandle* rule, char const* name, bool inactive) {
+[[nodiscard]] int32_t set_inactive(_NvPolComHandle* rule, char const* name, bool inactive) {
   bool listed = false;
-  int32_t status = check_name(name);
+  int32_t status = check_object_name(name);
   if (status == NVREG_OK) status = check_present(rule);
   if (status == NVREG_OK) status = find_inactive(rule, name, listed);
   if (status != NVREG_OK || listed == inactive) return status;
 
-  Key list;
+  KeyHandle list;
   status = list.create(rule, kInactive);
   if (status != NVREG_OK) return status;
   NumberedTexts names(list.get(), kInactive);
@@ -96,7 +96,7 @@ _NvPolComHandle* nvpol_openRootRule(_NvPolComHandle* hive, int32_t* status) {
 
 _NvPolComHandle* nvpol_openRuleByFullName(_NvPolComHandle* hive, const char* full_name,
                                           int32_t* status) {
-  Key rule;
+  KeyHandle rule;
   guarded(status,
           [&] { return full_name ? rule.open(hive, rule_path(full_name)) : NVREG_BAD_ARGUMENT; });
   return rule.release();
@@ -177,7 +177,7 @@ void nvpol_inactivateTask(_NvPolComHandle* rule, const char* name, int32_t inact
 int32_t nvpol_isTaskActive(_NvPolComHandle* rule, const char* name, int32_t* status) {
   bool inactive = false;
   guarded(status, [&] {
-    int32_t found = check_name(name);
+    int32_t found = check_object_name(name);
     if (found == NVREG_OK) found = check_present(rule);
     return found == NVREG_OK ? find_inactive(rule, name, inactive) : found;
   });

@@ -6,19 +6,19 @@ using namespace zeva;
 
 namespace {
 
-int32_t add_outcome(_NvPolComHandle* task, char const* name, char const* value) {
+[[nodiscard]] int32_t add_outcome(_NvPolComHandle* task, char const* name, char const* value) {
   if (!value) return NVREG_BAD_ARGUMENT;
-  int32_t status = check_new_name(name);
+  int32_t status = check_new_object_name(name);
   if (status == NVREG_OK) status = check_present(task);
-  Key outcomes;
+  KeyHandle outcomes;
   if (status == NVREG_OK) status = outcomes.create(task, kOutcomes);
   return status == NVREG_OK ? set_text(outcomes.get(), name, value) : status;
 }
 
-int32_t enum_outcome(_NvPolComHandle* task, uint32_t index, char* name, uint32_t* name_length,
-                     char* value, uint32_t* value_length) {
+[[nodiscard]] int32_t enum_outcome(_NvPolComHandle* task, uint32_t index, char* name,
+                                   uint32_t* name_length, char* value, uint32_t* value_length) {
   if (!name || !name_length || !value || !value_length) return NVREG_BAD_ARGUMENT;
-  Key outcomes;
+  KeyHandle outcomes;
   int32_t status = outcomes.open(task, kOutcomes);
   if (status == NVREG_NOT_FOUND) return end_of_list_or_gone(task);
   if (status != NVREG_OK) return status;
@@ -78,7 +78,7 @@ void nvpol_addOutcome(_NvPolComHandle* task, const char* name, const char* value
 
 void nvpol_deleteOutcome(_NvPolComHandle* task, const char* name, int32_t* status) {
   guarded(status, [&] {
-    Key outcomes;
+    KeyHandle outcomes;
     int32_t opened = name ? outcomes.open(task, kOutcomes) : NVREG_BAD_ARGUMENT;
     return opened == NVREG_OK ? delete_value(outcomes.get(), name) : opened;
   });
@@ -93,7 +93,7 @@ void nvpol_enumOutcome(_NvPolComHandle* task, uint32_t index, char* name, uint32
 void nvpol_getOutcome(_NvPolComHandle* task, const char* name, char* value, uint32_t* value_length,
                       int32_t* status) {
   guarded(status, [&] {
-    Key outcomes;
+    KeyHandle outcomes;
     std::string held;
     int32_t found = name ? outcomes.open(task, kOutcomes) : NVREG_BAD_ARGUMENT;
     if (found == NVREG_OK) found = get_text(outcomes.get(), name, held);
