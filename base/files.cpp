@@ -11,7 +11,7 @@
 namespace zeva {
 
 int read_regular(int fd, std::string& bytes, uint64_t largest) {
-  constexpr size_t kStep = size_t{256} << 10;
+  constexpr size_t kStep = size_t{256} << 10;  // so much is touched ahead of what is read
   constexpr uint64_t kMostSetAside = uint64_t{256} << 20;
   struct stat about;
   if (fstat(fd, &about) != 0) return errno;

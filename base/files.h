@@ -31,8 +31,8 @@ namespace zeva {
 // Makes the names in a folder durable.
 [[nodiscard]] int sync_folder(std::string const& path);
 
-// Gives a file a second name that no file has yet: aside + "-1", "-2" and so on. Returns the name,
-// empty when there can be none.
+// Gives a file a second name that no file has yet: `aside` + "-1", "-2" and so on. Returns the
+// name, empty when there can be none.
 [[nodiscard]] std::string keep_aside(std::string const& path, std::string const& aside);
 
 }  // namespace zeva

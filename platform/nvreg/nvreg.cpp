@@ -28,7 +28,7 @@ constexpr std::string_view kAddressPrefix = "ZEVA:";
 
 // Nothing may be thrown across the C interface; all that can be thrown here is lack of memory.
 template <class Body>
-int32_t guarded(Body body) {
+[[nodiscard]] int32_t guarded(Body body) {
   try {
     return body();
   } catch (std::exception const&) {
@@ -51,7 +51,7 @@ bool is_registry(_NvPolComHandle const* handle) {
   return handle && handle->kind == _NvPolComHandle::kRegistry;
 }
 
-bool read_address(char const* file, uint16_t& port) {
+[[nodiscard]] bool read_address(char const* file, uint16_t& port) {
   std::string_view address(file ? file : "");
   if (!address.starts_with(kAddressPrefix)) return false;
   address.remove_prefix(kAddressPrefix.size());
@@ -65,13 +65,13 @@ Call call_on(_NvPolComHandle const* key, zeva::wire::Action action) {
   return call;
 }
 
-int32_t send(_NvPolComHandle const* handle, Call const& call) {
+[[nodiscard]] int32_t send(_NvPolComHandle const* handle, Call const& call) {
   Answer answer;
   return handle->connection->call(call, answer);
 }
 
 // Path and resulting path of a call on what is below a key.
-int32_t set_path(Call& call, char const* path, std::string& joined) {
+[[nodiscard]] int32_t set_path(Call& call, char const* path, std::string& joined) {
   if (!path) return NVREG_BAD_ARGUMENT;
   int32_t status = zeva::join_path(call.key(), path, joined);
   if (status < 0) return status;
@@ -82,15 +82,15 @@ int32_t set_path(Call& call, char const* path, std::string& joined) {
   return NVREG_OK;
 }
 
-int32_t set_name(Call& call, char const* name) {
+[[nodiscard]] int32_t set_name(Call& call, char const* name) {
   if (!name) return NVREG_BAD_ARGUMENT;
   int32_t status = zeva::check_name(name);
   if (status >= 0) call.set_name(name);
   return status;
 }
 
-int32_t open_key(_NvPolComHandle* parent, char const* path, zeva::wire::Action action,
-                 _NvPolComHandle*& key) {
+[[nodiscard]] int32_t open_key(_NvPolComHandle* parent, char const* path, zeva::wire::Action action,
+                               _NvPolComHandle*& key) {
   if (!is_key(parent)) return NVREG_BAD_ARGUMENT;
   Call call = call_on(parent, action);
   std::string joined;
@@ -117,13 +117,14 @@ struct Output {
   }
 };
 
-bool take_type(Answer const& answer, _NvRegDataType* type) {
+[[nodiscard]] bool take_type(Answer const& answer, _NvRegDataType* type) {
   if (answer.type() > NVREG_MULTISTRING) return false;
   *type = static_cast<_NvRegDataType>(answer.type());
   return true;
 }
 
-int32_t deliver(std::initializer_list<std::pair<Output, std::string const*>> results) {
+[[nodiscard]] int32_t deliver(
+    std::initializer_list<std::pair<Output, std::string const*>> results) {
   bool fit = true;
   for (auto& [output, text] : results) fit = fit && output.fits(*text);
   for (auto& [output, text] : results) {

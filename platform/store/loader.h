@@ -29,7 +29,7 @@ struct LoadedStore {
   std::vector<std::string> damaged;  // files that hold something that did not count
 };
 
-// config: the path of the home's folder config.
+// `config`: the path of the home's folder config.
 [[nodiscard]] LoadedStore load_store(std::string const& config);
 
 }  // namespace zeva

@@ -1,9 +1,8 @@
 #include "redolog.h"
 
+#include "checksum.h"
 #include "frame.h"
 #include "nvreg.h"
-
-#include <zlib.h>
 
 #include <errno.h>
 #include <fcntl.h>
@@ -18,11 +17,6 @@ constexpr std::string_view kMagic = "ZEVALOG1";
 constexpr size_t kGenerationEnd = kMagic.size() + sizeof(uint64_t);
 constexpr size_t kLogHeader = kGenerationEnd + sizeof(uint32_t);
 constexpr size_t kRecordHeader = 2 * sizeof(uint32_t);
-
-uint32_t checksum(std::string_view bytes, uint32_t so_far = 0) {
-  return static_cast<uint32_t>(
-      crc32_z(so_far, reinterpret_cast<unsigned char const*>(bytes.data()), bytes.size()));
-}
 
 uint32_t record_checksum(uint64_t generation, uint64_t place, std::string_view message) {
   std::string where;
@@ -50,7 +44,7 @@ std::string_view message_at(std::string_view log, size_t place, uint64_t generat
   return sum == record_checksum(generation, place, message) ? message : std::string_view();
 }
 
-bool redo(std::string_view message, Key& root) {
+[[nodiscard]] bool redo(std::string_view message, Key& root) {
   wire::Call change;
   bool changes_nothing;
   if (message.empty() || !from_bytes(message, change)) return false;

@@ -1,11 +1,11 @@
 #include "snapshot.h"
 
+#include "checksum.h"
 #include "nvreg.h"
 #include "regpath.h"
 #include "text.h"
 
 #include <pugixml.hpp>
-#include <zlib.h>
 
 #include <inttypes.h>
 #include <stdio.h>
@@ -77,7 +77,7 @@ void add_text(pugi::xml_node element, std::string const& text) {
   if (!text.empty()) element.append_child(pugi::node_pcdata).set_value(text.c_str());
 }
 
-bool write_string(pugi::xml_node element, std::string_view data) {
+[[nodiscard]] bool write_string(pugi::xml_node element, std::string_view data) {
   bool terminated = !data.empty() && data.back() == '\0';
   if (terminated) data.remove_suffix(1);
   if (!carries(data, false)) return false;
@@ -86,14 +86,14 @@ bool write_string(pugi::xml_node element, std::string_view data) {
   return true;
 }
 
-bool write_multistring(pugi::xml_node element, std::string_view data) {
+[[nodiscard]] bool write_multistring(pugi::xml_node element, std::string_view data) {
   auto texts = split_multistring(data);
   if (!texts) return false;
   for (std::string_view text : *texts) add_text(element.append_child("text"), std::string(text));
   return true;
 }
 
-bool write_dword(pugi::xml_node element, std::string_view data) {
+[[nodiscard]] bool write_dword(pugi::xml_node element, std::string_view data) {
   uint32_t number;
   memcpy(&number, data.data(), sizeof number);
   add_text(element, std::to_string(number));
@@ -120,11 +120,6 @@ class StringWriter : public pugi::xml_writer {
   std::string text_;
 };
 
-uint32_t checksum(std::string_view bytes) {
-  return static_cast<uint32_t>(
-      crc32_z(0, reinterpret_cast<unsigned char const*>(bytes.data()), bytes.size()));
-}
-
 std::string checksum_line(std::string_view bytes) {
   char digits[9];
   snprintf(digits, sizeof digits, "%08" PRIx32, checksum(bytes));
@@ -136,7 +131,7 @@ std::string checksum_line(std::string_view bytes) {
 class Reader {
  public:
   // Null when all was read, or what is wrong with failed().
-  char const* read(pugi::xml_node store, Key& root);
+  [[nodiscard]] char const* read(pugi::xml_node store, Key& root);
   [[nodiscard]] pugi::xml_node failed() const { return failed_; }
 
  private:
@@ -146,23 +141,23 @@ class Reader {
     pugi::xml_node next;
   };
 
-  char const* read_child(pugi::xml_node element);
-  char const* read_key(pugi::xml_node element);
-  char const* read_value(pugi::xml_node element);
+  [[nodiscard]] char const* read_child(pugi::xml_node element);
+  [[nodiscard]] char const* read_key(pugi::xml_node element);
+  [[nodiscard]] char const* read_value(pugi::xml_node element);
 
   std::vector<Open> open_;
   pugi::xml_node failed_;
 };
 
-char const* allow_attributes(pugi::xml_node element,
-                             std::initializer_list<std::string_view> known) {
+[[nodiscard]] char const* allow_attributes(pugi::xml_node element,
+                                           std::initializer_list<std::string_view> known) {
   for (pugi::xml_attribute attribute : element.attributes())
     if (std::find(known.begin(), known.end(), attribute.name()) == known.end())
       return "an unknown attribute";
   return nullptr;
 }
 
-char const* read_name(pugi::xml_node element, std::string& name) {
+[[nodiscard]] char const* read_name(pugi::xml_node element, std::string& name) {
   pugi::xml_attribute plain = element.attribute("name");
   pugi::xml_attribute hex = element.attribute("name-hex");
   if (!plain == !hex) return "one of the attributes name and name-hex is needed";
@@ -174,7 +169,7 @@ char const* read_name(pugi::xml_node element, std::string& name) {
   return check_name(name) < 0 ? "a name is too long or holds a NUL or a backslash" : nullptr;
 }
 
-char const* read_text(pugi::xml_node element, std::string& text) {
+[[nodiscard]] char const* read_text(pugi::xml_node element, std::string& text) {
   for (pugi::xml_node part : element.children()) {
     if (part.type() != pugi::node_pcdata && part.type() != pugi::node_cdata)
       return "only text may stand here";
@@ -183,7 +178,7 @@ char const* read_text(pugi::xml_node element, std::string& text) {
   return nullptr;
 }
 
-char const* read_dword(pugi::xml_node element, std::string& data) {
+[[nodiscard]] char const* read_dword(pugi::xml_node element, std::string& data) {
   std::string text;
   if (char const* wrong = read_text(element, text)) return wrong;
   uint32_t number;
@@ -194,7 +189,7 @@ char const* read_dword(pugi::xml_node element, std::string& data) {
   return nullptr;
 }
 
-char const* read_string(pugi::xml_node element, std::string& data) {
+[[nodiscard]] char const* read_string(pugi::xml_node element, std::string& data) {
   std::string_view terminated = element.attribute("terminated").as_string("yes");
   if (terminated != "yes" && terminated != "no") return "terminated is yes or no";
   if (char const* wrong = read_text(element, data)) return wrong;
@@ -202,7 +197,7 @@ char const* read_string(pugi::xml_node element, std::string& data) {
   return nullptr;
 }
 
-char const* read_multistring(pugi::xml_node element, std::string& data) {
+[[nodiscard]] char const* read_multistring(pugi::xml_node element, std::string& data) {
   for (pugi::xml_node text : element.children()) {
     if (strcmp(text.name(), "text") != 0) return "only text elements may stand here";
     if (char const* wrong = read_text(text, data)) return wrong;
@@ -212,7 +207,7 @@ char const* read_multistring(pugi::xml_node element, std::string& data) {
   return nullptr;
 }
 
-char const* read_data(pugi::xml_node element, uint32_t type, std::string& data) {
+[[nodiscard]] char const* read_data(pugi::xml_node element, uint32_t type, std::string& data) {
   if (pugi::xml_attribute hex = element.attribute("hex")) {
     if (element.first_child()) return "a value holds text or the attribute hex, not both";
     return from_hex(hex.value(), data) ? nullptr : "the attribute hex holds no bytes in hex";

@@ -14,7 +14,7 @@ namespace zeva {
 [[nodiscard]] std::string write_snapshot(Key const& root, uint64_t generation);
 
 // Reads a snapshot into an empty root. A file without the checksum line counts as written by hand
-// and is read all the same. On failure: false, why says where and what, and the root is unusable.
+// and is read all the same. On failure: false, `why` says where and what, and the root is unusable.
 [[nodiscard]] bool read_snapshot(std::string const& bytes, Key& root, uint64_t& generation,
                                  std::string& why);
 

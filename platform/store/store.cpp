@@ -20,7 +20,7 @@ namespace {
 // A log is worth a new snapshot once it is this long and longer than the snapshot.
 constexpr uint64_t kLogBound = uint64_t{4} << 20;
 
-bool failed(int error, std::string const& path, std::string& why) {
+[[nodiscard]] bool failed(int error, std::string const& path, std::string& why) {
   if (error != 0) why = path + ": " + strerror(error);
   return error != 0;
 }

@@ -4,6 +4,10 @@
 // the log has outgrown it, on a refresh; never when the store is closed, since the files may have
 // been restored by then. For the same reason a store whose files were touched by someone else takes
 // no more changes.
+//
+// What fails here, in all of this folder, says so by its result: false, null, a negative status or
+// an errno. `why` is the reason for a person; it is set on failure only and never stands for a
+// result.
 #pragma once
 
 #include "files.h"
@@ -22,7 +26,7 @@ namespace zeva {
 class Store {
  public:
   // Opens the store in a folder, or makes it from the file factory.xml there. Null on failure, and
-  // why says the reason; notes receives what a person should know either way. Only one process
+  // `why` says the reason; `notes` receives what a person should know either way. Only one process
   // can have a store open. What does not count in a damaged file is kept under another name.
   [[nodiscard]] static std::unique_ptr<Store> open(std::string const& config,
                                                    std::vector<std::string>& notes,
@@ -33,7 +37,7 @@ class Store {
   // Makes a change; a status of nvreg.h. When it is back, the change is in the log.
   [[nodiscard]] int32_t change(wire::Call const& call);
 
-  // Answers once all changes are on the disk. note receives a warning, or stays as it is.
+  // Answers once all changes are on the disk. `note` receives a warning, or stays as it is.
   [[nodiscard]] int32_t refresh(std::string& note);
 
  private:
@@ -45,7 +49,7 @@ class Store {
   [[nodiscard]] bool write_new_files(bool keep_current, bool new_backup, uint64_t& length,
                                      std::string& why);
   [[nodiscard]] bool put_in_place(bool new_backup, std::string& why);
-  // Whether someone wrote over the files since log was opened; false for a log that never was.
+  // Whether someone wrote over the files since `log` was opened; false for a log that never was.
   [[nodiscard]] bool was_restored(RedoLog const& log, std::string& why) const;
   [[nodiscard]] bool snapshot_is_untouched() const;
 

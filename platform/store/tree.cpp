@@ -19,7 +19,8 @@ Key* find_key(Key& top, std::string_view path) {
   return const_cast<Key*>(find_key(std::as_const(top), path));
 }
 
-int32_t check_create(Key const& key, wire::Call const& change, bool& changes_nothing) {
+[[nodiscard]] int32_t check_create(Key const& key, wire::Call const& change,
+                                   bool& changes_nothing) {
   std::string joined;
   int32_t status = join_path(change.key(), change.path(), joined);
   if (status < 0) return status;
@@ -27,13 +28,13 @@ int32_t check_create(Key const& key, wire::Call const& change, bool& changes_not
   return NVREG_OK;
 }
 
-int32_t check_delete(Key const& key, wire::Call const& change) {
+[[nodiscard]] int32_t check_delete(Key const& key, wire::Call const& change) {
   Key const* doomed = find_key(key, change.path());
   if (!doomed) return NVREG_NOT_FOUND;
   return doomed == &key ? NVREG_BAD_ARGUMENT : NVREG_OK;
 }
 
-int32_t check_set(wire::Call const& change) {
+[[nodiscard]] int32_t check_set(wire::Call const& change) {
   int32_t status = check_name(change.name());
   return status < 0 ? status : check_value(change.type(), change.data());
 }

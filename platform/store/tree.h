@@ -34,8 +34,8 @@ struct Key {
   Ordered<Key> subkeys;
 };
 
-// Visits a key and all below it, depth first in store order: enter(key) before what is below a key,
-// leave(key) after it.
+// Visits a key and all below it, depth first in store order: `enter` before what is below a key,
+// `leave` after it.
 template <class Enter, class Leave>
 void walk(Key const& top, Enter enter, Leave leave) {
   std::vector<std::pair<Key const*, size_t>> open;  // and the place of the subkey to visit next
@@ -63,7 +63,7 @@ void walk(Key const& top, Enter enter, Leave leave) {
 // Whether a call asks for a change: what is logged, and all that apply() knows.
 [[nodiscard]] bool is_change(wire::Call const& call);
 
-// NVREG_OK when a change can be applied, or its status. changes_nothing is set when applying it
+// NVREG_OK when a change can be applied, or its status. `changes_nothing` is set when applying it
 // would leave the tree as it is (the key to create is there).
 [[nodiscard]] int32_t check(Key const& root, wire::Call const& change, bool& changes_nothing);
 

@@ -17,7 +17,7 @@ namespace zeva {
 [[nodiscard]] int32_t check_name(std::string_view name);
 
 // Appends a path to a base in normal form and gives the result in normal form. Fails with
-// NVREG_PATH_TOO_LONG or as check_name; joined is then unusable.
+// NVREG_PATH_TOO_LONG or as check_name; `joined` is then unusable.
 [[nodiscard]] int32_t join_path(std::string_view base, std::string_view path, std::string& joined);
 
 }  // namespace zeva
