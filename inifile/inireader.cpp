@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+namespace zeva {
+
 namespace {
 
 bool is_blank(char character) {
@@ -90,12 +92,12 @@ class IniReader {
     at_ += line.size() + 1;
 
     size_t const equals = std::min(line.find('='), line.size());
-    zeva::make_room(keys_);
+    make_room(keys_);
     Nvkeypair& key = keys_.emplace_back();
     key.name = line.substr(0, equals);
     std::erase_if(key.name, is_blank);
     line.remove_prefix(std::min(equals + 1, line.size()));
-    key.value = zeva::trimmed(line);
+    key.value = trimmed(line);
     if (!pending_.empty()) {
       current_.addkeycomment(key.name, pending_);
       pending_.clear();
@@ -130,6 +132,8 @@ class IniReader {
 
 }  // namespace
 
-void zeva::read_ini(std::string_view text, NvConfigFile& file) {
+void read_ini(std::string_view text, NvConfigFile& file) {
   IniReader(text, file).read();
 }
+
+}  // namespace zeva

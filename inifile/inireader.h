@@ -8,8 +8,9 @@
 
 namespace zeva {
 
-// Stores every section of TEXT in FILE, in order, a later section over an earlier one of its name.
-// Any text is a valid INI file. Takes time in proportion to the text's length, whatever it holds.
+// Stores every section of `text` in `file`, in order, a later section over an earlier one of its
+// name. Any text is a valid INI file. Takes time in proportion to the text's length, whatever it
+// holds.
 void read_ini(std::string_view text, NvConfigFile& file);
 
 }  // namespace zeva

@@ -26,7 +26,7 @@ class NamedSequence {
   std::vector<Item> const& items() const { return items_; }
 
   // `items` may hold a name more than once: lookups find the first. True when they do not.
-  bool assign(std::vector<Item> items) {
+  [[nodiscard]] bool assign(std::vector<Item> items) {
     items_ = std::move(items);
     index_.clear();
     if (items_.size() > kScanned) return index_items();

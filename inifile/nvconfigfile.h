@@ -3,7 +3,11 @@
 // docs/export-files.md describes their grammar.
 //
 // Lookups are exact, case-sensitive and find the first match in file order, in constant time. A
-// lookup that fails leaves its output as it was. Copying copies the whole model.
+// lookup that fails leaves its output as it was, so that a caller may put a default there and not
+// look at the result. Copying copies the whole model.
+//
+// The migration reads. Changing a model and writing it back is for programs that prepare and
+// correct such files beside the migration.
 #pragma once
 
 #include "namedsequence.h"
@@ -72,10 +76,11 @@ class NvConfigFile {
   // key at the section's end. 0, or -1 when there is no such section. Names and values are written
   // as they are: what the grammar cannot express, a line break for one, does not read back the
   // same.
-  int setattribute(std::string_view section, std::string_view key, std::string_view value);
+  [[nodiscard]] int setattribute(std::string_view section, std::string_view key,
+                                 std::string_view value);
 
   // The same for a file that holds exactly one section, whatever its name; -1 for any other.
-  int setattribute(std::string_view key, std::string_view value);
+  [[nodiscard]] int setattribute(std::string_view key, std::string_view value);
 
   // Replaces all keys of the first section of that name, or adds a section at the end. Comment
   // lines stay with the names they belong to. Always 0.
@@ -89,10 +94,10 @@ class NvConfigFile {
 
   // Copies a regular file that readfile could read byte by byte over the target. 0, or -1 with the
   // reason added to the error text.
-  int copyfile(std::string const& source, std::string const& target);
+  [[nodiscard]] int copyfile(std::string const& source, std::string const& target);
 
-  // Writes the comment lines of an element's item to an open file: those above its header when NAME
-  // is the element's own name, otherwise those above the key of that name.
+  // Writes the comment lines of an element's item to an open file: those above its header when
+  // `name` is the element's own name, otherwise those above the key of that name.
   static void printcomment(FILE* file, std::string_view name, Nvinielement const& element);
 
   // Dumps the path, the sections with their keys and the error text to standard output.
@@ -102,7 +107,7 @@ class NvConfigFile {
   std::string const& geterror() const { return error_; }
 
  private:
-  int finish(FILE* file, std::string const& path);
+  [[nodiscard]] int finish(FILE* file, std::string const& path);
 
   std::string path_;
   zeva::NamedSequence<Nvsectionpair, &Nvsectionpair::getname> sections_;

@@ -23,7 +23,7 @@ void Nvinielement::setattribute(std::string_view key, std::string_view value) {
 }
 
 void Nvinielement::setattributes(std::vector<Nvkeypair> attributes) {
-  attributes_.assign(std::move(attributes));
+  (void)attributes_.assign(std::move(attributes));  // the first of a name counts
 }
 
 void Nvinielement::mergeattributes(std::vector<Nvkeypair> attributes) {

@@ -1,6 +1,7 @@
 // One section of an INI file: its name, its keys in file order and the comment lines that stand
 // above its header and its keys. Copying copies all of it. What is to be stored may be a text of
-// the element itself.
+// the element itself. The reader fills it and the importers look keys up; setattribute, setcomment,
+// setcomments and initialize are for programs that edit such files beside the migration.
 #pragma once
 
 #include "namedsequence.h"
@@ -18,7 +19,7 @@ class Nvinielement {
   std::string const& getname() const { return name_; }
 
   // The value of the first key of exactly that name, in constant time. 0, or -1 when there is none;
-  // VALUE is then left as it was.
+  // `value` is then left as it was.
   int getattribute(std::string_view key, std::string& value) const;
 
   // Replaces the value of the first key of that name, in its place; appends the pair when there is
@@ -31,9 +32,9 @@ class Nvinielement {
   // Does for each pair in turn what setattribute would, but quicker.
   void mergeattributes(std::vector<Nvkeypair> attributes);
 
-  // Adds comment lines below those that the named item already has: the section's header when NAME
-  // is the section's name, otherwise the key of that name, whether it exists yet or not. A line is
-  // a whole line without its newline: "#" and a text, or empty.
+  // Adds comment lines below those that the named item already has: the section's header when
+  // `name` is the section's name, otherwise the key of that name, whether it exists yet or not. A
+  // line is a whole line without its newline: "#" and a text, or empty.
   void setcomment(std::string_view name, std::string_view line);
   void setcomments(std::string_view name, std::vector<std::string> const& lines);
 

@@ -1,4 +1,5 @@
-// One section entry of a file: the name it is looked up by, and the section.
+// One section entry of a file: the name it is looked up by, and the section. NvConfigFile keeps the
+// two names equal; setpair is for programs that edit such files beside the migration.
 #pragma once
 
 #include "nvinielement.h"

@@ -10,7 +10,7 @@ void trimname(std::string& text);
 
 namespace zeva {
 
-// The part of TEXT that trimname leaves.
+// The part of `text` that trimname leaves.
 std::string_view trimmed(std::string_view text);
 
 }  // namespace zeva

@@ -5,8 +5,8 @@
 // is in the file whatever happens next.
 //
 // Usable after a jump out of a signal handler: while a line is put into the file the run's signals
-// are held back, so that a jump never leaves one half written, and nothing here uses the heap or a
-// stream.
+// are held back, so that a jump never leaves one half written. Nothing here uses a stream, and only
+// the first line of a run the heap, for the time zone.
 #pragma once
 
 // Sets the run log's path, cut at 1023 bytes. Until then it is "migration.log". A link that neither

@@ -112,7 +112,7 @@ typedef struct _NvPolAddrListAttr {
 NVREG_API _NvPolComHandle* nvpol_openClassificationHive(_NvPolComHandle* regkey, int32_t* status);
 NVREG_API void nvpol_closeClassificationHive(_NvPolComHandle* hive, int32_t* status);
 
-/* mode: 0, anything else is NVREG_BAD_ARGUMENT. */
+/* `mode`: 0, anything else is NVREG_BAD_ARGUMENT. */
 NVREG_API _NvPolComHandle* nvpol_openRuleHive(_NvPolComHandle* regkey, int32_t mode,
                                               int32_t* status);
 NVREG_API void nvpol_closeRuleHive(_NvPolComHandle* hive, int32_t* status);
@@ -123,10 +123,10 @@ NVREG_API void nvpol_closeAddrListHive(_NvPolComHandle* hive, int32_t* status);
 /*
  * Looks whether any rule refers to an object, the root rule first, then each rule before its
  * sub-rules.
- *   regkey   the key on which the hives are opened
- *   kind     NVPOL_REFER_CLASSIFICATION: an outcome of a task has the value iname;
- *            NVPOL_REFER_ADDRESS_LIST: a condition has iname as its sender or its recipient
- *   name     receives the internal name of the first rule that refers to it
+ *   `regkey` the key on which the hives are opened
+ *   `kind`   NVPOL_REFER_CLASSIFICATION: an outcome of a task has the value `iname`;
+ *            NVPOL_REFER_ADDRESS_LIST: a condition has `iname` as its sender or its recipient
+ *   `name`   receives the internal name of the first rule that refers to it
  * Returns 1 when one does, 0 when none does or on failure. A rule's name that does not fit is cut
  * to what fits with its NUL: the answer is not lost for it.
  */
@@ -174,7 +174,7 @@ NVREG_API void nvpol_deleteAction(_NvPolComHandle* classification, const char* i
 /* The rule above all others; NVREG_NOT_FOUND in a store that has none. */
 NVREG_API _NvPolComHandle* nvpol_openRootRule(_NvPolComHandle* hive, int32_t* status);
 
-/* full_name: the names from below the root rule down to the rule, joined by backslashes; a leading
+/* `full_name`: names from below the root rule down to the rule, joined by backslashes; a leading
  * backslash, as policy paths bear it ("\\Sales\\Team"), changes nothing, and "\\" is the root
  * rule. */
 NVREG_API _NvPolComHandle* nvpol_openRuleByFullName(_NvPolComHandle* hive, const char* full_name,
@@ -183,7 +183,7 @@ NVREG_API _NvPolComHandle* nvpol_openRuleByFullName(_NvPolComHandle* hive, const
 NVREG_API _NvPolComHandle* nvpol_openRule(_NvPolComHandle* parent, const char* name,
                                           int32_t* status);
 
-/* conditions: count pointers, stored in their order; may be null when count is 0. A sender with a
+/* `conditions`: `count` pointers, stored in their order; null will do for none. A sender with a
  * ";" is NVREG_BAD_NAME. Returns the new rule's handle, open. */
 NVREG_API _NvPolComHandle* nvpol_createRule(_NvPolComHandle* parent, const char* name,
                                             const _NvPolRuleAttr* attrib,
@@ -239,10 +239,10 @@ NVREG_API void nvpol_inactivateTask(_NvPolComHandle* rule, const char* name, int
 /* Returns 1 when the rule does not list the task as inactive, 0 when it does or on failure. */
 NVREG_API int32_t nvpol_isTaskActive(_NvPolComHandle* rule, const char* name, int32_t* status);
 
-/* Outcomes of a task: which classification handles what the task finds. name is the finding's,
- * value the classification's. */
+/* Outcomes of a task: which classification handles what the task finds. `name` is the finding's,
+ * `value` the classification's. */
 
-/* Replaces the value of an outcome that exists. name is refused as an object's. */
+/* Replaces the value of an outcome that exists. `name` is refused as an object's. */
 NVREG_API void nvpol_addOutcome(_NvPolComHandle* task, const char* name, const char* value,
                                 int32_t* status);
 NVREG_API void nvpol_deleteOutcome(_NvPolComHandle* task, const char* name, int32_t* status);

@@ -82,9 +82,9 @@ typedef enum _NvRegDataType {
 
 /*
  * Opens the registry at an address.
- *   mode     1, read and write; anything else is NVREG_BAD_ARGUMENT
- *   file     the address: "ZEVA:" and the server's port in decimal, as in "ZEVA:5069"
- *   root     receives a handle of the root key, to be given back with nvreg_closeKey
+ *   `mode`   1, read and write; anything else is NVREG_BAD_ARGUMENT
+ *   `file`   the address: "ZEVA:" and the server's port in decimal, as in "ZEVA:5069"
+ *   `root`   receives a handle of the root key, to be given back with nvreg_closeKey
  * Returns the registry handle, to be given back with nvreg_close.
  * The bundled library connects to 127.0.0.1. It and the server prove to each other that they know
  * the cookie that the server left under the home's config folder (home: ZEVA_HOME, or
@@ -99,42 +99,42 @@ NVREG_API void nvreg_refresh(_NvPolComHandle* registry, int32_t* status);
 /* As nvreg_refresh, then gives the handle back, also when the refresh fails. */
 NVREG_API void nvreg_close(_NvPolComHandle* registry, int32_t* status);
 
-/* Opens the key at a path below parent; NVREG_NOT_FOUND when it is not there. */
+/* Opens the key at a path below `parent`; NVREG_NOT_FOUND when it is not there. */
 NVREG_API _NvPolComHandle* nvreg_openKey(_NvPolComHandle* parent, const char* path,
                                          int32_t* status);
 
-/* As nvreg_openKey, making the key and every key on the way from parent to it that is missing. */
+/* As nvreg_openKey, making the key and every key on the way from `parent` to it that is missing. */
 NVREG_API _NvPolComHandle* nvreg_createKey(_NvPolComHandle* parent, const char* path,
                                            int32_t* status);
 
 /* Gives a key's handle back. */
 NVREG_API void nvreg_closeKey(_NvPolComHandle* key, int32_t* status);
 
-/* Deletes the key at a path below parent with all that is below it. An empty path, and so the
+/* Deletes the key at a path below `parent` with all that is below it. An empty path, and so the
  * parent itself, is NVREG_BAD_ARGUMENT. */
 NVREG_API void nvreg_deleteKey(_NvPolComHandle* parent, const char* path, int32_t* status);
 
 /* Deletes a value; NVREG_NOT_FOUND when the key has none of that name. */
 NVREG_API void nvreg_deleteValue(_NvPolComHandle* key, const char* name, int32_t* status);
 
-/* Stores a value under a name, replacing type and data of one that exists. length is in bytes;
- * data may be null when it is 0. The data is in the store's log when the call is back. */
+/* Stores a value under a name, replacing type and data of one that exists. `length` is in bytes;
+ * `data` may be null when it is 0. The data is in the store's log when the call is back. */
 NVREG_API void nvreg_setValue(_NvPolComHandle* key, const char* name, _NvRegDataType type,
                               const unsigned char* data, uint32_t length, int32_t* status);
 
-/* Reads a value. length: the capacity of data on entry, the length of the value afterwards, also
- * with NVREG_BUFFER_TOO_SMALL, which writes length and type but no data. */
+/* Reads a value. `length`: capacity of `data` on entry, the length of the value afterwards, also
+ * with NVREG_BUFFER_TOO_SMALL, which writes `length` and `type` but no `data`. */
 NVREG_API void nvreg_queryValue(_NvPolComHandle* key, const char* name, _NvRegDataType* type,
                                 unsigned char* data, uint32_t* length, int32_t* status);
 
 /* Reads the name of the index-th subkey, from 0; NVREG_END_OF_LIST past the last one.
- * name_length: the capacity of name on entry, the length of the name without its NUL afterwards.
+ * `name_length`: capacity of `name` on entry, the length of the name without its NUL afterwards.
  * A name that does not fit with its NUL is NVREG_BUFFER_TOO_SMALL and writes the length only. */
 NVREG_API void nvreg_enumSubkey(_NvPolComHandle* key, uint32_t index, char* name,
                                 uint32_t* name_length, int32_t* status);
 
-/* Reads the index-th value, from 0: name as in nvreg_enumSubkey, type and data as in
- * nvreg_queryValue. When name or data does not fit, both lengths and the type are written. */
+/* Reads the index-th value, from 0: `name` as in nvreg_enumSubkey, `type` and `data` as in
+ * nvreg_queryValue. When `name` or `data` does not fit, both lengths and the type are written. */
 NVREG_API void nvreg_enumValue(_NvPolComHandle* key, uint32_t index, char* name,
                                uint32_t* name_length, _NvRegDataType* type, unsigned char* data,
                                uint32_t* length, int32_t* status);

@@ -5,7 +5,7 @@
 
 namespace zeva {
 
-// Makes a new cookie and puts it into a file of mode 0600. Empty on failure, and why says the
+// Makes a new cookie and puts it into a file of mode 0600. Empty on failure, and `why` says the
 // reason.
 [[nodiscard]] std::string make_cookie(std::string const& path, std::string& why);
 

@@ -68,7 +68,7 @@ bool Peers::is_one_of_us(tcp::socket const& socket) {
   if (error) return false;
   Question const asked = question(peer, own, ++number_);
   if (send(kernel_.get(), &asked, sizeof asked, 0) != sizeof asked) return false;
-  alignas(nlmsghdr) char bytes[1024];
+  alignas(nlmsghdr) char bytes[1024];  // an answer takes some hundred
   for (ssize_t got; (got = recv(kernel_.get(), bytes, sizeof bytes, MSG_DONTWAIT)) > 0;) {
     Answer answer = {};
     memcpy(&answer, bytes, std::min(sizeof answer, static_cast<size_t>(got)));

@@ -20,7 +20,7 @@ namespace zeva {
 
 class Server {
  public:
-  // Ready to serve when it returns true; why says the reason when not.
+  // Ready to serve when it returns true; `why` says the reason when not.
   [[nodiscard]] bool start(std::string const& home, std::string& why);
 
   // Until SIGTERM or SIGINT.

@@ -18,7 +18,7 @@ namespace zeva {
 
 class Session : public std::enable_shared_from_this<Session> {
  public:
-  // store and cookie outlive the session; on_greeted is called once the client has
+  // `store` and `cookie` outlive the session; `on_greeted` is called once the client has
   // proved itself.
   Session(asio::ip::tcp::socket socket, Store& store, std::string const& cookie,
           std::function<void(Session*)> on_greeted);
