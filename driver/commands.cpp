@@ -48,7 +48,7 @@ bool is_own(int fd) {
 }
 
 // Calls `visit` with the name of every entry. opendir would use the heap.
-template <typename Visit>
+template <class Visit>
 void for_each_entry(int folder, Visit visit) {
   alignas(dirent64) char entries[4096];
   ssize_t length;

@@ -69,7 +69,7 @@ int out_of_memory() {
 }
 
 // Running out of memory is the one failure that is not reported by a status.
-template <typename Step>
+template <class Step>
 int unless_out_of_memory(Step step) {
   try {
     return step();

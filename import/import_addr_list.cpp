@@ -53,8 +53,8 @@ bool import_list(NvConfigFile const& file, NvAddresslist& list, std::string cons
 bool add_addr_group(NvAddresslist& list, std::string const& name, std::string const& displayName,
                     std::string const& comment) {
   _NvPolAddrListAttr attributes = {};
-  set_field(attributes.displayName, displayName);
-  set_field(attributes.comment, comment);
+  fill_field(attributes.displayName, displayName);
+  fill_field(attributes.comment, comment);
   if (list.createaddrlist(name, attributes) == -1) {
     LogDebugMessage("Address list error: [%d]: %s", 0, list.geterror().c_str());
     return false;

@@ -41,7 +41,7 @@ class TextBuffer {
 
 // Makes a call that reads texts, and makes it again with larger buffers as long as they do not
 // fit. Returns the last call's status.
-template <typename Call, typename... Buffers>
+template <class Call, class... Buffers>
 int32_t read_texts(Call call, Buffers&... buffers) {
   for (;;) {
     (buffers.reset(), ...);

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+namespace zeva {
 namespace {
 
 std::string status_text(long status) {
@@ -93,16 +94,17 @@ std::string ErrorRecord::geterror() {
 }
 
 void ErrorRecord::initResBundle() {
-  if (getenv("ZEVA_HOME") == nullptr)
-    zeva::print_line("Unable to get ZEVA_HOME, initResBundle failed.");
+  if (getenv("ZEVA_HOME") == nullptr) print_line("Unable to get ZEVA_HOME, initResBundle failed.");
   open_catalogue();
 }
 
 void ErrorRecord::open_catalogue() {
-  std::string const home = zeva::product_home();
+  std::string const home = product_home();
   catalogue_.setfile(home + "/config/zevautilerr", "IDG_ZEVA_UTIL", nullptr);
 }
 
+}  // namespace zeva
+
 std::string getnvpolerrcode(long code) {
-  return "error code is: " + status_text(code) + " \n";
+  return "error code is: " + zeva::status_text(code) + " \n";
 }

@@ -11,6 +11,8 @@
 #include <initializer_list>
 #include <string>
 
+namespace zeva {
+
 class ErrorRecord {
  public:
   ErrorRecord(ErrorRecord const&) = delete;
@@ -71,6 +73,8 @@ class ErrorRecord {
   std::string error_name_;
   std::string error_text_;
 };
+
+}  // namespace zeva
 
 // The text under which a status of the policy library is logged:
 // "error code is: 0x8102000c \n".

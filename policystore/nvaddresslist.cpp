@@ -28,7 +28,7 @@ NvAddresslist::~NvAddresslist() {
 
 // Runs work on the list and closes it, whatever came of the work. open_name is how a failure to
 // open the list is recorded.
-template <typename Work>
+template <class Work>
 int NvAddresslist::with_list(std::string const& iname, Work work, char const* open_name) {
   int32_t status = 0;
   _NvPolComHandle* list = nvpol_openAddrList(hive_, iname.c_str(), &status);
@@ -55,7 +55,7 @@ int NvAddresslist::getaddrlistsnamepair(std::vector<Nvnamestringpair>& pairs) {
   for (std::string const& iname : inames) {
     _NvPolAddrListAttr attr;
     if (getattr(iname, attr) == 0) {
-      pairs.push_back({iname, zeva::field_text(attr.displayName)});
+      pairs.push_back({iname, zeva::read_field(attr.displayName)});
     } else {
       result = -1;
     }

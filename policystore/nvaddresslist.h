@@ -14,7 +14,7 @@ struct Nvnamestringpair {
   std::string displayname;
 };
 
-class NvAddresslist : public PolicyHive {
+class NvAddresslist : public zeva::PolicyHive {
  public:
   // Opens the hive on a registry key ("registry\policy") of the registry at an address
   // ("ZEVA:5069"). After a failure every call that needs the hive fails.
@@ -61,7 +61,7 @@ class NvAddresslist : public PolicyHive {
                             std::string const& match, std::string const& sensitivity);
 
  private:
-  template <typename Work>
+  template <class Work>
   int with_list(std::string const& iname, Work work, char const* open_name = "nvpol_openAddrList");
   int append_addresses(_NvPolComHandle* list, std::vector<std::string>& addresses);
 };

@@ -2,22 +2,22 @@
 
 #include <algorithm>
 
-using zeva::field_text;
-using zeva::set_field;
+using zeva::fill_field;
+using zeva::read_field;
 
 namespace {
 
 _NvPolCommAttrib class_record(std::string const& displayname, std::string const& comment) {
   _NvPolCommAttrib record;
-  set_field(record.displayName, displayname);
-  set_field(record.comment, comment);
+  fill_field(record.displayName, displayname);
+  fill_field(record.comment, comment);
   return record;
 }
 
 _NvPolActionAttrib action_record(Nvactionattr const& attr) {
   _NvPolActionAttrib record{};
-  set_field(record.displayName, attr.displayname);
-  set_field(record.comment, attr.comment);
+  fill_field(record.displayName, attr.displayname);
+  fill_field(record.comment, attr.comment);
   record.order = attr.order;
   record.actionType = attr.actiontype;
   record.extra = attr.extra;
@@ -112,9 +112,9 @@ int NvClassification::getclassattr(_NvPolComHandle* phdl, std::string& displayna
   int32_t status = 0;
   nvpol_getClassificationAttrib(phdl, &record, &status);
   if (check(status, "nvpol_getClassificationAttrib") != 0) return -1;
-  if (missing(field_text(record.displayName), "getclassattr: get displayname")) return -1;
-  displayname = field_text(record.displayName);
-  comment = field_text(record.comment);
+  if (missing(read_field(record.displayName), "getclassattr: get displayname")) return -1;
+  displayname = read_field(record.displayName);
+  comment = read_field(record.comment);
   return 0;
 }
 
@@ -166,7 +166,7 @@ _NvPolComHandle* NvClassification::createaction(_NvPolComHandle* hive, std::stri
 }
 
 // Runs work on the action and closes it, whatever came of the work.
-template <typename Work>
+template <class Work>
 int NvClassification::with_action(_NvPolComHandle* phdl, std::string const& iname, Work work) {
   int32_t status = 0;
   _NvPolComHandle* action = nvpol_openAction(phdl, iname.c_str(), &status);
@@ -189,10 +189,10 @@ int NvClassification::getaction(_NvPolComHandle* phdl, std::string const& iname,
     int32_t status = 0;
     nvpol_getActionAttrib(action, &record, &status);
     if (check(status, "nvpol_getActionAttrib") != 0) return -1;
-    if (missing(field_text(record.displayName), "getaction: displayname")) return -1;
+    if (missing(read_field(record.displayName), "getaction: displayname")) return -1;
     attr = {attr.name,
-            field_text(record.displayName),
-            field_text(record.comment),
+            read_field(record.displayName),
+            read_field(record.comment),
             record.order,
             record.actionType,
             record.extra};

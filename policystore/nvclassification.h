@@ -32,7 +32,7 @@ struct Nvclassifattr {
   std::string comment;
 };
 
-class NvClassification : public PolicyHive {
+class NvClassification : public zeva::PolicyHive {
  public:
   // No hive open.
   NvClassification() { open_catalogue(); }
@@ -94,7 +94,7 @@ class NvClassification : public PolicyHive {
   int setactionsettings(_NvPolComHandle* hdl, std::vector<Nvregentry>& entries);
 
  private:
-  template <typename Work>
+  template <class Work>
   int with_action(_NvPolComHandle* phdl, std::string const& iname, Work work);
   bool setting_text(Nvregentry const& entry, std::string& text);
 };

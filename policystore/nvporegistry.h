@@ -20,7 +20,7 @@
 #include <string>
 #include <vector>
 
-class NvPoRegistry : public ErrorRecord {
+class NvPoRegistry : public zeva::ErrorRecord {
  public:
   // Nothing opened: setfilename, then nvregopen.
   NvPoRegistry();
@@ -105,7 +105,7 @@ class NvPoRegistry : public ErrorRecord {
 
  private:
   // Runs work(key) on the key at a path and closes the key; -1 when it cannot be opened.
-  template <typename Work>
+  template <class Work>
   int with_key(std::string const& path, Work work);
   _NvPolComHandle* open_existing(_NvPolComHandle* parent, std::string const& path);
   _NvPolComHandle* open_or_create(_NvPolComHandle* parent, std::string const& path);

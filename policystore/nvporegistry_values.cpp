@@ -25,9 +25,9 @@ struct RawValue {
 
 }  // namespace
 
-template <typename Work>
+template <class Work>
 int NvPoRegistry::with_key(std::string const& path, Work work) {
-  OpenKey key(*this, path);
+  zeva::OpenKey key(*this, path);
   return key ? work(key.get()) : -1;
 }
 

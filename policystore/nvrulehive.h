@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-class NvRuleHive : public PolicyHive {
+class NvRuleHive : public zeva::PolicyHive {
  public:
   using Texts = std::vector<std::string>;
   using Outcomes = std::map<std::string, std::string>;  // finding to classification
@@ -133,9 +133,9 @@ class NvRuleHive : public PolicyHive {
   long getoutcome(std::string const& rule, std::string const& task, Outcomes& outcomes);
 
  private:
-  template <typename Work>
+  template <class Work>
   long with_rule(std::string const& name, Work work);
-  template <typename Work>
+  template <class Work>
   long with_task(_NvPolComHandle* rule, std::string const& task, Work work);
   struct OrderCall {
     std::string operation;

@@ -14,7 +14,7 @@ inline constexpr size_t kMaxText = 256;  // bytes written of a display name or a
 // Runs an operation's handle form on the rule of that name and closes the rule, whatever came of
 // it. A rule that cannot be opened is handed on as null, so that the operation records which one
 // was in vain.
-template <typename Work>
+template <class Work>
 long NvRuleHive::with_rule(std::string const& name, Work work) {
   _NvPolComHandle* rule = openRule(name);
   long const result = work(rule);
@@ -24,7 +24,7 @@ long NvRuleHive::with_rule(std::string const& name, Work work) {
 }
 
 // Runs work on the rule's task and closes the task, whatever came of it.
-template <typename Work>
+template <class Work>
 long NvRuleHive::with_task(_NvPolComHandle* rule, std::string const& task, Work work) {
   int32_t status = 0;
   _NvPolComHandle* opened = nvpol_openTask(rule, task.c_str(), &status);

@@ -6,9 +6,9 @@
 #include <stdio.h>
 
 using zeva::append_names;
-using zeva::field_text;
+using zeva::fill_field;
 using zeva::kMaxText;
-using zeva::set_field;
+using zeva::read_field;
 
 namespace {
 
@@ -32,8 +32,8 @@ class Conditions {
 
 _NvPolAddrPairCond pair_of(std::string const& from, std::string const& to) {
   _NvPolAddrPairCond condition;
-  set_field(condition.sender, from);
-  set_field(condition.recipient, to);
+  fill_field(condition.sender, from);
+  fill_field(condition.recipient, to);
   return condition;
 }
 
@@ -54,8 +54,8 @@ long NvRuleHive::createRule(_NvPolComHandle*& created, _NvPolComHandle* parent,
   for (size_t i = 0; i < from.size(); ++i) *conditions.slots()[i] = pair_of(from[i], to[i]);
 
   _NvPolRuleAttr attr{};
-  set_field(attr.displayName, displayName, kMaxText);
-  set_field(attr.comment, comment, kMaxText);
+  fill_field(attr.displayName, displayName, kMaxText);
+  fill_field(attr.comment, comment, kMaxText);
   int32_t status = 0;
   _NvPolComHandle* rule = nvpol_createRule(parent, name.c_str(), &attr, conditions.slots(),
                                            static_cast<uint32_t>(from.size()), &status);
@@ -188,8 +188,8 @@ long NvRuleHive::GetAllConditions(_NvPolComHandle* rule, Texts& from, Texts& to)
     nvpol_enumCondition(rule, index, &condition, &status);
     if (status == NVREG_END_OF_LIST) return result;
     if (check(status, "nvpol_enumCondition") != 0) return -1;
-    std::string const sender = field_text(condition.sender);
-    std::string const recipient = field_text(condition.recipient);
+    std::string const sender = read_field(condition.sender);
+    std::string const recipient = read_field(condition.recipient);
     if (missing(sender + recipient, "Get condition")) {
       result = -1;
     } else {
@@ -205,8 +205,8 @@ long NvRuleHive::GetAllConditions(std::string const& rule, Texts& from, Texts& t
 }
 
 void printRuleattr(_NvPolRuleAttr const& attr) {
-  printf("displayName = %s\n", field_text(attr.displayName).c_str());
-  printf("comment = %s\n", field_text(attr.comment).c_str());
+  printf("displayName = %s\n", read_field(attr.displayName).c_str());
+  printf("comment = %s\n", read_field(attr.comment).c_str());
   printf("matchType = %#010x\n", attr.matchType);
   printf("order = %d\n", attr.order);
 }

@@ -5,17 +5,17 @@
 #include <stdio.h>
 
 using zeva::append_names;
-using zeva::field_text;
+using zeva::fill_field;
 using zeva::kMaxText;
-using zeva::set_field;
+using zeva::read_field;
 
 long NvRuleHive::createTask(_NvPolComHandle* rule, std::string const& name,
                             std::string const& displayName, std::string const& comment,
                             uint32_t filter) {
   if (missing(rule, "createTask htRule") || missing(name, "createTask Taskname")) return -1;
   _NvPolTaskAttr attr{};
-  set_field(attr.displayName, displayName, kMaxText);
-  set_field(attr.comment, comment, kMaxText);
+  fill_field(attr.displayName, displayName, kMaxText);
+  fill_field(attr.comment, comment, kMaxText);
   attr.filter = filter;
   int32_t status = 0;
   _NvPolComHandle* task = nvpol_createTask(rule, name.c_str(), &attr, &status);
@@ -141,8 +141,8 @@ long NvRuleHive::istaskactive(std::string const& rule, std::string const& task) 
 }
 
 void printTaskattr(_NvPolTaskAttr const& attr) {
-  printf("displayName = %s\n", field_text(attr.displayName).c_str());
-  printf("comment = %s\n", field_text(attr.comment).c_str());
+  printf("displayName = %s\n", read_field(attr.displayName).c_str());
+  printf("comment = %s\n", read_field(attr.comment).c_str());
   printf("filter = %#010x\n", attr.filter);
   printf("order = %d\n", attr.order);
   printf("enable = %d\n", attr.enable);

@@ -1,5 +1,7 @@
 #include "openkey.h"
 
+namespace zeva {
+
 OpenKey::OpenKey(NvPoRegistry& registry, std::string const& path) : registry_(registry) {
   if (registry_.nvregopenkey(path, key_) != 0) key_ = nullptr;
 }
@@ -13,3 +15,5 @@ OpenKey::OpenKey(NvPoRegistry& registry, _NvPolComHandle* parent, std::string co
 OpenKey::~OpenKey() {
   if (key_ != nullptr && !borrowed_) registry_.nvregclosekey(key_);
 }
+
+}  // namespace zeva

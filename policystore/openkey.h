@@ -5,6 +5,8 @@
 
 #include <string>
 
+namespace zeva {
+
 class OpenKey {
  public:
   // Opens, or creates, the key at a path below the root, or below an open key. Whether that worked
@@ -24,3 +26,5 @@ class OpenKey {
   _NvPolComHandle* key_ = nullptr;
   bool borrowed_ = false;  // the parent's own handle, for an empty path
 };
+
+}  // namespace zeva

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+namespace zeva {
+
 bool PolicyHive::open_key(std::string const& key, std::string const& file) {
   open_catalogue();
   registry_.setfilename(file);
@@ -27,3 +29,5 @@ bool PolicyHive::referred(int32_t kind, std::string const& iname) {
   seterrorname("REG_REFERENCE", "nvpol_checkReferInRule", iname, name);
   return true;
 }
+
+}  // namespace zeva

@@ -7,13 +7,13 @@ namespace {
 constexpr size_t kConditionSize = 1024;
 static_assert(sizeof(_NvPolAddrPairCond) <= kConditionSize);
 
-template <typename T>
+template <class T>
 int clear(T** slots) {
   for (; *slots != nullptr; ++slots) free(*slots);
   return 0;
 }
 
-template <typename T>
+template <class T>
 int create(T** slots, int count, size_t size) {
   if (count < 0) return -1;
   for (int i = 0; i < count; ++i) {

@@ -30,7 +30,7 @@ std::map<std::string, int> const kArguments = {
     {"REG_NOEXIST", 1},
 };
 
-struct Wrapper : ErrorRecord {};  // without a library behind it
+struct Wrapper : zeva::ErrorRecord {};  // without a library behind it
 
 void speak(char const* locale) {
   UErrorCode status = U_ZERO_ERROR;
@@ -105,7 +105,7 @@ TEST(ErrorRecord, SpeaksTheLanguageOfTheProcess) {
 }
 
 // A wrapper without a home, and without a server where it is to open something.
-template <typename Wrapper, typename... Arguments>
+template <class Wrapper, class... Arguments>
 void expect_one_line(Arguments... arguments) {
   testing::internal::CaptureStdout();
   auto wrapper = std::make_unique<Wrapper>(arguments...);

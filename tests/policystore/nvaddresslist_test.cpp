@@ -12,8 +12,8 @@ namespace {
 
 _NvPolAddrListAttr attributes(std::string const& displayname, std::string const& comment) {
   _NvPolAddrListAttr attr{};
-  zeva::set_field(attr.displayName, displayname);
-  zeva::set_field(attr.comment, comment);
+  zeva::fill_field(attr.displayName, displayname);
+  zeva::fill_field(attr.comment, comment);
   return attr;
 }
 
@@ -79,8 +79,8 @@ TEST_F(AddressLists, KeepWhatTheyAreGiven) {
     EXPECT_EQ(hive_.getattr("l", attr), 0);
     EXPECT_EQ(attr.addressCount, count);
   }
-  EXPECT_EQ(zeva::field_text(attr.displayName), text.substr(0, 256));
-  EXPECT_EQ(zeva::field_text(attr.comment), text.substr(0, 512));
+  EXPECT_EQ(zeva::read_field(attr.displayName), text.substr(0, 256));
+  EXPECT_EQ(zeva::read_field(attr.comment), text.substr(0, 512));
   EXPECT_EQ(hive_.addressfrominame("l", "1@x", false), 0);
   EXPECT_EQ(hive_.addressfrominame("l", text, true), 0);
   EXPECT_EQ(hive_.setattr("l", attributes("s", "")), 0);

@@ -129,7 +129,7 @@ TEST_F(RuleHive, KeepsWhatItIsGiven) {
     _NvPolRuleAttr attr{};
     attr.order = 3;
     attr.matchType = 4;
-    zeva::set_field(attr.displayName, "changed");
+    zeva::fill_field(attr.displayName, "changed");
     EXPECT_EQ(hive.SetRuleAttrib(rule, attr), 0);
     _NvPolTaskAttr task{};
     task.filter = 9;
@@ -146,7 +146,7 @@ TEST_F(RuleHive, KeepsWhatItIsGiven) {
     ASSERT_EQ(tasks.size(), 2u);
     EXPECT_EQ(tasks[0].filter, 9u);
     EXPECT_EQ(tasks[0].enable, 1);
-    EXPECT_EQ(zeva::field_text(tasks[1].displayName), long_text.substr(0, 256));
+    EXPECT_EQ(zeva::read_field(tasks[1].displayName), long_text.substr(0, 256));
     EXPECT_EQ(tasks[1].order, 1);
     EXPECT_EQ(hive.inactivetask(rule, "gone", false), 0);
     EXPECT_EQ(hive.istaskactive(rule, "gone"), 1);
@@ -285,7 +285,7 @@ TEST_F(RuleHive, KeepsWhatARuleRefersToInATreeOfAnyDepth) {
 
 TEST(RuleRecords, ArePrintedWithoutTerminators) {
   _NvPolRuleAttr rule{{}, {}, -1, 0x2a};
-  zeva::set_field(rule.displayName, std::string(256, 'd'));
+  zeva::fill_field(rule.displayName, std::string(256, 'd'));
   testing::internal::CaptureStdout();
   printRuleattr(rule);
   printTaskattr({"a", "b", 3, 0x10001, 1, 0, 7});

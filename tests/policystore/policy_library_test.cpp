@@ -66,8 +66,8 @@ TEST_F(PolicyLibrary, ReadsRecordsWithinTheirBounds) {
     store(group, "displayName", NVREG_STRING, row.shown);
     store(group, "comment", row.type, row.comment);
     nvpol_getClassificationAttrib(group, read.get(), &status_);
-    EXPECT_EQ(zeva::field_text(read->displayName), row.read_shown);
-    EXPECT_EQ(zeva::field_text(read->comment), row.read_comment);
+    EXPECT_EQ(zeva::read_field(read->displayName), row.read_shown);
+    EXPECT_EQ(zeva::read_field(read->comment), row.read_comment);
   }
   close(group);
   _NvPolRuleAttr rule;

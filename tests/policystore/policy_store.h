@@ -18,6 +18,7 @@
 #include <vector>
 
 using Handle = _NvPolComHandle*;
+using zeva::OpenKey;
 using Texts = std::vector<std::string>;
 
 inline std::string const kPolicy = "registry\\test";  // a key without objects to begin with
@@ -60,9 +61,9 @@ class PolicyStoreTest : public testing::Test {
 };
 
 // The text that a failure leaves in an error record.
-template <typename... Arguments>
+template <class... Arguments>
 std::string message(Arguments const&... arguments) {
-  struct Record : ErrorRecord {
+  struct Record : zeva::ErrorRecord {
     Record() { initResBundle(); }
   } record;
   if constexpr (sizeof...(arguments) == 1) {
@@ -99,7 +100,7 @@ inline bool failed(_NvPolComHandle* handle) {
 }
 #define DOING(call) [&] { return failed(call); }
 
-template <typename Wrapper>
+template <class Wrapper>
 void expect_failures(Wrapper& wrapper, std::span<Failure const> failures) {
   EXPECT_EQ(wrapper.geterror(), "");
   for (Failure const& failure : failures) {
