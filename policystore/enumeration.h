@@ -17,8 +17,9 @@ using Enumerator = void (*)(_NvPolComHandle* parent, uint32_t index, char* name,
 // Appends the names that an enumeration gives, from index 0 on, each read into a buffer of
 // name_size bytes: any name of the store, unless the caller sets a size of its own. Returns the
 // status that ended it; at_first tells whether it was the first call's.
-int32_t append_names(Enumerator next, _NvPolComHandle* parent, std::vector<std::string>& names,
-                     bool& at_first, uint32_t name_size = NVREG_MAX_NAME + 1);
+[[nodiscard]] int32_t append_names(Enumerator next, _NvPolComHandle* parent,
+                                   std::vector<std::string>& names, bool& at_first,
+                                   uint32_t name_size = NVREG_MAX_NAME + 1);
 
 // What a library's call writes a text to.
 class TextBuffer {
@@ -29,7 +30,7 @@ class TextBuffer {
 
   void reset() { length = static_cast<uint32_t>(bytes_.size()); }
   // Makes room for a text of length and its NUL; false when there was enough.
-  bool grow() {
+  [[nodiscard]] bool grow() {
     if (length < bytes_.size()) return false;
     bytes_.resize(size_t{length} + 1);
     return true;
@@ -42,7 +43,7 @@ class TextBuffer {
 // Makes a call that reads texts, and makes it again with larger buffers as long as they do not
 // fit. Returns the last call's status.
 template <class Call, class... Buffers>
-int32_t read_texts(Call call, Buffers&... buffers) {
+[[nodiscard]] int32_t read_texts(Call call, Buffers&... buffers) {
   for (;;) {
     (buffers.reset(), ...);
     int32_t status = 0;

@@ -50,8 +50,8 @@ class ErrorRecord {
   void open_catalogue();
 
   // true, with "REG_EMPTY" recorded, when a handle is null or a name is empty.
-  bool missing(_NvPolComHandle const* handle, char const* what);
-  bool missing(std::string const& name, char const* what);
+  [[nodiscard]] bool missing(_NvPolComHandle const* handle, char const* what);
+  [[nodiscard]] bool missing(std::string const& name, char const* what);
 
   // 0, or -1 with the failed library call recorded: by its name alone, or with the key, value or
   // object it was made for. By its name alone it is recorded as far as there is memory, and nothing

@@ -24,35 +24,37 @@ class NvAddresslist : public zeva::PolicyHive {
 
   // Append each list's internal name, or its internal and display name, in the store's order. A
   // list whose attributes cannot be read is left out, and the result is -1.
-  int getaddrlistsname(std::vector<std::string>& inames);
-  int getaddrlistsnamepair(std::vector<Nvnamestringpair>& pairs);
+  [[nodiscard]] int getaddrlistsname(std::vector<std::string>& inames);
+  [[nodiscard]] int getaddrlistsnamepair(std::vector<Nvnamestringpair>& pairs);
 
-  int createaddrlist(std::string const& iname, _NvPolAddrListAttr const& attr);
+  [[nodiscard]] int createaddrlist(std::string const& iname, _NvPolAddrListAttr const& attr);
   // Refused while a rule refers to the list.
-  int deleteaddrlist(std::string const& iname);
-  int getattr(std::string const& iname, _NvPolAddrListAttr& attr);
-  int setattr(std::string const& iname, _NvPolAddrListAttr const& attr);
+  [[nodiscard]] int deleteaddrlist(std::string const& iname);
+  [[nodiscard]] int getattr(std::string const& iname, _NvPolAddrListAttr& attr);
+  [[nodiscard]] int setattr(std::string const& iname, _NvPolAddrListAttr const& attr);
 
   // Append a list's addresses, in their order. An empty list is a failure.
-  int getaddress(std::string const& iname, std::vector<std::string>& addresses);
+  [[nodiscard]] int getaddress(std::string const& iname, std::vector<std::string>& addresses);
 
   // Adds addresses behind those that the list holds, up to the first that fails. No address is a
   // failure.
-  int setaddress(std::string const& iname, std::vector<std::string> const& addresses);
-  int setaddress(_NvPolComHandle* list, std::string const& address);
+  [[nodiscard]] int setaddress(std::string const& iname, std::vector<std::string> const& addresses);
+  [[nodiscard]] int setaddress(_NvPolComHandle* list, std::string const& address);
 
   // Adds one address, or removes it.
-  int addressfrominame(std::string const& iname, std::string const& address, bool add);
+  [[nodiscard]] int addressfrominame(std::string const& iname, std::string const& address,
+                                     bool add);
 
   // Adds the addresses of a file, as nvpol_importAddress reads it: none of them when the file is no
   // list of addresses; the error record names the line. When the store fails half way, those before
   // stay.
-  int importcsvfile(std::string const& iname, std::string const& file);
+  [[nodiscard]] int importcsvfile(std::string const& iname, std::string const& file);
 
   // Appends the internal names of the lists that hold an address equal to the one given, as
   // comparestring compares them. None is a failure.
-  int getgroupsfromaddress(std::string const& address, std::string const& match,
-                           std::string const& sensitivity, std::vector<std::string>& inames);
+  [[nodiscard]] int getgroupsfromaddress(std::string const& address, std::string const& match,
+                                         std::string const& sensitivity,
+                                         std::vector<std::string>& inames);
 
   // match "exact": the texts are equal; any other: the first begins the second. sensitivity
   // "sensitive": bytes as they are; any other: regardless of the case of ASCII letters. An empty

@@ -48,7 +48,7 @@ class NvClassification : public zeva::PolicyHive {
   void closeclasshive();
 
   // Appends the internal names. A hive without classifications is a failure.
-  int getclassnames(std::vector<std::string>& names);
+  [[nodiscard]] int getclassnames(std::vector<std::string>& names);
   [[nodiscard]] _NvPolComHandle* openclass(std::string const& iname);
   // Returns the new classification, open.
   [[nodiscard]] _NvPolComHandle* createclass(std::string const& iname,
@@ -57,41 +57,44 @@ class NvClassification : public zeva::PolicyHive {
   // The handle is null afterwards.
   int closeclass(_NvPolComHandle*& phdl);
   // Refused while a rule refers to the classification.
-  int deleteclass(std::string const& iname);
+  [[nodiscard]] int deleteclass(std::string const& iname);
   // A classification without a display name is a failure.
-  int getclassattr(_NvPolComHandle* phdl, std::string& displayname, std::string& comment);
-  int setclassattr(_NvPolComHandle* phdl, std::string const& displayname,
-                   std::string const& comment);
+  [[nodiscard]] int getclassattr(_NvPolComHandle* phdl, std::string& displayname,
+                                 std::string& comment);
+  [[nodiscard]] int setclassattr(_NvPolComHandle* phdl, std::string const& displayname,
+                                 std::string const& comment);
   // Sets the attributes of a classification, created when missing; the record then still tells that
   // it could not be opened. Actions are not written.
-  int setclassification(std::string const& iname, Nvclassifattr const& classifattr,
-                        std::vector<std::string> const& names,
-                        std::vector<Nvactionattr> const& actions);
+  [[nodiscard]] int setclassification(std::string const& iname, Nvclassifattr const& classifattr,
+                                      std::vector<std::string> const& names,
+                                      std::vector<Nvactionattr> const& actions);
 
   // Append the internal names of a classification's actions; none is a failure.
-  int getactionnames(_NvPolComHandle* phdl, std::vector<std::string>& names);
-  int getactionnames(std::string const& iname, std::vector<std::string>& names);
+  [[nodiscard]] int getactionnames(_NvPolComHandle* phdl, std::vector<std::string>& names);
+  [[nodiscard]] int getactionnames(std::string const& iname, std::vector<std::string>& names);
   // Returns the new action of the classification hive, open.
   [[nodiscard]] _NvPolComHandle* createaction(_NvPolComHandle* hive, std::string const& iname,
                                               Nvactionattr const& attr);
   // Reads all attributes but the name. An action without a display name is a failure and leaves
   // attr untouched.
-  int getaction(_NvPolComHandle* phdl, std::string const& iname, Nvactionattr& attr);
-  int setaction(_NvPolComHandle* phdl, std::string const& iname, Nvactionattr const& attr);
+  [[nodiscard]] int getaction(_NvPolComHandle* phdl, std::string const& iname, Nvactionattr& attr);
+  [[nodiscard]] int setaction(_NvPolComHandle* phdl, std::string const& iname,
+                              Nvactionattr const& attr);
   // Appends an entry for every action, in the order of getactionnames: an empty one, and the result
   // -1, for an action that cannot be read.
-  int getallaction(_NvPolComHandle* phdl, std::vector<Nvactionattr>& attrs);
+  [[nodiscard]] int getallaction(_NvPolComHandle* phdl, std::vector<Nvactionattr>& attrs);
   // Sets each named action's attributes to those at the same index; one that fails stops no other.
   // Fewer attributes than names are a failure and set nothing.
-  int setallaction(_NvPolComHandle* phdl, std::vector<std::string> const& names,
-                   std::vector<Nvactionattr> const& attrs);
-  int deleteaction(_NvPolComHandle* phdl, std::string const& iname);
+  [[nodiscard]] int setallaction(_NvPolComHandle* phdl, std::vector<std::string> const& names,
+                                 std::vector<Nvactionattr> const& attrs);
+  [[nodiscard]] int deleteaction(_NvPolComHandle* phdl, std::string const& iname);
 
   // The values of an action's settings key as text by their name: "DW 12", "SZ text", "BI 0a ff ",
   // "MS one;two;". No value at all is a failure, and so is one of unknown type, whose name then has
   // no text.
-  int getactionsettings(_NvPolComHandle* hdl, std::map<std::string, std::string>& values);
-  int setactionsettings(_NvPolComHandle* hdl, std::vector<Nvregentry>& entries);
+  [[nodiscard]] int getactionsettings(_NvPolComHandle* hdl,
+                                      std::map<std::string, std::string>& values);
+  [[nodiscard]] int setactionsettings(_NvPolComHandle* hdl, std::vector<Nvregentry>& entries);
 
  private:
   template <class Work>

@@ -36,48 +36,49 @@ class NvPoRegistry : public zeva::ErrorRecord {
   bool nvregopen();
   bool isopen() const { return registry_ != nullptr; }
   // Makes the changes so far visible to other processes and durable.
-  int nvregrefresh();
+  [[nodiscard]] int nvregrefresh();
   int closeregfile();
 
   // A missing key is created. With the empty path, the root's own handle.
-  int nvregopenkey(std::string const& path, _NvPolComHandle*& key);
+  [[nodiscard]] int nvregopenkey(std::string const& path, _NvPolComHandle*& key);
   // Opens a path below key and replaces key by the new handle; the old one stays open and the
   // caller's. With the empty path, and on failure, key stays as it is.
-  int nvregopenkey(_NvPolComHandle*& key, std::string const& path);
+  [[nodiscard]] int nvregopenkey(_NvPolComHandle*& key, std::string const& path);
   // The root's own handle stays open.
   int nvregclosekey(_NvPolComHandle* key);
 
-  int nvregdeletevalue(std::string const& path, std::string const& name);  // creates no key
-  int nvregdeletevalue(_NvPolComHandle* key, std::string const& name);
+  // Creates no key.
+  [[nodiscard]] int nvregdeletevalue(std::string const& path, std::string const& name);
+  [[nodiscard]] int nvregdeletevalue(_NvPolComHandle* key, std::string const& name);
   // Deletes the key at a path below key with all that is below it.
-  int nvregdeletekey(_NvPolComHandle* key, std::string const& subkey);
+  [[nodiscard]] int nvregdeletekey(_NvPolComHandle* key, std::string const& subkey);
 
   // Stores an entry. Texts are cut at 2048 bytes, and so are lists, before the first text that does
   // not fit; a binary entry is stored as Nvregentry::getvalue converts it.
-  int nvsetvalue(_NvPolComHandle* key, Nvregentry const& entry);
+  [[nodiscard]] int nvsetvalue(_NvPolComHandle* key, Nvregentry const& entry);
   // Stores length bytes as they are.
-  int nvsetvalue(char const* path, char const* name, _NvRegDataType type, unsigned char const* data,
-                 int length);
-  int nvsetentry(std::string const& path, Nvregentry const& entry);
+  [[nodiscard]] int nvsetvalue(char const* path, char const* name, _NvRegDataType type,
+                               unsigned char const* data, int length);
+  [[nodiscard]] int nvsetentry(std::string const& path, Nvregentry const& entry);
   // Store the entries in order, up to the first that fails.
-  int nvsetallentry(_NvPolComHandle* key, std::vector<Nvregentry> const& entries);
-  int nvsetallentry(std::string const& path, std::vector<Nvregentry> const& entries);
+  [[nodiscard]] int nvsetallentry(_NvPolComHandle* key, std::vector<Nvregentry> const& entries);
+  [[nodiscard]] int nvsetallentry(std::string const& path, std::vector<Nvregentry> const& entries);
 
   // Reads a value of at most 2049 bytes. After a failure the entry has its text, too.
-  int getentry(_NvPolComHandle* key, std::string const& name, Nvregentry& entry);
-  int nvgetentry(std::string const& path, std::string const& name, Nvregentry& entry);
+  [[nodiscard]] int getentry(_NvPolComHandle* key, std::string const& name, Nvregentry& entry);
+  [[nodiscard]] int nvgetentry(std::string const& path, std::string const& name, Nvregentry& entry);
   // Reads a value's bytes as they are. length: the capacity of data on entry, the length of the
   // value afterwards.
-  int nvgetvalue(char const* path, char const* name, _NvRegDataType& type, unsigned char* data,
-                 int& length);
+  [[nodiscard]] int nvgetvalue(char const* path, char const* name, _NvRegDataType& type,
+                               unsigned char* data, int& length);
 
   // Append the names of all subkeys. A key without subkeys is a failure.
-  int nvgetallentryname(_NvPolComHandle* key, std::vector<std::string>& names);
-  int nvgetallentryname(std::string const& path, std::vector<std::string>& names);
+  [[nodiscard]] int nvgetallentryname(_NvPolComHandle* key, std::vector<std::string>& names);
+  [[nodiscard]] int nvgetallentryname(std::string const& path, std::vector<std::string>& names);
   // Append all values. A value of unknown type is appended without its data and leaves a text in
   // the error record, but is no failure.
-  int nvgetallentry(_NvPolComHandle* key, std::vector<Nvregentry>& entries);
-  int nvgetallentry(std::string const& path, std::vector<Nvregentry>& entries);
+  [[nodiscard]] int nvgetallentry(_NvPolComHandle* key, std::vector<Nvregentry>& entries);
+  [[nodiscard]] int nvgetallentry(std::string const& path, std::vector<Nvregentry>& entries);
 
   // Debugging dumps on standard output. The label is what the key is called there: a line of its
   // own, its values below it as Nvregentry::print shows them.
@@ -88,16 +89,16 @@ class NvPoRegistry : public zeva::ErrorRecord {
 
   // Numbers and texts (types 0 and 1) as text, a number in decimal. Another type, a value stored
   // with another type and a text that is no number are failures.
-  int getsimpleattr(std::string const& path, std::string const& name, _NvRegDataType type,
-                    std::string& value);
-  int setsimpleattr(std::string const& path, std::string const& name, _NvRegDataType type,
-                    std::string const& value);
+  [[nodiscard]] int getsimpleattr(std::string const& path, std::string const& name,
+                                  _NvRegDataType type, std::string& value);
+  [[nodiscard]] int setsimpleattr(std::string const& path, std::string const& name,
+                                  _NvRegDataType type, std::string const& value);
   // The same for each name of a map, in the map's order up to the first failure: reads replace the
   // value beside the name.
-  int getsimpleattrs(std::string const& path, _NvRegDataType type,
-                     std::map<std::string, std::string>& values);
-  int setsimpleattrs(std::string const& path, _NvRegDataType type,
-                     std::map<std::string, std::string> const& values);
+  [[nodiscard]] int getsimpleattrs(std::string const& path, _NvRegDataType type,
+                                   std::map<std::string, std::string>& values);
+  [[nodiscard]] int setsimpleattrs(std::string const& path, _NvRegDataType type,
+                                   std::map<std::string, std::string> const& values);
 
   // A scratch text that callers may borrow.
   std::string* gettemporaryvar() { return &temporary_; }

@@ -44,93 +44,114 @@ class NvRuleHive : public zeva::PolicyHive {
   // Create a rule for one pair of sender and recipient, or for up to 100 of them in two lists of
   // equal length. created receives its handle, for closeRule. At most 256 bytes of the display name
   // and of the comment are stored, 512 of each side of a pair.
-  long createRule(_NvPolComHandle*& created, _NvPolComHandle* parent, std::string const& name,
-                  std::string const& displayName, std::string const& comment,
-                  std::string const& from, std::string const& to);
-  long createRule(_NvPolComHandle*& created, std::string const& parent, std::string const& name,
-                  std::string const& displayName, std::string const& comment,
-                  std::string const& from, std::string const& to);
-  long createRule(_NvPolComHandle*& created, _NvPolComHandle* parent, std::string const& name,
-                  std::string const& displayName, std::string const& comment, Texts const& from,
-                  Texts const& to);
-  long createRule(_NvPolComHandle*& created, std::string const& parent, std::string const& name,
-                  std::string const& displayName, std::string const& comment, Texts const& from,
-                  Texts const& to);
+  [[nodiscard]] long createRule(_NvPolComHandle*& created, _NvPolComHandle* parent,
+                                std::string const& name, std::string const& displayName,
+                                std::string const& comment, std::string const& from,
+                                std::string const& to);
+  [[nodiscard]] long createRule(_NvPolComHandle*& created, std::string const& parent,
+                                std::string const& name, std::string const& displayName,
+                                std::string const& comment, std::string const& from,
+                                std::string const& to);
+  [[nodiscard]] long createRule(_NvPolComHandle*& created, _NvPolComHandle* parent,
+                                std::string const& name, std::string const& displayName,
+                                std::string const& comment, Texts const& from, Texts const& to);
+  [[nodiscard]] long createRule(_NvPolComHandle*& created, std::string const& parent,
+                                std::string const& name, std::string const& displayName,
+                                std::string const& comment, Texts const& from, Texts const& to);
 
   // With its tasks and all rules below it.
-  long deleteRule(_NvPolComHandle* parent, std::string const& name);
-  long deleteRule(std::string const& parent, std::string const& name);
+  [[nodiscard]] long deleteRule(_NvPolComHandle* parent, std::string const& name);
+  [[nodiscard]] long deleteRule(std::string const& parent, std::string const& name);
 
   // The names of the rules right below; none is a failure. Without a parent, below the root rule.
-  long GetAllSubRuleName(_NvPolComHandle* parent, Texts& names);
-  long GetAllSubRuleName(std::string const& parent, Texts& names);
-  long GetAllSubRuleName(Texts& names);
+  [[nodiscard]] long GetAllSubRuleName(_NvPolComHandle* parent, Texts& names);
+  [[nodiscard]] long GetAllSubRuleName(std::string const& parent, Texts& names);
+  [[nodiscard]] long GetAllSubRuleName(Texts& names);
 
-  long GetRuleAttrib(_NvPolComHandle* rule, _NvPolRuleAttr& attr);
-  long GetRuleAttrib(std::string const& rule, _NvPolRuleAttr& attr);
-  long SetRuleAttrib(_NvPolComHandle* rule, _NvPolRuleAttr const& attr);
-  long SetRuleAttrib(std::string const& rule, _NvPolRuleAttr const& attr);
+  [[nodiscard]] long GetRuleAttrib(_NvPolComHandle* rule, _NvPolRuleAttr& attr);
+  [[nodiscard]] long GetRuleAttrib(std::string const& rule, _NvPolRuleAttr& attr);
+  [[nodiscard]] long SetRuleAttrib(_NvPolComHandle* rule, _NvPolRuleAttr const& attr);
+  [[nodiscard]] long SetRuleAttrib(std::string const& rule, _NvPolRuleAttr const& attr);
 
   // Orders count from 1; siblings keep theirs.
-  long setruleorder(_NvPolComHandle* parent, std::string const& rule, int32_t order);
-  long setruleorder(std::string const& parent, std::string const& rule, int32_t order);
-  long settaskorder(_NvPolComHandle* rule, std::string const& task, int32_t order);
-  long settaskorder(std::string const& rule, std::string const& task, int32_t order);
+  [[nodiscard]] long setruleorder(_NvPolComHandle* parent, std::string const& rule, int32_t order);
+  [[nodiscard]] long setruleorder(std::string const& parent, std::string const& rule,
+                                  int32_t order);
+  [[nodiscard]] long settaskorder(_NvPolComHandle* rule, std::string const& task, int32_t order);
+  [[nodiscard]] long settaskorder(std::string const& rule, std::string const& task, int32_t order);
 
-  long AddCondition(_NvPolComHandle* rule, std::string const& from, std::string const& to);
-  long AddCondition(std::string const& rule, std::string const& from, std::string const& to);
-  long RemoveCondition(_NvPolComHandle* rule, std::string const& from, std::string const& to);
-  long RemoveCondition(std::string const& rule, std::string const& from, std::string const& to);
+  [[nodiscard]] long AddCondition(_NvPolComHandle* rule, std::string const& from,
+                                  std::string const& to);
+  [[nodiscard]] long AddCondition(std::string const& rule, std::string const& from,
+                                  std::string const& to);
+  [[nodiscard]] long RemoveCondition(_NvPolComHandle* rule, std::string const& from,
+                                     std::string const& to);
+  [[nodiscard]] long RemoveCondition(std::string const& rule, std::string const& from,
+                                     std::string const& to);
   // Two parallel lists. A condition that is empty on both sides is left out and a failure.
-  long GetAllConditions(_NvPolComHandle* rule, Texts& from, Texts& to);
-  long GetAllConditions(std::string const& rule, Texts& from, Texts& to);
+  [[nodiscard]] long GetAllConditions(_NvPolComHandle* rule, Texts& from, Texts& to);
+  [[nodiscard]] long GetAllConditions(std::string const& rule, Texts& from, Texts& to);
 
   // The new task is disabled and may not be overridden; its order is 0.
-  long createTask(_NvPolComHandle* rule, std::string const& name, std::string const& displayName,
-                  std::string const& comment, uint32_t filter);
-  long createTask(std::string const& rule, std::string const& name, std::string const& displayName,
-                  std::string const& comment, uint32_t filter);
-  long deleteTask(_NvPolComHandle* rule, std::string const& name);
-  long deleteTask(std::string const& rule, std::string const& name);
-  long GetAllTaskName(_NvPolComHandle* rule, Texts& names);
-  long GetAllTaskName(std::string const& rule, Texts& names);
-  long GetTaskAttrib(_NvPolComHandle* rule, std::string const& task, _NvPolTaskAttr& attr);
-  long GetTaskAttrib(std::string const& rule, std::string const& task, _NvPolTaskAttr& attr);
-  long SetTaskAttrib(_NvPolComHandle* rule, std::string const& task, _NvPolTaskAttr const& attr);
-  long SetTaskAttrib(std::string const& rule, std::string const& task, _NvPolTaskAttr const& attr);
+  [[nodiscard]] long createTask(_NvPolComHandle* rule, std::string const& name,
+                                std::string const& displayName, std::string const& comment,
+                                uint32_t filter);
+  [[nodiscard]] long createTask(std::string const& rule, std::string const& name,
+                                std::string const& displayName, std::string const& comment,
+                                uint32_t filter);
+  [[nodiscard]] long deleteTask(_NvPolComHandle* rule, std::string const& name);
+  [[nodiscard]] long deleteTask(std::string const& rule, std::string const& name);
+  [[nodiscard]] long GetAllTaskName(_NvPolComHandle* rule, Texts& names);
+  [[nodiscard]] long GetAllTaskName(std::string const& rule, Texts& names);
+  [[nodiscard]] long GetTaskAttrib(_NvPolComHandle* rule, std::string const& task,
+                                   _NvPolTaskAttr& attr);
+  [[nodiscard]] long GetTaskAttrib(std::string const& rule, std::string const& task,
+                                   _NvPolTaskAttr& attr);
+  [[nodiscard]] long SetTaskAttrib(_NvPolComHandle* rule, std::string const& task,
+                                   _NvPolTaskAttr const& attr);
+  [[nodiscard]] long SetTaskAttrib(std::string const& rule, std::string const& task,
+                                   _NvPolTaskAttr const& attr);
   // The attributes of all tasks, up to the first that cannot be read.
-  long GetTasksAttrib(_NvPolComHandle* rule, std::vector<_NvPolTaskAttr>& attrs);
-  long GetTasksAttrib(std::string const& rule, std::vector<_NvPolTaskAttr>& attrs);
+  [[nodiscard]] long GetTasksAttrib(_NvPolComHandle* rule, std::vector<_NvPolTaskAttr>& attrs);
+  [[nodiscard]] long GetTasksAttrib(std::string const& rule, std::vector<_NvPolTaskAttr>& attrs);
 
   // Makes a task of the rule, or one that it inherits, inactive there or active again.
-  long inactivetask(_NvPolComHandle* rule, std::string const& task, bool inactive);
-  long inactivetask(std::string const& rule, std::string const& task, bool inactive);
+  [[nodiscard]] long inactivetask(_NvPolComHandle* rule, std::string const& task, bool inactive);
+  [[nodiscard]] long inactivetask(std::string const& rule, std::string const& task, bool inactive);
   // 1 or 0.
-  long istaskactive(_NvPolComHandle* rule, std::string const& task);
-  long istaskactive(std::string const& rule, std::string const& task);
+  [[nodiscard]] long istaskactive(_NvPolComHandle* rule, std::string const& task);
+  [[nodiscard]] long istaskactive(std::string const& rule, std::string const& task);
 
   // An outcome that exists is replaced. addoutcomes adds in the map's order, up to the first that
   // fails.
-  long addoutcome(_NvPolComHandle* task, std::string const& name, std::string const& value);
-  long addoutcome(_NvPolComHandle* rule, std::string const& task, std::string const& name,
-                  std::string const& value);
-  long addoutcome(std::string const& rule, std::string const& task, std::string const& name,
-                  std::string const& value);
-  long addoutcomes(_NvPolComHandle* task, Outcomes const& outcomes);
-  long addoutcomes(_NvPolComHandle* rule, std::string const& task, Outcomes const& outcomes);
-  long addoutcomes(std::string const& rule, std::string const& task, Outcomes const& outcomes);
-  long deleteoutcome(_NvPolComHandle* task, std::string const& name);
-  long deleteoutcome(_NvPolComHandle* rule, std::string const& task, std::string const& name);
-  long deleteoutcome(std::string const& rule, std::string const& task, std::string const& name);
+  [[nodiscard]] long addoutcome(_NvPolComHandle* task, std::string const& name,
+                                std::string const& value);
+  [[nodiscard]] long addoutcome(_NvPolComHandle* rule, std::string const& task,
+                                std::string const& name, std::string const& value);
+  [[nodiscard]] long addoutcome(std::string const& rule, std::string const& task,
+                                std::string const& name, std::string const& value);
+  [[nodiscard]] long addoutcomes(_NvPolComHandle* task, Outcomes const& outcomes);
+  [[nodiscard]] long addoutcomes(_NvPolComHandle* rule, std::string const& task,
+                                 Outcomes const& outcomes);
+  [[nodiscard]] long addoutcomes(std::string const& rule, std::string const& task,
+                                 Outcomes const& outcomes);
+  [[nodiscard]] long deleteoutcome(_NvPolComHandle* task, std::string const& name);
+  [[nodiscard]] long deleteoutcome(_NvPolComHandle* rule, std::string const& task,
+                                   std::string const& name);
+  [[nodiscard]] long deleteoutcome(std::string const& rule, std::string const& task,
+                                   std::string const& name);
   // Adds all outcomes of the task to the map.
-  long getoutcomes(_NvPolComHandle* task, Outcomes& outcomes);
-  long getoutcomes(_NvPolComHandle* rule, std::string const& task, Outcomes& outcomes);
-  long getoutcomes(std::string const& rule, std::string const& task, Outcomes& outcomes);
+  [[nodiscard]] long getoutcomes(_NvPolComHandle* task, Outcomes& outcomes);
+  [[nodiscard]] long getoutcomes(_NvPolComHandle* rule, std::string const& task,
+                                 Outcomes& outcomes);
+  [[nodiscard]] long getoutcomes(std::string const& rule, std::string const& task,
+                                 Outcomes& outcomes);
   // Looks up the value of each name that the map holds: "void" for an outcome that the task does
   // not have.
-  long getoutcome(_NvPolComHandle* task, Outcomes& outcomes);
-  long getoutcome(_NvPolComHandle* rule, std::string const& task, Outcomes& outcomes);
-  long getoutcome(std::string const& rule, std::string const& task, Outcomes& outcomes);
+  [[nodiscard]] long getoutcome(_NvPolComHandle* task, Outcomes& outcomes);
+  [[nodiscard]] long getoutcome(_NvPolComHandle* rule, std::string const& task, Outcomes& outcomes);
+  [[nodiscard]] long getoutcome(std::string const& rule, std::string const& task,
+                                Outcomes& outcomes);
 
  private:
   template <class Work>

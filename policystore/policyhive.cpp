@@ -16,7 +16,7 @@ bool PolicyHive::open_key(std::string const& key, std::string const& file) {
 void PolicyHive::close_key() {
   if (regkey_) registry_.nvregclosekey(regkey_);
   regkey_ = nullptr;
-  if (registry_.isopen()) registry_.nvregrefresh();
+  if (registry_.isopen()) (void)registry_.nvregrefresh();  // destructors can tell nobody
 }
 
 bool PolicyHive::referred(int32_t kind, std::string const& iname) {

@@ -28,7 +28,7 @@ class PolicyHive : public ErrorRecord {
 
   // true, and recorded with the rule's name, when a rule refers to the object. Also when that
   // cannot be told: a rule must not lose what it refers to.
-  bool referred(int32_t kind, std::string const& iname);
+  [[nodiscard]] bool referred(int32_t kind, std::string const& iname);
 
   NvPoRegistry registry_;
   _NvPolComHandle* regkey_ = nullptr;

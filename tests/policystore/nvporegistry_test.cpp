@@ -120,7 +120,7 @@ TEST_F(NvPoRegistryTest, StoresAndListsEntriesInOrder) {
 }
 
 TEST_F(NvPoRegistryTest, DeletesAndDumpsValuesAndKeys) {
-  registry_.setsimpleattr(kPolicy, "v", NVREG_DWORD, "1");
+  EXPECT_EQ(registry_.setsimpleattr(kPolicy, "v", NVREG_DWORD, "1"), 0);
   EXPECT_EQ(registry_.nvregdeletevalue(kPolicy, "v"), 0);
   OpenKey parent(registry_, "registry");
   EXPECT_EQ(registry_.nvregdeletekey(parent.get(), "test"), 0);
