@@ -15,8 +15,8 @@ using Enumerator = void (*)(_NvPolComHandle* parent, uint32_t index, char* name,
                             int32_t* status);
 
 // Appends the names that an enumeration gives, from index 0 on, each read into a buffer of
-// name_size bytes: any name of the store, unless the caller sets a size of its own. Returns the
-// status that ended it; at_first tells whether it was the first call's.
+// `name_size` bytes: any name of the store, unless the caller sets a size of its own. Returns the
+// status that ended it; `at_first` tells whether it was the first call's.
 [[nodiscard]] int32_t append_names(Enumerator next, _NvPolComHandle* parent,
                                    std::vector<std::string>& names, bool& at_first,
                                    uint32_t name_size = NVREG_MAX_NAME + 1);
@@ -29,7 +29,7 @@ class TextBuffer {
   std::string text() const { return bytes_.substr(0, length); }
 
   void reset() { length = static_cast<uint32_t>(bytes_.size()); }
-  // Makes room for a text of length and its NUL; false when there was enough.
+  // Makes room for a text of `length` and its NUL; false when there was enough.
   [[nodiscard]] bool grow() {
     if (length < bytes_.size()) return false;
     bytes_.resize(size_t{length} + 1);

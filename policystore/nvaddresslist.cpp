@@ -26,7 +26,7 @@ NvAddresslist::~NvAddresslist() {
   close_key();
 }
 
-// Runs work on the list and closes it, whatever came of the work. open_name is how a failure to
+// Runs `work` on the list and closes it, whatever came of the work. `open_name` is how a failure to
 // open the list is recorded.
 template <class Work>
 int NvAddresslist::with_list(std::string const& iname, Work work, char const* open_name) {

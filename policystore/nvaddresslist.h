@@ -1,6 +1,10 @@
 // The address lists (address groups) of the policy store, as objects of the policy library. A list
 // has an internal name, attributes and addresses; conditions of rules refer to it by that name.
 //
+// The importer of address groups lists and creates lists and adds addresses with it. The rest is
+// for programs that work on the policy store beside the migration, the console's and the gateway's
+// own.
+//
 // Results are 0 for success and -1 for failure; a failure leaves its text in the error record.
 #pragma once
 
@@ -56,7 +60,7 @@ class NvAddresslist : public zeva::PolicyHive {
                                          std::string const& sensitivity,
                                          std::vector<std::string>& inames);
 
-  // match "exact": the texts are equal; any other: the first begins the second. sensitivity
+  // `match` "exact": the texts are equal; any other: the first begins the second. `sensitivity`
   // "sensitive": bytes as they are; any other: regardless of the case of ASCII letters. An empty
   // text matches nothing.
   static bool comparestring(std::string const& first, std::string const& second,

@@ -165,7 +165,7 @@ _NvPolComHandle* NvClassification::createaction(_NvPolComHandle* hive, std::stri
   return check_named(status, "nvpol_createAction ", iname) == 0 ? action : nullptr;
 }
 
-// Runs work on the action and closes it, whatever came of the work.
+// Runs `work` on the action and closes it, whatever came of the work.
 template <class Work>
 int NvClassification::with_action(_NvPolComHandle* phdl, std::string const& iname, Work work) {
   int32_t status = 0;

@@ -2,6 +2,10 @@
 // classification is a named group of filter actions; an action has an internal name, attributes and
 // a key of free settings.
 //
+// The importer of filter actions lists and creates classifications with it, and writes actions as
+// keys of the registry. The rest is for programs that work on the policy store beside the
+// migration, the console's and the gateway's own.
+//
 // Results are 0 for success and -1 for failure, or a handle, null on failure; a failure leaves its
 // text in the error record. Handles of classifications and actions belong to the caller, who gives
 // the first back with closeclass and the second with nvpol_closeAction.
@@ -54,7 +58,7 @@ class NvClassification : public zeva::PolicyHive {
   [[nodiscard]] _NvPolComHandle* createclass(std::string const& iname,
                                              std::string const& displayname,
                                              std::string const& comment);
-  // The handle is null afterwards.
+  // `phdl` is null afterwards.
   int closeclass(_NvPolComHandle*& phdl);
   // Refused while a rule refers to the classification.
   [[nodiscard]] int deleteclass(std::string const& iname);
@@ -76,7 +80,7 @@ class NvClassification : public zeva::PolicyHive {
   [[nodiscard]] _NvPolComHandle* createaction(_NvPolComHandle* hive, std::string const& iname,
                                               Nvactionattr const& attr);
   // Reads all attributes but the name. An action without a display name is a failure and leaves
-  // attr untouched.
+  // `attr` untouched.
   [[nodiscard]] int getaction(_NvPolComHandle* phdl, std::string const& iname, Nvactionattr& attr);
   [[nodiscard]] int setaction(_NvPolComHandle* phdl, std::string const& iname,
                               Nvactionattr const& attr);

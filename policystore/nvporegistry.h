@@ -1,6 +1,10 @@
 // The door to the registry part of the policy store: opens a registry through the gateway's
 // library, opens keys by path, reads, writes, enumerates and deletes values and keys.
 //
+// The importers open, list and delete keys and store entries with it. Reading values, the simple
+// attributes, the dumps and the scratch text are for programs that work on the policy store beside
+// the migration, the console's and the gateway's own.
+//
 // Results are 0 for success and -1 for failure unless a call says otherwise. A failure leaves its
 // text in the error record, from where geterror() fetches it for the run log.
 //
@@ -29,7 +33,7 @@ class NvPoRegistry : public zeva::ErrorRecord {
   explicit NvPoRegistry(std::string const& file);
   ~NvPoRegistry();
 
-  // Stores the address; opens nothing.
+  // Stores `file`, the address; opens nothing.
   void setfilename(std::string const& file) { file_ = file; }
 
   // Opens the registry at the stored address, in place of one that was open.
@@ -41,8 +45,8 @@ class NvPoRegistry : public zeva::ErrorRecord {
 
   // A missing key is created. With the empty path, the root's own handle.
   [[nodiscard]] int nvregopenkey(std::string const& path, _NvPolComHandle*& key);
-  // Opens a path below key and replaces key by the new handle; the old one stays open and the
-  // caller's. With the empty path, and on failure, key stays as it is.
+  // Opens a path below `key` and replaces `key` by the new handle; the old one stays open and the
+  // caller's. With the empty path, and on failure, `key` stays as it is.
   [[nodiscard]] int nvregopenkey(_NvPolComHandle*& key, std::string const& path);
   // The root's own handle stays open.
   int nvregclosekey(_NvPolComHandle* key);
@@ -50,13 +54,13 @@ class NvPoRegistry : public zeva::ErrorRecord {
   // Creates no key.
   [[nodiscard]] int nvregdeletevalue(std::string const& path, std::string const& name);
   [[nodiscard]] int nvregdeletevalue(_NvPolComHandle* key, std::string const& name);
-  // Deletes the key at a path below key with all that is below it.
+  // Deletes the key at a path below `key` with all that is below it.
   [[nodiscard]] int nvregdeletekey(_NvPolComHandle* key, std::string const& subkey);
 
   // Stores an entry. Texts are cut at 2048 bytes, and so are lists, before the first text that does
   // not fit; a binary entry is stored as Nvregentry::getvalue converts it.
   [[nodiscard]] int nvsetvalue(_NvPolComHandle* key, Nvregentry const& entry);
-  // Stores length bytes as they are.
+  // Stores `length` bytes as they are.
   [[nodiscard]] int nvsetvalue(char const* path, char const* name, _NvRegDataType type,
                                unsigned char const* data, int length);
   [[nodiscard]] int nvsetentry(std::string const& path, Nvregentry const& entry);
@@ -67,8 +71,8 @@ class NvPoRegistry : public zeva::ErrorRecord {
   // Reads a value of at most 2049 bytes. After a failure the entry has its text, too.
   [[nodiscard]] int getentry(_NvPolComHandle* key, std::string const& name, Nvregentry& entry);
   [[nodiscard]] int nvgetentry(std::string const& path, std::string const& name, Nvregentry& entry);
-  // Reads a value's bytes as they are. length: the capacity of data on entry, the length of the
-  // value afterwards.
+  // Reads a value's bytes as they are. `length` is the capacity of `data` on entry, the length of
+  // the value afterwards.
   [[nodiscard]] int nvgetvalue(char const* path, char const* name, _NvRegDataType& type,
                                unsigned char* data, int& length);
 
@@ -80,12 +84,12 @@ class NvPoRegistry : public zeva::ErrorRecord {
   [[nodiscard]] int nvgetallentry(_NvPolComHandle* key, std::vector<Nvregentry>& entries);
   [[nodiscard]] int nvgetallentry(std::string const& path, std::vector<Nvregentry>& entries);
 
-  // Debugging dumps on standard output. The label is what the key is called there: a line of its
+  // Debugging dumps on standard output. `label` is what the key is called there: a line of its
   // own, its values below it as Nvregentry::print shows them.
   int enumKey(_NvPolComHandle* key, std::string const& label);    // the key with its values
   int enumKeys(_NvPolComHandle* key, std::string const& label);   // ... and all keys below it
-  int enumAttrs(_NvPolComHandle* key, std::string const& label);  // values alone, label as indent
-  int enumAttr(_NvPolComHandle* key, std::string const& label);   // the value that label names
+  int enumAttrs(_NvPolComHandle* key, std::string const& label);  // values alone, `label` as indent
+  int enumAttr(_NvPolComHandle* key, std::string const& label);   // the value that `label` names
 
   // Numbers and texts (types 0 and 1) as text, a number in decimal. Another type, a value stored
   // with another type and a text that is no number are failures.
@@ -105,13 +109,13 @@ class NvPoRegistry : public zeva::ErrorRecord {
   void cleartemporaryvar() { temporary_.clear(); }
 
  private:
-  // Runs work(key) on the key at a path and closes the key; -1 when it cannot be opened.
+  // Runs `work` on the key at a path and closes the key; -1 when it cannot be opened.
   template <class Work>
   int with_key(std::string const& path, Work work);
   _NvPolComHandle* open_existing(_NvPolComHandle* parent, std::string const& path);
   _NvPolComHandle* open_or_create(_NvPolComHandle* parent, std::string const& path);
-  // Shows the key at a path below that of the label, and puts the paths of its subkeys on pending,
-  // the first one last.
+  // Shows the key at a path below that of the label, and puts the paths of its subkeys on
+  // `pending`, the first one last.
   int dump_key(_NvPolComHandle* key, std::string const& label, std::string const& path,
                std::vector<std::string>& pending);
   // Asks for a number once more, into its own four bytes.

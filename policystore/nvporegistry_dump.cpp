@@ -36,7 +36,7 @@ int NvPoRegistry::dump_key(_NvPolComHandle* key, std::string const& label, std::
 }
 
 int NvPoRegistry::enumKeys(_NvPolComHandle* key, std::string const& label) {
-  // Paths below key still to be shown: one key is open at a time, whatever the depth of the tree.
+  // Paths below `key` still to be shown: one key is open at a time, whatever the depth of the tree.
   std::vector<std::string> pending;
   int result = dump_key(key, label, "", pending);
   while (result == 0 && !pending.empty()) {

@@ -37,7 +37,7 @@ class Nvregentry {
   //      unterminated text loses its last character. Without any byte nothing changes.
   //   2  appends the bytes to those the entry holds; the multi-string field receives the same bytes
   //      split at NULs.
-  //   3  the texts up to an empty one, whatever length says: the buffer must hold an empty one.
+  //   3  the texts up to an empty one, whatever `length` says: the buffer must hold an empty one.
   //      A text is cut at 4095 bytes.
   // Other types change nothing.
   void setvalue(_NvRegDataType type, unsigned char* data, unsigned int length);
@@ -53,13 +53,13 @@ class Nvregentry {
   int getvalue(std::string& value) const;
   int getvalue(std::vector<std::string>& value) const;
 
-  // Writes the value as the registry library takes it. length: the buffer's capacity on entry, the
-  // bytes to store afterwards.
+  // Writes the value as the registry library takes it. `length` is the buffer's capacity on entry,
+  // the bytes to store afterwards.
   //   1  the text and its NUL; a text that does not fit fills the buffer and has no terminator
   //   2  one byte for each of the list's texts, read as decimal digits, as far as they go. The
-  //      buffer must hold them all, whatever length says. Always -1.
+  //      buffer must hold them all, whatever `length` says. Always -1.
   //   3  the texts with their NULs and a closing NUL; from the first text that does not fit on, the
-  //      buffer is left as it was and length unchanged. An empty list has length 0.
+  //      buffer is left as it was and `length` unchanged. For an empty list `length` becomes 0.
   // 0; -1 for the other types, a null buffer and binary values.
   int getvalue(unsigned char* buffer, int& length) const;
 

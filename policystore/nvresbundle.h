@@ -34,7 +34,7 @@ class Nvresbundle {
   [[nodiscard]] UResourceBundle* opentable(std::string const& name) const;
   static void closetable(UResourceBundle* table);
 
-  // The text of a key in the open table, or in the table named. 0, or -1 with out untouched.
+  // The text of a key in the open table, or in the table named. 0, or -1 with `out` untouched.
   // Without a table it says so on standard output: the one sign that the catalogue is not
   // installed.
   int getstring(std::string const& key, icu::UnicodeString& out) const;

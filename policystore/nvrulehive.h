@@ -1,6 +1,9 @@
 // The policy tree of the policy store as objects of the policy library: rules below the root rule,
 // their conditions and tasks, the tasks' attributes and outcomes.
 //
+// For programs that work on the policy store beside the migration, the console's and the gateway's
+// own. The importers use none of it: they write the tree's keys through the registry.
+//
 // Every operation on a rule comes in two forms: one takes an open rule's handle, the other the
 // rule's name, as openRule takes it, and opens and closes the rule itself. Outcomes are reached by
 // an open task's handle besides. Results are negative for failure, else 0 unless stated; a failure
@@ -28,7 +31,8 @@ class NvRuleHive : public zeva::PolicyHive {
   ~NvRuleHive();
 
   // Opens the hive on a registry key ("registry\policy") of the registry at an address
-  // ("ZEVA:5069") and its root rule, in place of what was open.
+  // ("ZEVA:5069") and its root rule, in place of what was open. `key` is that key, `file` the
+  // address.
   void setfile(std::string const& key, std::string const& file);
   long closeRuleHive();
 
@@ -42,8 +46,8 @@ class NvRuleHive : public zeva::PolicyHive {
   long closeTask(_NvPolComHandle* task);
 
   // Create a rule for one pair of sender and recipient, or for up to 100 of them in two lists of
-  // equal length. created receives its handle, for closeRule. At most 256 bytes of the display name
-  // and of the comment are stored, 512 of each side of a pair.
+  // equal length. `created` receives its handle, for closeRule. At most 256 bytes of the display
+  // name and of the comment are stored, 512 of each side of a pair.
   [[nodiscard]] long createRule(_NvPolComHandle*& created, _NvPolComHandle* parent,
                                 std::string const& name, std::string const& displayName,
                                 std::string const& comment, std::string const& from,

@@ -23,7 +23,7 @@ long NvRuleHive::with_rule(std::string const& name, Work work) {
   return closed < 0 && result >= 0 ? closed : result;
 }
 
-// Runs work on the rule's task and closes the task, whatever came of it.
+// Runs `work` on the rule's task and closes the task, whatever came of it.
 template <class Work>
 long NvRuleHive::with_task(_NvPolComHandle* rule, std::string const& task, Work work) {
   int32_t status = 0;

@@ -35,7 +35,7 @@ class PolicyHive : public ErrorRecord {
   _NvPolComHandle* hive_ = nullptr;
 };
 
-// Fills a record's text field with at most limit bytes. A text that fills the field has no
+// Fills a record's text field with at most `limit` bytes. A text that fills the field has no
 // terminator.
 template <size_t size>
 void fill_field(char (&field)[size], std::string const& text, size_t limit = size) {

@@ -1,4 +1,5 @@
-// Names for new objects, and for numbered patterns.
+// Names for new objects, and for numbered patterns: for programs that work on the policy store
+// beside the migration, the console's and the gateway's own.
 #pragma once
 
 #include <string>

@@ -10,7 +10,8 @@ namespace {
 constexpr int32_t kStringBuffer = 8200;
 
 void fill_field(icu::UnicodeString const& text, char* field, int32_t size) {
-  if (!text.isEmpty()) convustringtocodepage("UTF8", text, field, size);
+  // A text that does not fit fills the field: it is meant to be cut.
+  if (!text.isEmpty()) (void)convustringtocodepage("UTF8", text, field, size);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// The update log that the gateway keeps beside the run's own.
+// The update log that the gateway's own programs keep; the migration has a run log instead.
 #pragma once
 
 #include <string>
