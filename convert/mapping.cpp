@@ -57,6 +57,7 @@ tag_VALUE_TYPE get_data_type(NvConfigFile const& file, std::string const& sectio
   std::string stored;
   file.getattribute(section, key, stored);
   RegValue value;
+  // Untranslated: what trans_str puts back is neither digit nor colon, so the type is the same.
   if (!parse_str(stored.c_str(), value, VALUE_ANY)) log_unreadable(130, file, section, key);
   free(value.text);
   return static_cast<tag_VALUE_TYPE>(value.type);

@@ -17,22 +17,22 @@ enum tag_VALUE_TYPE : int {
   VALUE_IDENTIFIER = 4,  // 16 bytes as 32 hexadecimal digits
 };
 
-// A parsed typed text. text is a malloc'ed copy of the payload, null before the first parse; the
+// A parsed typed text. `text` is a malloc'ed copy of the payload, null before the first parse; the
 // caller frees it.
 struct RegValue {
   int type = VALUE_ANY;
   char* text = nullptr;
 };
 
-// Parses a typed text into out, freeing the text that out held. False, with out untouched, when it
-// is malformed or of another type than expected (VALUE_ANY takes all).
+// Parses a typed text into `out`, freeing the text that `out` held. False, with `out` untouched,
+// when it is malformed or of another type than `expected` (VALUE_ANY takes all).
 [[nodiscard]] bool parse_str(char const* text, RegValue& out, tag_VALUE_TYPE expected);
 
 // Puts back what an INI line cannot hold: byte 1 stands for a carriage return, 2 for a line feed
 // and 3 for "=".
 [[nodiscard]] std::string trans_str(std::string const& text);
 
-// Splits a list's payload at each ";" into out, dropping empty pieces.
+// Splits a list's payload at each ";" into `out`, dropping empty pieces.
 void parse_multi_str(char const* text, std::vector<std::string>& out);
 
 // The registry type that a type of typed text is stored as; string for one that is none.
