@@ -12,17 +12,23 @@
 
 #include <initializer_list>
 
+using zeva::FixedText;
+using zeva::run_shell;
+
 namespace {
+
+// The probe for a process with room for a name of 32 bytes. Cut, a longer one would find others.
+constexpr size_t kProbeSize = 79;
 
 // A relative path that begins with a dash would be taken for an option.
 char const* option_guard(char const* path) {
   return path[0] == '-' ? "./" : "";
 }
 
-int remove_tree(char const* path) {
+[[nodiscard]] int remove_tree(char const* path) {
   FixedText command;
   command.add("rm -rf '").add_quoted(path).add("' > /dev/null 2>&1");
-  return run_command(command);
+  return run_shell(command);
 }
 
 // A name whose escaped form outgrows the command is given a short one first.
@@ -39,7 +45,7 @@ void remove_entry(int folder, char const* folder_path, char const* name) {
   }
   FixedText short_path;
   short_path.add(folder_path).add("/").add(short_name.c_str());
-  remove_tree(short_path.c_str());
+  (void)remove_tree(short_path.c_str());  // who empties the folder looks again
 }
 
 bool is_own(int fd) {
@@ -65,7 +71,7 @@ void for_each_entry(int folder, Visit visit) {
 
 }  // namespace
 
-int run_shell(char const* command) {
+int zeva::run_shell(char const* command) {
   int status = system(command);
   // While it waits, system() ignores the signals of the keyboard; the command has received them.
   for (int number : {SIGINT, SIGQUIT}) {
@@ -79,7 +85,7 @@ bool copyfile(char const* source, char const* target) {
   FixedText command;
   command.add("cp -pf '").add(option_guard(source)).add_quoted(source);
   command.add("' '").add(option_guard(target)).add_quoted(target).add("'");
-  return run_command(command) == 0;
+  return run_shell(command) == 0;
 }
 
 bool delete_all_files_in_folder(char const* folder) {
@@ -96,7 +102,7 @@ bool delete_all_files_in_folder(char const* folder) {
 
 bool _find_process(char const* name) {
   if (name == nullptr) return false;
-  FixedText<79> command;
+  FixedText<kProbeSize> command;
   command.add("ps -ef | grep ").add_word(name).add(" | grep -v grep > /dev/null 2>&1");
-  return run_command(command) == 0;
+  return run_shell(command) == 0;
 }

@@ -6,8 +6,11 @@
 #include <cstddef>
 #include <cstring>
 
-// Holds at most Size - 1 bytes. What does not fit is cut, and fits() then says so: a cut command
-// must not be run and a cut path must not be opened.
+namespace zeva {
+
+// Holds at most `Size` - 1 bytes. What does not fit is cut, and fits() then says so: a cut command
+// must not be run and a cut path must not be opened. The usual size takes a command with its paths,
+// and a line of the run log takes such a command whole.
 template <size_t Size = 1024>
 class FixedText {
  public:
@@ -64,3 +67,5 @@ class FixedText {
   size_t length_ = 0;
   bool fits_ = true;
 };
+
+}  // namespace zeva

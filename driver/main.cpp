@@ -81,7 +81,7 @@ void choose_log(int argc, char** argv) {
     SetDebugLogFileName(argv[2]);
     return;
   }
-  char folder[1024];
+  char folder[1024];  // the log takes no longer path, and has a name of its own
   char path[1024 + sizeof "/migration.log"];
   if (getcwd(folder, sizeof folder) == nullptr) return;
   snprintf(path, sizeof path, "%s/migration.log", folder);

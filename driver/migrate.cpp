@@ -3,11 +3,11 @@
 #include "commands.h"
 #include "fixed_text.h"
 #include "importers.h"
-#include "nvreg.h"
 #include "opened_package.h"
 #include "package_guard.h"
 #include "policy_backup.h"
 #include "product_home.h"
+#include "regserver_address.h"
 #include "regserver_control.h"
 #include "result.h"
 #include "results.h"
@@ -19,7 +19,8 @@
 #include <unistd.h>
 
 #include <exception>
-#include <string>
+
+using namespace zeva;
 
 namespace {
 
@@ -49,23 +50,13 @@ int make_regserver_run() {
   if (_find_process(kRegServerProcess)) return 0;
   LogDebugMessage("RegServer is not running, try to start regserver...");
   if (StartRegServer()) return 0;
-  LogDebugMessage("Error [%d]: start regserver failed.", 0);
-  return zeva::kNoServer;
-}
-
-// The registry server's address as the importers take it. In a buffer of its own: a string would
-// have to be freed after the jump.
-FixedText<> regserver_address() {
-  std::string port = std::to_string(NVREG_DEFAULT_PORT);
-  getregport(zeva::product_home(), port);
-  FixedText address;
-  address.add("ZEVA:").add(port.c_str());
-  return address;
+  LogDebugMessage("Error [%d]: start regserver failed.", 0);  // the script's line has the number
+  return kNoServer;
 }
 
 int out_of_memory() {
   LogDebugMessage("Error [%d]: not enough memory to import.", 347);
-  return zeva::kNotEnoughMemory;
+  return kNotEnoughMemory;
 }
 
 // Running out of memory is the one failure that is not reported by a status.
@@ -95,8 +86,9 @@ void mask_alarm(int how) {
 
 void ignore_alarm(int) {}
 
-// From here on the alarm, or one that somebody sends, changes nothing. A handler and not SIG_IGN,
-// which the commands of the run would inherit.
+// From here on the alarm, or one that somebody sends, changes nothing: signal(), unlike
+// my_signal(), lets what it interrupts go on. A handler and not SIG_IGN, which the commands of the
+// run would inherit.
 void end_watch() {
   importing = 0;
   signal(SIGALRM, ignore_alarm);
@@ -129,14 +121,14 @@ int import_or_restore(char const* address) {
     case kTimeout:
       end_watch();
       LogDebugMessage("Timeout, restore all configurations.");
-      return restore(zeva::kOutOfTime);
+      return restore(kOutOfTime);
     case kOutOfMemory:
       end_watch();
       return restore(out_of_memory());
   }
   importing = 1;
   mask_alarm(SIG_UNBLOCK);
-  alarm(zeva::kWatchdogSeconds);
+  alarm(kWatchdogSeconds);
   int const result = run_importers(address);
   end_watch();
   if (result != 0) return restore(result);
@@ -169,7 +161,7 @@ int prepare(char const* package, FixedText<>& address) {
 int refuse_package_in_the_way(char const* package) {
   if (!stands_in_the_way(package, kPackageCopy, kKeyFile, kUnpackFolder)) return 0;
   LogDebugMessage("Error [%d]: backup package failed.", 233);
-  return zeva::kNotCopied;
+  return kNotCopied;
 }
 
 }  // namespace
@@ -181,11 +173,11 @@ int migrate(char const* package) {
       LogDebugMessage("Error [%d]: another migration is running, process %d.", 214, holder);
     else
       LogDebugMessage("Error [%d]: a command of an ended migration is still running.", 217);
-    return zeva::kAnotherRun;
+    return kAnotherRun;
   }
   if (!exists(package)) {
     LogDebugMessage("Error [%d]: package %s don't exists.", 220, package);
-    return zeva::kNoPackage;
+    return kNoPackage;
   }
   int result = unless_out_of_memory([&] { return refuse_package_in_the_way(package); });
   if (result != 0) {
@@ -206,6 +198,6 @@ void timeout(int) {
 
 bool is_web_enable() {
   FixedText path;
-  path.add(zeva::product_home()).add("/config/disable.webui");
+  path.add(product_home()).add("/config/disable.webui");
   return !exists(path.c_str());
 }

@@ -19,12 +19,14 @@
 #include <optional>
 #include <string>
 
+namespace zeva {
 namespace {
 
 volatile sig_atomic_t key_file_made = 0;
 
 // The name of the copy while it is no working copy yet, where a signal handler can reach it.
-char unfinished_copy[sizeof "/tmp/migrate_pkg-XXXXXX"];
+constexpr char kUnfinishedCopy[] = "/tmp/migrate_pkg-XXXXXX";
+char unfinished_copy[sizeof kUnfinishedCopy];
 
 // What a command makes is for this user alone, and tar gives nothing the owner or the mode that the
 // archive names for it, whatever options the run was started with.
@@ -62,7 +64,7 @@ class ClosedUnpacking {
 };
 
 bool copy_bytes(int source, int target, off_t size) {
-  static char buffer[64 * 1024];
+  char buffer[64 * 1024];
   // Not beyond the size: its owner may go on writing to it.
   while (size > 0) {
     size_t wanted = static_cast<size_t>(std::min<off_t>(size, sizeof buffer));
@@ -74,7 +76,7 @@ bool copy_bytes(int source, int target, off_t size) {
 }
 
 bool copy_into_own_file(int source, off_t size) {
-  strcpy(unfinished_copy, "/tmp/migrate_pkg-XXXXXX");
+  strcpy(unfinished_copy, kUnfinishedCopy);
   int target = mkostemp(unfinished_copy, O_CLOEXEC);
   bool copied = target >= 0 && copy_bytes(source, target, size);
   if (target >= 0) {
@@ -103,7 +105,7 @@ int copy_package(char const* package) {
   if (fd >= 0) close(fd);
   if (fd < 0 || !copyfile(package, kPackageCopy) || !take_copy_over()) {
     LogDebugMessage("Error [%d]: backup package failed.", 233);
-    return zeva::kNotCopied;
+    return kNotCopied;
   }
   return 0;
 }
@@ -118,9 +120,9 @@ int make_unpack_folder() {
                status.st_uid == geteuid() && chmod(kUnpackFolder, 0700) == 0;
   if (!ready) {
     LogDebugMessage("Error [%d]: make temp dir failed.", 245);
-    return zeva::kNoUnpackFolder;
+    return kNoUnpackFolder;
   }
-  delete_all_files_in_folder(kUnpackFolder);
+  (void)delete_all_files_in_folder(kUnpackFolder);  // tar tells when what stays is in its way
   return 0;
 }
 
@@ -142,16 +144,16 @@ int decrypt_package() {
   LogDebugMessage("Decrypting package...");
   if (!write_key_file()) {
     LogDebugMessage("Erorr [%d]: flush key to %s failed.", 261, kKeyFile);
-    return zeva::kNotDecrypted;
+    return kNotDecrypted;
   }
   FixedText command;
   command.add("rc4 -dec -in ").add(kPackageCopy).add(" -key ").add(kKeyFile);
   command.add(" > /dev/null 2>&1");
-  int status = run_command(command);
+  int status = run_shell(command);
   remove_key_file();
   if (status != 0) {
     LogDebugMessage("Error [%d]: rc4 decrypt package failed (%d)", 277, status);
-    return zeva::kNotDecrypted;
+    return kNotDecrypted;
   }
   return 0;
 }
@@ -166,7 +168,7 @@ void take_unpack_folder_back(int folder) {
 
 int run_unpacking(FixedText<> const& command) {
   ClosedUnpacking closed;
-  return closed && chdir(kUnpackFolder) == 0 ? run_command(command) : -1;
+  return closed && chdir(kUnpackFolder) == 0 ? run_shell(command) : -1;
 }
 
 int unpack_package() {
@@ -178,7 +180,7 @@ int unpack_package() {
   take_unpack_folder_back(folder);
   if (status != 0) {
     LogDebugMessage("Error [%d]: unpack package failed. (%s) (%d)", 289, command.c_str(), status);
-    return zeva::kNotUnpacked;
+    return kNotUnpacked;
   }
   return 0;
 }
@@ -188,10 +190,10 @@ int check_package() {
   FixedText command;
   command.add("md5sum -c ").add(kUnpackFolder).add("/md5.sum > /dev/null 2>&1");
   bool safe = chdir(kUnpackFolder) == 0 && checksum_list_is_safe(kUnpackFolder);
-  int status = safe ? run_command(command) : -1;
+  int status = safe ? run_shell(command) : -1;
   if (status != 0) {
     LogDebugMessage("Error [%d]: md5 check failed. (%s) (%d)", 301, command.c_str(), status);
-    return zeva::kChecksumsDoNotHold;
+    return kChecksumsDoNotHold;
   }
   return 0;
 }
@@ -218,3 +220,5 @@ void abandon_package() {
   if (unfinished_copy[0] != '\0') unlink(unfinished_copy);
   remove_key_file();
 }
+
+}  // namespace zeva

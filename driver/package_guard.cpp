@@ -16,6 +16,7 @@
 #include <string>
 #include <utility>
 
+namespace zeva {
 namespace {
 
 // The path with every link followed; with `keep_last`, the last component is not followed.
@@ -65,7 +66,7 @@ class Way {
       std::string const path = here == "/" ? here + component : here + "/" + component;
       struct stat status;
       if (lstat(path.c_str(), &status) != 0) return is_closed(here, 0);
-      if (!zeva::is_trusted_owner(status.st_uid)) return false;
+      if (!is_trusted_owner(status.st_uid)) return false;
       if (S_ISLNK(status.st_mode)) {
         ++links;
         rest = target_of(path) + "/" + rest;
@@ -101,7 +102,7 @@ class Way {
   [[nodiscard]] bool is_closed(std::string const& path, mode_t enough) const {
     struct stat status;
     if (path == folder_) return true;
-    if (lstat(path.c_str(), &status) != 0 || !zeva::is_trusted_owner(status.st_uid)) return false;
+    if (lstat(path.c_str(), &status) != 0 || !is_trusted_owner(status.st_uid)) return false;
     return (status.st_mode & (S_IWGRP | S_IWOTH)) == 0 || (status.st_mode & enough) != 0;
   }
 
@@ -121,7 +122,7 @@ bool may_be_read(char const* path, off_t& size) {
   return !S_ISFIFO(status.st_mode) && !S_ISCHR(status.st_mode) && !S_ISBLK(status.st_mode);
 }
 
-bool listed_files_are_safe(zeva::ChecksumList& list, std::string const& folder) {
+bool listed_files_are_safe(ChecksumList& list, std::string const& folder) {
   Way const way(folder);
   off_t total = 0, size;
   for (std::string name; list.next(name);) {
@@ -151,14 +152,16 @@ bool stands_in_the_way(char const* package, char const* working_copy, char const
 }
 
 bool checksum_list_is_safe(char const* folder) {
-  std::string path = std::string(folder) + "/" + zeva::kChecksumFile;
+  std::string path = std::string(folder) + "/" + kChecksumFile;
   off_t size;
-  bool const settled = Way(folder).is_settled(zeva::kChecksumFile);
+  bool const settled = Way(folder).is_settled(kChecksumFile);
   if (!settled || !may_be_read(path.c_str(), size) || size > kLargestList) return false;
   int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
   if (fd < 0) return true;
-  zeva::ChecksumList list(fd);
+  ChecksumList list(fd);
   bool safe = listed_files_are_safe(list, folder);
   close(fd);
   return safe;
 }
+
+}  // namespace zeva

@@ -1,6 +1,8 @@
 // Two looks at a package before the run trusts it with what it is about to do.
 #pragma once
 
+namespace zeva {
+
 // True when the package stands where the run makes its own files, at the path of the working copy
 // or of the key file or below the unpack folder: the run would delete it.
 [[nodiscard]] bool stands_in_the_way(char const* package, char const* working_copy,
@@ -11,3 +13,5 @@
 // input, or when there are more than 16 GiB to be read. Whatever else is listed is for md5sum to
 // judge.
 [[nodiscard]] bool checksum_list_is_safe(char const* folder);
+
+}  // namespace zeva

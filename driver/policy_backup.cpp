@@ -15,6 +15,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace zeva {
 namespace {
 
 // A path too long for a command can still be opened.
@@ -41,8 +42,8 @@ PolicyFile policy_files[] = {
 bool restored = false;
 
 // Links are followed as cp follows them: these folders are the home's own.
-zeva::Descriptor open_file(Path const& path, int flags) {
-  return zeva::Descriptor(
+Descriptor open_file(Path const& path, int flags) {
+  return Descriptor(
       path.fits() ? open(path.c_str(), flags | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0600) : -1);
 }
 
@@ -53,7 +54,7 @@ Path below(char const* folder, char const* name) {
 }
 
 Path in_home(char const* name) {
-  return below(zeva::product_home(), name);
+  return below(product_home(), name);
 }
 
 Path backup_folder() {
@@ -86,7 +87,7 @@ bool copy(Path const& source, Path const& target) {
 
 // Of a file, or of a folder: the names in it.
 bool sync_to_disk(Path const& path) {
-  zeva::Descriptor const file = open_file(path, O_RDONLY);
+  Descriptor const file = open_file(path, O_RDONLY);
   return file && fsync(file.get()) == 0;
 }
 
@@ -97,7 +98,7 @@ int make_backup_folder(Path const& folder) {
                                                            : mkdir(folder.c_str(), 0755) == 0);
   if (!ready) {
     LogDebugMessage("Error [%d]: make backup folder failed (%s).", 328, folder.c_str());
-    return zeva::kNoBackup;
+    return kNoBackup;
   }
   return 0;
 }
@@ -116,7 +117,7 @@ bool read_bytes(int fd, char* bytes, size_t size) {
 // The bytes of a file, null when they cannot be had. In a mapping of their own, which neither a
 // jump out of the heap nor a change of the file reaches.
 char const* hold(Path const& path, size_t& size) {
-  zeva::Descriptor const source = open_file(path, O_RDONLY);
+  Descriptor const source = open_file(path, O_RDONLY);
   struct stat status;
   if (!source || fstat(source.get(), &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
   size = static_cast<size_t>(status.st_size);
@@ -141,7 +142,7 @@ void back_up(PolicyFile& file) {
 
 // Compared piece by piece: there may be no memory for a second copy.
 bool is_as_it_was(PolicyFile const& file) {
-  zeva::Descriptor const now = open_file(original_of(file), O_RDONLY);
+  Descriptor const now = open_file(original_of(file), O_RDONLY);
   struct stat status;
   if (!now || fstat(now.get(), &status) != 0 || static_cast<size_t>(status.st_size) != file.size)
     return false;
@@ -158,7 +159,7 @@ bool is_as_it_was(PolicyFile const& file) {
 
 // Over what stands there, which a full disk has room for.
 bool write_held(PolicyFile const& file) {
-  zeva::Descriptor const target = open_file(original_of(file), O_WRONLY | O_CREAT);
+  Descriptor const target = open_file(original_of(file), O_WRONLY | O_CREAT);
   if (!target) return false;
   for (size_t at = 0; at < file.size;) {
     ssize_t const written =
@@ -188,7 +189,7 @@ int back_up_policy_files() {
     back_up(file);
     if (file.backed_up()) continue;
     LogDebugMessage("Error [%d]: backup %s failed.", 349, original_of(file).c_str());
-    return zeva::kNoBackup;
+    return kNoBackup;
   }
   // What holds the copies is new, too, the first time.
   sync_to_disk(folder);
@@ -216,3 +217,5 @@ void check_restored_policy_files() {
   }
   sync_to_disk(in_home("/config"));
 }
+
+}  // namespace zeva

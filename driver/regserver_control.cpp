@@ -2,14 +2,21 @@
 
 #include "commands.h"
 #include "fixed_text.h"
-#include "nvconfigfile.h"
 #include "product_home.h"
 #include "run_lock.h"
 #include "runlog.h"
 
 #include <unistd.h>
 
+using zeva::FixedText;
+using zeva::kRegServerProcess;
+
 namespace {
+
+// What can be started can be stopped: every home whose command fits into the first fits into the
+// second.
+constexpr size_t kStartSize = 1023;
+constexpr size_t kStopSize = 1024;
 
 template <size_t Size>
 FixedText<Size> service_command(char const* action) {
@@ -27,10 +34,10 @@ bool StartRegServer() {
     StopRegServer();
   }
 
-  auto command = service_command<1023>("start");
-  share_run_lock(false);
-  int const status = run_command(command);
-  share_run_lock(true);
+  auto command = service_command<kStartSize>("start");
+  zeva::share_run_lock(false);
+  int const status = zeva::run_shell(command);
+  zeva::share_run_lock(true);
   if (status != 0) {
     LogDebugMessage("StartRegServer [%d]: %s failed.", 149, command.c_str());
     return false;
@@ -49,8 +56,8 @@ bool StartRegServer() {
 }
 
 bool StopRegServer() {
-  auto command = service_command<1024>("stop");
-  if (run_command(command) == -1) {
+  auto command = service_command<kStopSize>("stop");
+  if (zeva::run_shell(command) == -1) {
     LogDebugMessage("StopRegServer [%d]: %s failed.", 109, command.c_str());
     return false;
   }
@@ -62,20 +69,4 @@ bool StopRegServer() {
   }
   LogDebugMessage("StopRegServer [%d]: cannot stop regserver.", 121);
   return false;
-}
-
-int getregport(char const* home, std::string& port) {
-  std::string path = std::string(home) + "/bin/migration/RegSvrCfg.ini";
-  NvConfigFile settings(path);
-  if (settings.readfile() != 0) {
-    LogDebugMessage("Error [%d]: read RegSvrCfg.ini failed.", 183);
-    return -1;
-  }
-  if (settings.getattribute("CFILTER_REGSERVER", "CFILTER_REGSERVER_PORT", port) != 0) {
-    LogDebugMessage(
-        "Error [%d]: read CFILTER_REGSERVER, CFILTER_REGSERVER_PORT from RegSvrCfg.ini failed.",
-        188);
-    return -1;
-  }
-  return 0;
 }

@@ -1,20 +1,20 @@
-// Starting, stopping and finding the registry server.
+// Starting, stopping and finding the registry server. Everything here works after the watchdog's
+// jump: fixed buffers, system calls and system(), no heap.
 #pragma once
 
-#include <string>
+namespace zeva {
 
 // The server's name in the process list.
-constexpr char kRegServerProcess[] = "regserver";
+inline constexpr char kRegServerProcess[] = "regserver";
+
+}  // namespace zeva
 
 // Starts the server with its service script, stopping one that runs already, and waits up to about
 // 110 s until it shows in the process list. False only when the script failed: a server that never
 // shows counts as started.
-bool StartRegServer();
+[[nodiscard]] bool StartRegServer();
 
 // Stops the server with its service script and waits up to about 122 s until it has left the
-// process list. False when the script could not be run or the server stays. No heap.
+// process list. False, after logging it, when the script could not be run or the server stays: the
+// run ends as it would all the same.
 bool StopRegServer();
-
-// Reads the server's port from HOME/bin/migration/RegSvrCfg.ini, as it stands there. Returns 0, or
-// -1 with the port untouched.
-int getregport(char const* home, std::string& port);

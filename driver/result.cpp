@@ -10,18 +10,20 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+using namespace zeva;
+
 namespace {
 
 // The file's folder may be the console's: nothing but a plain file of one name is written over, and
 // no link of the console's user is followed out of the home.
 int open_result_file() {
-  char const* const home = zeva::product_home();
+  char const* const home = product_home();
   constexpr char kFile[] = "xhtml/en/download/mig_result";
   FixedText path;
   path.add(home).add("/").add(kFile);
   if (!path.fits()) return -1;
   int const folder = open(home[0] == '\0' ? "/" : home, O_PATH | O_DIRECTORY | O_CLOEXEC);
-  int const file = zeva::open_trusted(folder, kFile, O_WRONLY | O_CREAT, 0666, zeva::Links::kOwn);
+  int const file = open_trusted(folder, kFile, O_WRONLY | O_CREAT, 0666, Links::kOwn);
   struct stat status;
   bool const plain = file >= 0 && fstat(file, &status) == 0 && S_ISREG(status.st_mode) &&
                      status.st_nlink == 1 && ftruncate(file, 0) == 0;
@@ -44,7 +46,7 @@ void my_exit(int code) {
   }
   // What a signal has interrupted may still be at work: its lock stays until that has ended, and
   // the next run takes over the file.
-  if (code != zeva::kInterrupted) remove_run_lock();
+  if (code != kInterrupted) remove_run_lock();
   // No exit handlers: they may need what a jump or a signal has left half done.
   _exit(code);
 }

@@ -12,6 +12,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace zeva {
 namespace {
 
 constexpr char kLockFile[] = "migrate.lock";
@@ -118,7 +119,7 @@ bool take(RunLock& lock, char const* path, pid_t& holder) {
 
 bool take_run_lock(pid_t& holder) {
   FixedText<> config;
-  config.add(zeva::product_home()).add("/config");
+  config.add(product_home()).add("/config");
   return take(locks[0], "/tmp", holder) &&
          (!config.fits() || take(locks[1], config.c_str(), holder));
 }
@@ -136,3 +137,5 @@ void remove_run_lock() {
     unlinkat(lock.folder, kLockFile, 0);
   }
 }
+
+}  // namespace zeva

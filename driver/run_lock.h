@@ -9,6 +9,8 @@
 
 #include <sys/types.h>
 
+namespace zeva {
+
 // Takes both locks. False when another run holds one: `holder` is then its process, or 0 when a
 // command of an ended run still holds one after ten seconds, or root's lock file cannot be opened.
 // Where there can be no lock file, the run goes on without that lock: it fails later, where it is
@@ -20,5 +22,7 @@
 void share_run_lock(bool shared);
 
 // Removes the files that this run has locked. The locks are held until the process ends. Usable in
-// a signal handler.
+// a signal handler and after the watchdog's jump.
 void remove_run_lock();
+
+}  // namespace zeva

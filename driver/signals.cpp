@@ -8,7 +8,7 @@
 
 #include <initializer_list>
 
-SignalHandler my_signal(int number, SignalHandler handler) {
+zeva::SignalHandler my_signal(int number, zeva::SignalHandler handler) {
   struct sigaction action = {};
   action.sa_handler = handler;
   sigemptyset(&action.sa_mask);
@@ -27,6 +27,6 @@ void end_migrate(int) {
   sigaddset(&watchdog, SIGALRM);
   sigprocmask(SIG_BLOCK, &watchdog, nullptr);
 
-  abandon_package();
+  zeva::abandon_package();
   my_exit(zeva::kInterrupted);
 }

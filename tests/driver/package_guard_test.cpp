@@ -47,10 +47,10 @@ TEST_F(PackageGuard, FindsPackagesTheRunWouldDelete) {
       {"unpacked/../pkg", false},
   };
   for (auto const& test : cases) {
-    EXPECT_EQ(
-        stands_in_the_way((root_.string() + "/" + test.package).c_str(), (root_ / "copy").c_str(),
-                          (root_ / "key").c_str(), (root_ / "unpacked").c_str()),
-        test.deleted)
+    EXPECT_EQ(zeva::stands_in_the_way((root_.string() + "/" + test.package).c_str(),
+                                      (root_ / "copy").c_str(), (root_ / "key").c_str(),
+                                      (root_ / "unpacked").c_str()),
+              test.deleted)
         << test.package;
   }
 }
@@ -117,24 +117,25 @@ TEST_F(PackageGuard, RefusesListsThatCanBlock) {
   };
   for (auto const& test : cases) {
     std::ofstream(root_ / "unpacked/md5.sum") << test.lines << "\n";
-    EXPECT_EQ(checksum_list_is_safe((root_ / "unpacked").c_str()), test.safe) << test.lines;
+    EXPECT_EQ(zeva::checksum_list_is_safe((root_ / "unpacked").c_str()), test.safe) << test.lines;
   }
 }
 
 TEST_F(PackageGuard, RefusesAListThatBlocksOrIsEndless) {
   fs::path const list = root_ / "unpacked/md5.sum";
-  EXPECT_TRUE(checksum_list_is_safe((root_ / "unpacked").c_str()));
+  EXPECT_TRUE(zeva::checksum_list_is_safe((root_ / "unpacked").c_str()));
   for (char const* target : {"/dev/zero", "file"}) {
     fs::create_symlink(target, list);
-    EXPECT_EQ(checksum_list_is_safe((root_ / "unpacked").c_str()), target[0] != '/') << target;
+    EXPECT_EQ(zeva::checksum_list_is_safe((root_ / "unpacked").c_str()), target[0] != '/')
+        << target;
     fs::remove(list);
   }
   std::ofstream(list).close();
   fs::resize_file(list, (uintmax_t{256} << 20) + 1);
-  EXPECT_FALSE(checksum_list_is_safe((root_ / "unpacked").c_str()));
+  EXPECT_FALSE(zeva::checksum_list_is_safe((root_ / "unpacked").c_str()));
   fs::remove(list);
   mkfifo(list.c_str(), 0600);
-  EXPECT_FALSE(checksum_list_is_safe((root_ / "unpacked").c_str()));
+  EXPECT_FALSE(zeva::checksum_list_is_safe((root_ / "unpacked").c_str()));
 }
 
 }  // namespace

@@ -139,19 +139,19 @@ TEST_F(PolicyBackup, PutsBackWhateverFails) {
     fs::create_directory(config_ / "backup");
     fs::current_path(config_ / "backup");
     ASSERT_EQ(system(test.in_the_way), 0);
-    ASSERT_EQ(back_up_policy_files(), 0);
+    ASSERT_EQ(zeva::back_up_policy_files(), 0);
     EXPECT_EQ(read(config_ / "backup"), test.backups);
 
     write(config_, kHalfImported);
     if (!test.before.contains("xml.bak")) fs::remove(config_ / "cFlt_db.xml.bak");
     if (test.lost_backup) fs::remove(config_ / test.lost_backup);
     failing_copies = test.failing_restores ? test.failing_restores : "";
-    restore_policy_files();
+    zeva::restore_policy_files();
     EXPECT_EQ(read(config_), test.before);
 
     // The server's last refresh comes after it.
     write(config_, {{"xml", "the server's"}});
-    check_restored_policy_files();
+    zeva::check_restored_policy_files();
     EXPECT_EQ(read(config_), test.before);
   }
   EXPECT_THAT(logged_messages(root_ / "log"), testing::Each(testing::EndsWith("policy files...")));
@@ -160,12 +160,12 @@ TEST_F(PolicyBackup, PutsBackWhateverFails) {
 TEST_F(PolicyBackup, IsOnTheDiskBeforeTheRunGoesOn) {
   write(config_, kStore);
   events.clear();
-  ASSERT_EQ(back_up_policy_files(), 0);
+  ASSERT_EQ(zeva::back_up_policy_files(), 0);
   EXPECT_THAT(events, ElementsAre("xml>backup/xml", "sync backup/xml", "xml.redo>backup/xml.redo",
                                   "sync backup/xml.redo", "xml.bak>backup/xml.bak",
                                   "sync backup/xml.bak", "sync backup", "sync "));
   events.clear();
-  restore_policy_files();
+  zeva::restore_policy_files();
   EXPECT_THAT(events,
               ElementsAre("backup/xml>xml", "sync xml", "backup/xml.redo>xml.redo", "sync xml.redo",
                           "backup/xml.bak>xml.bak", "sync xml.bak", "sync "));
@@ -173,11 +173,11 @@ TEST_F(PolicyBackup, IsOnTheDiskBeforeTheRunGoesOn) {
 
 TEST_F(PolicyBackup, SaysWhatItCannotDo) {
   write(config_, kStore);
-  ASSERT_EQ(back_up_policy_files(), 0);
+  ASSERT_EQ(zeva::back_up_policy_files(), 0);
   fs::remove(config_ / "cFlt_db.xml");
   fs::create_directories(config_ / "cFlt_db.xml/in the way");
-  restore_policy_files();
-  check_restored_policy_files();
+  zeva::restore_policy_files();
+  zeva::check_restored_policy_files();
   std::string const path = (config_ / "cFlt_db.xml").string();
   EXPECT_THAT(logged_messages(root_ / "log"),
               ElementsAre("Backup policy files...", "Restore backuped policy files...",
@@ -185,7 +185,7 @@ TEST_F(PolicyBackup, SaysWhatItCannotDo) {
 
   // Nothing may be imported over what cannot be put back.
   fs::remove(root_ / "log");
-  EXPECT_EQ(back_up_policy_files(), -16);
+  EXPECT_EQ(zeva::back_up_policy_files(), -16);
   EXPECT_THAT(logged_messages(root_ / "log"),
               ElementsAre("Backup policy files...", "Error [349]: backup " + path + " failed."));
 }
