@@ -29,7 +29,7 @@ TEST(ManualPages, NameTheKindsOfFindings) {
   documented.merge(all(text, R"(\\fB([a-z-]+))"));
   std::string const code =
       read("tools/rehearse/examine.cpp") + read("tools/rehearse/examine_task.cpp") +
-      read("tools/rehearse/export_reader.cpp") + read("tools/rehearse/zeva_rehearse.cpp");
+      read("tools/rehearse/export_reader.cpp") + read("tools/rehearse/rehearsal.cpp");
   EXPECT_EQ(all(code, R"((?:report\(|push_back\(\s*\{)\s*"([a-z-]+)\")"), documented);
 }
 

@@ -9,7 +9,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <new>
-#include <string>
+#include <utility>
 #include <vector>
 
 namespace zeva {
@@ -47,16 +47,17 @@ int complain_of(std::exception const& error) {
   return complain("ended early", no_memory ? "there is not enough memory" : error.what());
 }
 
-std::string own_folder() {
+std::optional<std::string> own_folder() {
   std::error_code failure;
-  return std::filesystem::read_symlink("/proc/self/exe", failure).parent_path();
+  std::string own = std::filesystem::read_symlink("/proc/self/exe", failure).parent_path();
+  return failure ? std::nullopt : std::optional(std::move(own));
 }
 
 void prefer_own_commands() {
   char const* path = getenv("PATH");
-  std::string const own = own_folder();
-  if (own.empty()) return;
-  setenv("PATH", (own + ":" + (path != nullptr ? path : "/usr/bin:/bin")).c_str(), 1);
+  auto const own = own_folder();
+  if (!own) return;
+  setenv("PATH", (*own + ":" + (path != nullptr ? path : "/usr/bin:/bin")).c_str(), 1);
 }
 
 }  // namespace zeva

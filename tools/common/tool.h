@@ -8,6 +8,7 @@
 
 #include <exception>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace zeva {
@@ -24,8 +25,8 @@ int complain(std::string_view subject, std::string_view why);
 // Says what an exception ended the program with. Returns kFailed.
 int complain_of(std::exception const& error);
 
-// The folder that this program's file is in, without a final slash; empty when that is unknown.
-[[nodiscard]] std::string own_folder();
+// The folder that this program's file is in, without a final slash, when that is known.
+[[nodiscard]] std::optional<std::string> own_folder();
 
 // Makes the commands that are installed beside this one come first in PATH.
 void prefer_own_commands();

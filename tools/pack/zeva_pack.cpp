@@ -23,6 +23,7 @@
 #include <algorithm>
 #include <exception>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -65,8 +66,8 @@ bool holds_export_file(fs::path const& folder, std::error_code& failure) {
   return false;
 }
 
-// One level up or down, where the export lies when the wrong folder was named; empty when unknown.
-std::string right_folder(fs::path const& folder) {
+// One level up or down, where the export lies when the wrong folder was named.
+std::optional<std::string> right_folder(fs::path const& folder) {
   std::error_code ignored;
   if (holds_export_file(folder.parent_path(), ignored)) return folder.parent_path();
   for (fs::directory_iterator entry(folder, ignored), end; !ignored && entry != end;
@@ -74,7 +75,7 @@ std::string right_folder(fs::path const& folder) {
     std::error_code no_folder;
     if (holds_export_file(entry->path(), no_folder)) return entry->path();
   }
-  return "";
+  return std::nullopt;
 }
 
 bool is_export(std::string const& folder) {
@@ -84,8 +85,7 @@ bool is_export(std::string const& folder) {
   if (!failure) {
     why = "holds no export file at its top, none of";
     for (std::string_view const name : kTopFiles) why.append(" ").append(name);
-    std::string const right = right_folder(folder);
-    if (!right.empty()) why += "; " + right + " does";
+    if (auto const right = right_folder(folder)) why += "; " + *right + " does";
   }
   zeva::complain(folder, why);
   return false;
@@ -208,32 +208,32 @@ bool move_into_place(std::string const& made, std::string const& package) {
   return false;
 }
 
-// The folder that the package is to be made in; empty, with a complaint made, if it may not be.
-std::string place_for(std::string const& package, std::string const& folder) {
+// The folder that the package is to be made in; none, with a complaint made, if it may not be.
+std::optional<std::string> place_for(std::string const& package, std::string const& folder) {
   struct stat info;
   if (lstat(package.c_str(), &info) == 0) {
     zeva::complain(package, "exists already; remove it or name another file");
-    return "";
+    return std::nullopt;
   }
   fs::path const parent = fs::path(package).parent_path();
   std::error_code failure;
   std::string place = fs::canonical(parent.empty() ? "." : parent, failure);
   if (failure) {
     zeva::complain(package, "cannot be made: " + failure.message());
-    return "";
+    return std::nullopt;
   }
   if (inside(place).starts_with(inside(folder))) {
     zeva::complain(package, "lies in the folder to pack; name a place outside");
-    return "";
+    return std::nullopt;
   }
   return place;
 }
 
 bool pack(std::string const& folder, std::string const& package) {
-  std::string const place = place_for(package, folder);
+  auto const place = place_for(package, folder);
   Contents contents;
-  if (place.empty() || !is_export(folder) || !list(folder, contents)) return false;
-  zeva::PrivateFolder const work(place);
+  if (!place || !is_export(folder) || !list(folder, contents)) return false;
+  zeva::PrivateFolder const work(*place);
   if (!work.error().empty()) {
     zeva::complain(package, "cannot be made: " + work.error());
     return false;

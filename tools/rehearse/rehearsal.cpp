@@ -1,0 +1,141 @@
+#include "rehearsal.h"
+
+#include "command.h"
+#include "examine.h"
+#include "files.h"
+#include "live_run.h"
+#include "opened_package.h"
+#include "package_key.h"
+#include "regserver_control.h"
+#include "rehearsal_home.h"
+#include "report.h"
+#include "sandbox.h"
+#include "terminal.h"
+#include "tool.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <iostream>
+
+namespace fs = std::filesystem;
+
+namespace zeva {
+namespace {
+
+std::string scratch(std::string const& name) {
+  return kScratchFolder + ("/" + name);
+}
+
+// Makes a package of a folder of export files; what went wrong, empty if nothing did.
+std::string pack(std::string const& folder, std::string const& package) {
+  LongWait wait("the export to be packed");
+  CommandResult const done = run_command(
+      {{"zeva-pack", "--", folder, package}, "", [&](std::string const&) { wait.show(); }});
+  return done.succeeded() ? "" : done.explanation();
+}
+
+// Unpacks the package for itself and looks at what is in it.
+void examine(std::string const& package, Rehearsal& rehearsal) {
+  std::string const copy = scratch("package");
+  std::string const folder = scratch("export");
+  std::string const key(kPackageKey.begin(), kPackageKey.end());
+  LongWait wait("the examination of the package");
+  auto const go_on = [&](std::string const& = "") { wait.show(); };
+  std::string& why_not = rehearsal.not_examined;
+  int const error = write_new_file(scratch("key"), key);
+  if (error != 0) why_not = std::string("the key cannot be written: ") + strerror(error);
+  for (std::vector<std::string> const& command :
+       {std::vector<std::string>{"cp", "--", package, copy},
+        {"rc4", "-dec", "-in", copy, "-key", scratch("key")},
+        {"mkdir", folder},
+        {"tar", "-xzf", copy, "-C", folder}}) {
+    if (!why_not.empty()) return;
+    CommandResult const done = run_command({command, "", go_on});
+    if (!done.succeeded()) why_not = done.explanation();
+  }
+  if (why_not.empty()) rehearsal.findings = examine_package(folder, go_on).findings;
+}
+
+CommandResult migrate(std::string const& package, bool show_lines) {
+  // Another library that is preloaded everywhere stays so.
+  char const* const preloaded = getenv("LD_PRELOAD");
+  std::string const home = kScratchHome;
+  LiveRun live(show_lines);
+  return run_command({{"env",
+                       "LD_PRELOAD=" + home + "/lib/libzevawitness.so" +
+                           (preloaded != nullptr ? std::string(":") + preloaded : ""),
+                       "ZEVA_WITNESS=" + scratch("notes"), home + "/bin/migration/zeva-migrate",
+                       package, scratch("run.log")},
+                      "",
+                      [&](std::string const& piece) { live.take(piece); }});
+}
+
+// The console's result file is the run's last word.
+std::optional<int> read_result() {
+  std::string file;
+  std::string const path = std::string(kScratchHome) + "/xhtml/en/download/mig_result";
+  if (read_file(path, file) != 0) return std::nullopt;
+  size_t const number = file.find("<root>");
+  if (number == std::string::npos) return std::nullopt;
+  return atoi(file.c_str() + number + strlen("<root>"));
+}
+
+void load_stores(RehearsalHome const& home, Rehearsal& rehearsal) {
+  LoadedStore before = home.load_original();
+  LoadedStore after = home.load_current();
+  for (auto const* store : {&before, &after}) {
+    for (std::string const& note : store->notes) rehearsal.notes.push_back(note);
+    // A run that ended before its server was started leaves no store where there was none.
+    if (!store->root && !store->absent) rehearsal.notes.push_back(store->failure);
+  }
+  rehearsal.before = std::move(before.root);
+  rehearsal.after = std::move(after.root);
+}
+
+}  // namespace
+
+int rehearse(std::string const& config, std::string const& given, bool json) {
+  std::error_code failed;
+  bool const is_folder = fs::is_directory(given, failed);
+  std::string const package = is_folder ? scratch("packed") : given;
+  if (is_folder) {
+    std::string const failure = pack(given, package);
+    if (!failure.empty()) return complain("the folder cannot be packed", failure);
+  }
+  RehearsalHome home;
+  if (std::string const failure = home.lay_out(config); !failure.empty()) {
+    return complain(config, failure);
+  }
+  Rehearsal rehearsal;
+  rehearsal.had_store = home.had_store();
+  examine(package, rehearsal);
+  if (package == kRenamedPackage) {
+    rehearsal.findings.push_back(
+        {"package-name", "", "",
+         std::string("the package's path holds \"") + kRegServerProcess +
+             "\", by which the migration looks for its running server: rename the package"});
+  }
+
+  if (!json) puts("The run");
+  CommandResult const done = migrate(package, !json);
+  rehearsal.result = read_result();
+  if (!rehearsal.result) {
+    return complain("the run did not come to its end", done.explanation());
+  }
+  rehearsal.log = read_witnessed_log(scratch("run.log"), scratch("notes"), kUnpackFolder);
+  load_stores(home, rehearsal);
+
+  if (json) {
+    report_json(rehearsal, isatty(STDOUT_FILENO) == 1, std::cout);
+  } else {
+    report_text(rehearsal, takes_colours(STDOUT_FILENO), std::cout);
+  }
+  if (!std::cout.flush()) return complain("standard output", "cannot be written");
+  return done.exit_status;
+}
+
+}  // namespace zeva
