@@ -20,7 +20,7 @@ struct Nvnamestringpair {
 
 class NvAddresslist : public zeva::PolicyHive {
  public:
-  // Opens the hive on a registry key ("registry\policy") of the registry at an address
+  // Opens the hive on the key `key` ("registry\policy") of the registry at the address `file`
   // ("ZEVA:5069"). After a failure every call that needs the hive fails.
   NvAddresslist(std::string const& key, std::string const& file);
   // Makes the changes visible to other processes.

@@ -44,7 +44,7 @@ class NvClassification : public zeva::PolicyHive {
   NvClassification(std::string const& key, std::string const& file);
   ~NvClassification() { closeclasshive(); }
 
-  // Opens the hive on a registry key ("registry\policy") of the registry at an address
+  // Opens the hive on the key `key` ("registry\policy") of the registry at the address `file`
   // ("ZEVA:5069"), in place of one that was open. After a failure every call that needs the hive
   // fails.
   void setfile(std::string const& key, std::string const& file);

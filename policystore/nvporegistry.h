@@ -28,8 +28,8 @@ class NvPoRegistry : public zeva::ErrorRecord {
  public:
   // Nothing opened: setfilename, then nvregopen.
   NvPoRegistry();
-  // Opens the registry at an address ("ZEVA:5069"). After a failure every key operation fails, and
-  // the error record says why.
+  // Opens the registry at the address `file` ("ZEVA:5069"). After a failure every key operation
+  // fails, and the error record says why.
   explicit NvPoRegistry(std::string const& file);
   ~NvPoRegistry();
 

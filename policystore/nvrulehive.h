@@ -30,9 +30,8 @@ class NvRuleHive : public zeva::PolicyHive {
   // Closes root rule and hive; the changes are then visible to other processes.
   ~NvRuleHive();
 
-  // Opens the hive on a registry key ("registry\policy") of the registry at an address
-  // ("ZEVA:5069") and its root rule, in place of what was open. `key` is that key, `file` the
-  // address.
+  // Opens the hive on the key `key` ("registry\policy") of the registry at the address `file`
+  // ("ZEVA:5069") and its root rule, in place of what was open.
   void setfile(std::string const& key, std::string const& file);
   long closeRuleHive();
 

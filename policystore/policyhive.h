@@ -18,8 +18,8 @@ class PolicyHive : public ErrorRecord {
   PolicyHive() = default;
   ~PolicyHive() = default;
 
-  // Opens the catalogue, the registry at an address and its key at a path, which is created when
-  // missing. false when the key cannot be opened; the registry's error texts are taken over.
+  // Opens the catalogue, the registry at the address `file` and its key `key`, which is created
+  // when missing. false when the key cannot be opened; the registry's error texts are taken over.
   bool open_key(std::string const& key, std::string const& file);
 
   // Closes what open_key has opened, as far as it is open, and makes the changes so far durable and

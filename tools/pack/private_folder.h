@@ -7,7 +7,7 @@ namespace zeva {
 
 class PrivateFolder {
  public:
-  // Makes it under a name of its own below parent.
+  // Makes it under a name of its own below `parent`.
   explicit PrivateFolder(std::string const& parent);
   ~PrivateFolder();
   PrivateFolder(PrivateFolder const&) = delete;

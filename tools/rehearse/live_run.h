@@ -31,7 +31,7 @@ class LongWait {
 
 class LiveRun {
  public:
-  // With show_lines, the lines go to standard output; without, nothing does.
+  // With `show_lines`, the lines go to standard output; without, nothing does.
   explicit LiveRun(bool show_lines) : show_lines_(show_lines) {}
   ~LiveRun();
   LiveRun(LiveRun const&) = delete;

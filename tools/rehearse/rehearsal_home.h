@@ -10,8 +10,8 @@ namespace zeva {
 
 class RehearsalHome {
  public:
-  // Copies the store from a home's folder config, which a server may be changing meanwhile. Returns
-  // what went wrong, empty if nothing did.
+  // Copies the store from a home's folder `config`, which a server may be changing meanwhile.
+  // Returns what went wrong, empty if nothing did.
   [[nodiscard]] std::string lay_out(std::string const& config);
 
   // False: there was no store to copy, and the run's server begins with the factory's.

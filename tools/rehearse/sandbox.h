@@ -17,7 +17,7 @@ inline constexpr char kScratchHome[] = "/tmp/.zeva-rehearsal/home";
 // What is seen in the sandbox, and where.
 using Visible = std::vector<std::pair<std::string, std::string>>;
 
-// What the process that run_in_sandbox has started was given as subject; nothing in any other.
+// What the process that run_in_sandbox has started was given as `subject`; nothing in any other.
 [[nodiscard]] std::optional<std::string> sandboxed_subject();
 
 // Runs this program again in the sandbox, with the arguments, and returns its exit status. Its

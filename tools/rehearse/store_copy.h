@@ -14,8 +14,8 @@ inline constexpr char const* kStoreFiles[] = {kSnapshotFile, kLogFile, kBackupFi
 // The bytes of each of kStoreFiles; nothing for one that is not there.
 using StoreCopy = std::array<std::optional<std::string>, 3>;
 
-// Reads the store in a folder config into an empty copy. 0, or an errno; EAGAIN when the files were
-// replaced again and again while they were read.
+// Reads the store in a folder `config` into an empty `copy`. 0, or an errno; EAGAIN when the files
+// were replaced again and again while they were read.
 [[nodiscard]] int read_store(std::string const& config, StoreCopy& copy);
 
 }  // namespace zeva

@@ -13,7 +13,7 @@ struct LogLine {
   bool is_trouble;      // an error or a warning
 };
 
-// log_path: the run log. notes: what the witness noted about the run. folder: where the run
+// `log_path` is the run log, `notes` what the witness noted about the run, `folder` where the run
 // unpacked the package.
 [[nodiscard]] std::vector<LogLine> read_witnessed_log(std::string const& log_path,
                                                       std::string const& notes,
