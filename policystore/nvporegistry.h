@@ -134,7 +134,7 @@ class NvPoRegistry : public zeva::ErrorRecord {
 
   std::string file_;
   std::string temporary_;
-  char file_buffer_[264] = {};
+  char file_buffer_[264] = {};  // the address as the library takes it
   _NvPolComHandle* registry_ = nullptr;
   _NvPolComHandle* root_ = nullptr;
   int32_t open_status_ = 0;

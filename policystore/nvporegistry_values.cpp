@@ -11,6 +11,7 @@
 
 namespace {
 
+// A text that fills the buffer it is written from has no terminator; reading has room for one.
 constexpr size_t kWriteBuffer = 2048;
 constexpr uint32_t kReadBuffer = 2049;
 constexpr char kNoLabel[] = "hdl";  // a key in the error texts of calls that know its handle alone
