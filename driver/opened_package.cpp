@@ -4,6 +4,7 @@
 #include "fixed_text.h"
 #include "package_guard.h"
 #include "package_key.h"
+#include "package_names.h"
 #include "results.h"
 #include "runlog.h"
 
@@ -131,7 +132,8 @@ bool write_key_file() {
   unlink(kKeyFile);
   int fd = open(kKeyFile, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
   if (fd < 0) return false;
-  bool written = write(fd, kPackageKey.data(), kPackageKey.size()) == ssize_t{kPackageKey.size()};
+  bool written = write(fd, zeva::kPackageKey.data(), zeva::kPackageKey.size()) ==
+                 ssize_t{zeva::kPackageKey.size()};
   return close(fd) == 0 && written;
 }
 
@@ -188,7 +190,8 @@ int unpack_package() {
 int check_package() {
   LogDebugMessage("Check MD5 of package...");
   FixedText command;
-  command.add("md5sum -c ").add(kUnpackFolder).add("/md5.sum > /dev/null 2>&1");
+  command.add("md5sum -c ").add(kUnpackFolder).add("/").add(zeva::kChecksumFile);
+  command.add(" > /dev/null 2>&1");
   bool safe = chdir(kUnpackFolder) == 0 && checksum_list_is_safe(kUnpackFolder);
   int status = safe ? run_shell(command) : -1;
   if (status != 0) {

@@ -1,6 +1,7 @@
 #include "package_guard.h"
 
 #include "checksum_list.h"
+#include "package_names.h"
 #include "trusted_open.h"
 
 #include <fcntl.h>

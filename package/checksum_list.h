@@ -11,8 +11,6 @@
 
 namespace zeva {
 
-inline constexpr char kChecksumFile[] = "md5.sum";  // at the top of a package
-
 class ChecksumList {
  public:
   // Reads from where the descriptor stands, which stays the caller's.

@@ -30,7 +30,7 @@ Sandbox::Sandbox() {
   for (auto const& folder : {work_, tmp_}) fs::create_directory(folder);
   fs::copy(EXAMPLE_FOLDER, work_ / "export", fs::copy_options::recursive);
   std::ofstream(work_ / "key")
-      .write(reinterpret_cast<char const*>(kPackageKey.data()), kPackageKey.size());
+      .write(reinterpret_cast<char const*>(zeva::kPackageKey.data()), zeva::kPackageKey.size());
   std::string install = CMAKE_PROGRAM " --install " BUILD_FOLDER " --prefix " + home_.string();
   if (run_shell(install + " > /dev/null") != 0) abort();
 }

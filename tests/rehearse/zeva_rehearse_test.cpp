@@ -119,7 +119,7 @@ TEST_F(Rehearse, AHostilePackageShowsNoControlBytes) {
        "s/^displayName=.*/displayName=2:\\x1b[2J\\x9b/; s/^name=.*/name=2:\\x1b]0;x/; "
        "s,tasks/size.txt,link.txt,; s,tasks/disclaimer.txt,tasks/../tasks/disclaimer.txt,");
   work_.write("export/\033[2J'$(touch x).txt", "");
-  work_.write("key", {kPackageKey.begin(), kPackageKey.end()});
+  work_.write("key", {zeva::kPackageKey.begin(), zeva::kPackageKey.end()});
   pack("pkg");
   auto const added = work_.sh(
       "set -e; PATH=" + *installed / "home/bin:$PATH; ln -s /etc/passwd export/link.txt; " +

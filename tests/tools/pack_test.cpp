@@ -25,7 +25,7 @@ TEST(Pack, OpensAgainWithTheCommandsOfTheMigration) {
   for (int i = 0; i < 600; ++i) work.write("in/many/" + std::to_string(i) + kLong, "");
   work.write("in/empty", "");
   work.write("in/md5.sum", "an old list");
-  work.write("key", {kPackageKey.begin(), kPackageKey.end()});
+  work.write("key", {zeva::kPackageKey.begin(), zeva::kPackageKey.end()});
 
   ASSERT_EQ(work.sh("chmod 700 in").error, "");
   ASSERT_EQ(pack(work, "in one.pkg").error, "");

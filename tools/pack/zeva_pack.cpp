@@ -6,10 +6,10 @@
 // place last, so that a package is there whole or not at all. Checksums, archive and cipher come
 // from the commands that the migration will open the package with.
 
-#include "checksum_list.h"
 #include "command.h"
 #include "files.h"
 #include "package_key.h"
+#include "package_names.h"
 #include "private_folder.h"
 #include "tool.h"
 
@@ -25,17 +25,12 @@
 #include <filesystem>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace fs = std::filesystem;
 
 namespace {
 
-// The files that the migration looks for first. An export need not be whole to be packed and tried.
-constexpr std::string_view kTopFiles[] = {"actionFile.txt", "excepton.txt",     "scanlimit.txt",
-                                          "quarantine.txt", "globalPolicy.txt", "xfilter.txt",
-                                          "address.txt",    "misc.txt"};
 constexpr size_t kArgumentBytes = size_t{64} * 1024;  // of file names for one call of md5sum
 
 // Names relative to the folder, each with "./" in front, so that none can pass for an option or for
@@ -55,12 +50,13 @@ std::string inside(std::string const& folder) {
   return folder.ends_with('/') ? folder : folder + "/";
 }
 
+// An export need not be whole to be packed and tried.
 bool holds_export_file(fs::path const& folder, std::error_code& failure) {
   for (fs::directory_iterator entry(folder, failure), end; !failure && entry != end;
        entry.increment(failure)) {
     std::error_code unknown;
     std::string const name = entry->path().filename();
-    bool const is_known = std::ranges::find(kTopFiles, name) != std::end(kTopFiles);
+    bool const is_known = std::ranges::find(zeva::kTopFiles, name) != std::end(zeva::kTopFiles);
     if (is_known && entry->is_regular_file(unknown)) return true;
   }
   return false;
@@ -84,7 +80,7 @@ bool is_export(std::string const& folder) {
   std::string why = "cannot be read: " + failure.message();
   if (!failure) {
     why = "holds no export file at its top, none of";
-    for (std::string_view const name : kTopFiles) why.append(" ").append(name);
+    for (char const* const name : zeva::kTopFiles) why.append(" ").append(name);
     if (auto const right = right_folder(folder)) why += "; " + *right + " does";
   }
   zeva::complain(folder, why);
@@ -191,7 +187,7 @@ bool make_archive(std::string const& folder, Contents const& contents,
 }
 
 bool encipher(zeva::PrivateFolder const& work, std::string const& path) {
-  std::string const key(kPackageKey.begin(), kPackageKey.end());
+  std::string const key(zeva::kPackageKey.begin(), zeva::kPackageKey.end());
   std::string ignored;
   return write(work / "key", key) &&
          run({{"rc4", "-enc", "-in", path, "-key", work / "key"}, "", {}}, path, ignored);

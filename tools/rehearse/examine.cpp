@@ -5,6 +5,7 @@
 #include "export_reader.h"
 #include "list_walk.h"
 #include "listed_files.h"
+#include "package_names.h"
 #include "results.h"
 
 #include <algorithm>

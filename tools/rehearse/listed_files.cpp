@@ -3,6 +3,7 @@
 #include "checksum_list.h"
 #include "descriptor.h"
 #include "export_file.h"
+#include "package_names.h"
 
 #include <fcntl.h>
 
