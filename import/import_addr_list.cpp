@@ -2,6 +2,7 @@
 
 #include "export_file.h"
 #include "importers.h"
+#include "package_names.h"
 #include "runlog.h"
 #include "steps.h"
 
@@ -67,8 +68,7 @@ int import_addr_list(char const* dir, char const* regfile) {
   if (int const result = remove_lists(list, regfile); result != 0) return result;
 
   NvConfigFile file;
-  if (!read_export_file(file, dir, std::string(dir) + "/address.txt", 81))
-    return kAddressGroupsFailed;
+  if (!read_export_file(file, dir, kAddressListFile, 81)) return kAddressGroupsFailed;
   int lists = 0;
   if (!read_number(file, "common", "Num", lists)) return kAddressGroupsFailed;
   for (int i = 0; i < lists; ++i) {

@@ -2,6 +2,7 @@
 
 #include "export_file.h"
 #include "importers.h"
+#include "package_names.h"
 #include "runlog.h"
 #include "steps.h"
 
@@ -67,8 +68,7 @@ bool import_area(NvConfigFile const& file, NvPoRegistry& registry, int number) {
 
 int import_exception_handling(char const* dir, char const* regfile) {
   NvConfigFile file;
-  if (!read_export_file(file, dir, std::string(dir) + "/excepton.txt", 122))
-    return kExceptionHandlingFailed;
+  if (!read_export_file(file, dir, kExceptionFile, 122)) return kExceptionHandlingFailed;
   std::string failed_mail, encrypted_mail;
   _tag_MAP_ITEM const rows[] = {
       {"common", "ProcessErrorCls", VALUE_TEXT, &failed_mail},
@@ -79,8 +79,7 @@ int import_exception_handling(char const* dir, char const* regfile) {
 
 int import_scan_limit(char const* dir, char const* regfile) {
   NvConfigFile file;
-  if (!read_export_file(file, dir, std::string(dir) + "/scanlimit.txt", 162))
-    return kScanLimitsFailed;
+  if (!read_export_file(file, dir, kScanLimitFile, 162)) return kScanLimitsFailed;
   long viruses = 0, entities = 0, archives = 0, depth = 0, unpacked = 0, scanned = 0, layers = 0;
   long front = 0;
   _tag_MAP_ITEM const limits[] = {
@@ -105,8 +104,7 @@ int import_quarantine(char const* dir, char const* regfile) {
   NvPoRegistry registry(regfile);
   if (!remove_areas(registry)) return kQuarantineAreasFailed;
   NvConfigFile file;
-  if (!read_export_file(file, dir, std::string(dir) + "/quarantine.txt", 55))
-    return kQuarantineAreasFailed;
+  if (!read_export_file(file, dir, kQuarantineFile, 55)) return kQuarantineAreasFailed;
   int areas = 0;
   if (!read_number(file, "common", "FileNum", areas)) return kQuarantineAreasFailed;
   for (int i = 0; i < areas; ++i) {

@@ -4,10 +4,10 @@
 #include "importers.h"
 #include "list_walk.h"
 #include "nvclassification.h"
+#include "package_names.h"
 #include "runlog.h"
 #include "steps.h"
 
-#include <stdio.h>
 #include <stdlib.h>
 
 #include <vector>
@@ -232,14 +232,12 @@ bool import_classifications(char const* dir, char const* regfile) {
   if (!remove_classifications(classes, regfile)) return false;
 
   NvConfigFile index;
-  if (!read_export_file(index, dir, std::string(dir) + "/actionFile.txt", 484)) return false;
+  if (!read_export_file(index, dir, kActionIndex, 484)) return false;
   int files = 0;
   if (!read_number(index, "common", "FileNum", files)) return false;
   for (int i = 0; i < files; ++i) {
-    char path[1024];
-    snprintf(path, sizeof path, "%s/action%d.txt", dir, i + 1);
     NvConfigFile file;
-    if (!read_export_file(file, dir, path, 509)) return false;
+    if (!read_export_file(file, dir, numbered("action", i + 1) + ".txt", 509)) return false;
     if (!import_classification(file, classes, regfile)) return false;
   }
   return true;

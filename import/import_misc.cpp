@@ -1,5 +1,6 @@
 #include "export_file.h"
 #include "importers.h"
+#include "package_names.h"
 #include "steps.h"
 
 #include <string>
@@ -32,7 +33,7 @@ bool import_value(NvConfigFile const& file, NvPoRegistry& registry, std::string 
 
 int import_misc(char const* dir, char const* regfile) {
   NvConfigFile file;
-  if (!read_export_file(file, dir, std::string(dir) + "/misc.txt", 23)) return kSingleValuesFailed;
+  if (!read_export_file(file, dir, kSingleValueFile, 23)) return kSingleValuesFailed;
   NvPoRegistry registry(regfile);
   int sections = 0;
   if (!read_number(file, "common", "SectionNum", sections)) return kSingleValuesFailed;

@@ -7,6 +7,7 @@
 #include "export_file.h"
 #include "import_task.h"
 #include "importers.h"
+#include "package_names.h"
 #include "steps.h"
 #include "value_table.h"
 
@@ -49,12 +50,12 @@ struct PolicyTree {
 
 // Reads a policy's file into `level`, or logs that it cannot be read. A file that is its own
 // ancestor has no end, and counts as unreadable however it is spelt.
-bool read_policy_file(PolicyTree const& tree, std::string const& path, PolicyLevel& level) {
-  if (!read_export_file(level.config, tree.export_dir, path, 187, &level.file)) return false;
+bool read_policy_file(PolicyTree const& tree, std::string const& filename, PolicyLevel& level) {
+  if (!read_export_file(level.config, tree.export_dir, filename, 187, &level.file)) return false;
   if (std::ranges::find(tree.levels, level.file, &PolicyLevel::file) == tree.levels.end()) {
     return true;
   }
-  log_unreadable(187, path);
+  log_unreadable(187, tree.export_dir, filename);
   return false;
 }
 
@@ -89,7 +90,7 @@ void import_tasks(std::string const& exportDir, NvPoRegistry& registry, _NvPolCo
                    false)) {
       return;
     }
-    import_task(exportDir, registry, tasksKey, exportDir + "/" + filename, policyPath);
+    import_task(exportDir, registry, tasksKey, filename, policyPath);
   }
 }
 
@@ -105,13 +106,13 @@ struct PolicyCounts {
 };
 
 // Imports the policy of one file, and leaves its own sub-policies to come.
-void import_policy_file(PolicyTree& tree, std::string const& path) {
+void import_policy_file(PolicyTree& tree, std::string const& filename) {
   PolicyLevel level;
   std::string name;
   ValueTable attributes("common", kAttributes);
   PolicyCounts counts;
   NvConfigFile const& config = level.config;
-  if (!read_policy_file(tree, path, level) ||
+  if (!read_policy_file(tree, filename, level) ||
       !read_data(config, "common", "name", VALUE_TEXT, &name, false) || !attributes.read(config) ||
       !counts.read(config)) {
     return;
@@ -160,7 +161,7 @@ void import_sub_policy(PolicyTree& tree) {
     return;
   }
   tree.policy_path += "\\" + name;
-  import_policy_file(tree, tree.export_dir + "/" + filename);
+  import_policy_file(tree, filename);
 }
 
 void import_all_policy(std::string const& policyFile, NvPoRegistry& registry,
@@ -184,6 +185,6 @@ int import_policy(char const* dir, char const* regfile) {
     if (!lists) return 0;
     if (registry.nvregdeletekey(lists.get(), "Global") == -1) log_error(484, registry.geterror());
   }
-  import_all_policy(export_dir + "/globalPolicy.txt", registry, rule.get(), "", export_dir);
+  import_all_policy(kTopPolicyFile, registry, rule.get(), "", export_dir);
   return 0;
 }

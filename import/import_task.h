@@ -10,9 +10,8 @@
 
 #include <string>
 
-// Imports the task file `taskFile`, a path below the folder `exportDir`, with the importer of its
-// kind. `policyPath` is the path of its policy: empty for the top one, else "\NAME" for each level
-// below.
+// Imports the file `taskFile` of the package in `exportDir` with the importer of its kind.
+// `policyPath` is the path of its policy: empty for the top one, else "\NAME" for each level below.
 void import_task(std::string const& exportDir, NvPoRegistry& registry, _NvPolComHandle* tasksKey,
                  std::string const& taskFile, std::string const& policyPath);
 

@@ -3,10 +3,8 @@
 #include "export_file.h"
 #include "importers.h"
 #include "list_walk.h"
+#include "package_names.h"
 #include "steps.h"
-
-#include <errno.h>
-#include <sys/stat.h>
 
 #include <string>
 #include <vector>
@@ -83,18 +81,15 @@ void import_xfilter_imp(NvPoRegistry& registry, _NvPolComHandle* xfilter,
 }
 
 int import_xfilter(char const* dir, char const* regfile) {
-  std::string const path = std::string(dir) + "/xfilter.txt";
   NvPoRegistry registry(regfile);
   RegistryKey xfilter(registry, "XFilter", 410);
   if (!xfilter) return 0;
   remove_filters(registry, xfilter.get());
 
-  // An export without extra filters has no such file. One that cannot be looked at is a file that
-  // cannot be read.
-  struct stat unused;
-  if (lstat(path.c_str(), &unused) != 0 && errno == ENOENT) return 0;
+  // An export without extra filters has no such file.
+  if (lacks_export_file(dir, kExtraFilterFile)) return 0;
   NvConfigFile file;
-  if (!read_export_file(file, dir, path, 434)) return 0;
+  if (!read_export_file(file, dir, kExtraFilterFile, 434)) return 0;
   import_xfilter_imp(registry, xfilter.get(), file);
   return 0;
 }

@@ -2,6 +2,7 @@
 
 #include "runlog.h"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,65 +11,62 @@ namespace zeva {
 
 namespace {
 
-// Enters the folder `name` of the folder `at`, and leaves `at`.
-int enter(int at, std::string const& name) {
-  int const inner = openat(at, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-  close(at);
-  return inner;
+Descriptor enter(Descriptor const& at, std::string const& name) {
+  return Descriptor(
+      openat(at.get(), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
 }
 
 // Opening a device can set it going, so its kind is looked at before it is opened, and once more
 // afterwards: O_NONBLOCK keeps a FIFO put there in between from holding up the run.
-int open_regular(int at, std::string const& name) {
+Descriptor open_regular(Descriptor const& at, std::string const& name) {
   struct stat found;
-  if (fstatat(at, name.c_str(), &found, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISREG(found.st_mode)) {
-    return -1;
+  if (fstatat(at.get(), name.c_str(), &found, AT_SYMLINK_NOFOLLOW) != 0 ||
+      !S_ISREG(found.st_mode)) {
+    return Descriptor();
   }
-  int const file = openat(at, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-  if (file >= 0 && (fstat(file, &found) != 0 || !S_ISREG(found.st_mode))) {
-    close(file);
-    return -1;
-  }
+  Descriptor file(openat(at.get(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (fstat(file.get(), &found) != 0 || !S_ISREG(found.st_mode)) return Descriptor();
   return file;
 }
 
 }  // namespace
 
-int open_export_file(std::string const& folder, std::string const& path) {
-  if (path.compare(0, folder.size() + 1, folder + '/') != 0) return -1;
-
-  int at = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  size_t from = folder.size() + 1;
-  for (size_t slash; at >= 0 && (slash = path.find('/', from)) != std::string::npos;
-       from = slash + 1) {
-    std::string const name = path.substr(from, slash - from);
-    if (name.empty() || name == ".") continue;
-    if (name == "..") {
-      close(at);
-      return -1;
-    }
-    at = enter(at, name);
+Descriptor open_export_file(std::string const& folder, std::string const& name) {
+  Descriptor at(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  size_t from = 0;
+  for (size_t slash; at && (slash = name.find('/', from)) != std::string::npos; from = slash + 1) {
+    std::string const part = name.substr(from, slash - from);
+    if (part.empty() || part == ".") continue;
+    if (part == "..") return Descriptor();
+    at = enter(at, part);
   }
-  if (at < 0) return -1;
-  int const file = open_regular(at, path.substr(from));
-  close(at);
-  return file;
+  return at ? open_regular(at, name.substr(from)) : Descriptor();
 }
 
-bool read_export_file(NvConfigFile& file, std::string const& folder, std::string const& path,
+bool lacks_export_file(std::string const& folder, std::string const& name) {
+  struct stat unused;
+  return lstat((folder + "/" + name).c_str(), &unused) != 0 && errno == ENOENT;
+}
+
+std::optional<FileIdentity> identity_of(Descriptor const& file) {
+  struct stat found;
+  if (fstat(file.get(), &found) != 0) return std::nullopt;
+  return FileIdentity{found.st_dev, found.st_ino};
+}
+
+bool read_export_file(NvConfigFile& file, std::string const& folder, std::string const& name,
                       int code, FileIdentity* identity) {
-  file.setname(path);
-  int const opened = open_export_file(folder, path);
-  struct stat found = {};
-  bool const done = opened >= 0 && fstat(opened, &found) == 0 && file.readfile(opened) == 0;
-  if (opened >= 0) close(opened);
-  if (!done) log_unreadable(code, path);
-  if (identity) *identity = {found.st_dev, found.st_ino};
+  file.setname(folder + "/" + name);
+  Descriptor const opened = open_export_file(folder, name);
+  auto const found = identity_of(opened);
+  bool const done = found && file.readfile(opened.get()) == 0;
+  if (!done) log_unreadable(code, folder, name);
+  if (identity) *identity = found.value_or(FileIdentity());
   return done;
 }
 
-void log_unreadable(int code, std::string const& path) {
-  LogDebugMessage("Error [%d]: read %s failed.", code, path.c_str());
+void log_unreadable(int code, std::string const& folder, std::string const& name) {
+  LogDebugMessage("Error [%d]: read %s/%s failed.", code, folder.c_str(), name.c_str());
 }
 
 }  // namespace zeva

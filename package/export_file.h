@@ -5,10 +5,12 @@
 // "..": anything else could make the gateway's own files part of the policy, or block the run.
 #pragma once
 
+#include "descriptor.h"
 #include "nvconfigfile.h"
 
 #include <sys/types.h>
 
+#include <optional>
 #include <string>
 
 namespace zeva {
@@ -21,18 +23,24 @@ struct FileIdentity {
   bool operator==(FileIdentity const&) const = default;
 };
 
-// Opens the file at `path`, which must begin with `folder` and a slash, for reading. Doubled
-// slashes and "." count for nothing. Returns a descriptor that the caller closes, or -1 when the
-// file is missing, unreadable, or not one to be trusted. Never blocks, and opens no device.
-[[nodiscard]] int open_export_file(std::string const& folder, std::string const& path);
+// Opens the file `name` of the package in `folder` for reading. Doubled slashes and "." count for
+// nothing. None when the file is missing, unreadable, or not one to be trusted. Never blocks, and
+// opens no device.
+[[nodiscard]] Descriptor open_export_file(std::string const& folder, std::string const& name);
 
-// Reads the file at `path`, opened as above, and names `file` after the path. When it cannot be
-// read, that is logged under `code`. `identity`, when given, receives what was read.
+// Whether the package has nothing under that name at its top. What cannot be looked at is there.
+[[nodiscard]] bool lacks_export_file(std::string const& folder, std::string const& name);
+
+// What an open file is; none when it cannot be told.
+[[nodiscard]] std::optional<FileIdentity> identity_of(Descriptor const& file);
+
+// Reads the file `name`, opened as above, and names `file` after its path. When it cannot be read,
+// that is logged under `code`. `identity`, when given, receives what was read.
 [[nodiscard]] bool read_export_file(NvConfigFile& file, std::string const& folder,
-                                    std::string const& path, int code,
+                                    std::string const& name, int code,
                                     FileIdentity* identity = nullptr);
 
 // The line of a file that cannot be read: "Error [code]: read PATH failed."
-void log_unreadable(int code, std::string const& path);
+void log_unreadable(int code, std::string const& folder, std::string const& name);
 
 }  // namespace zeva

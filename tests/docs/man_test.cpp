@@ -30,7 +30,7 @@ TEST(ManualPages, NameTheKindsOfFindings) {
   std::string const code =
       read("tools/rehearse/examine.cpp") + read("tools/rehearse/examine_task.cpp") +
       read("tools/rehearse/export_reader.cpp") + read("tools/rehearse/rehearsal.cpp");
-  EXPECT_EQ(all(code, R"((?:report\(|push_back\(\s*\{)\s*"([a-z-]+)\")"), documented);
+  EXPECT_EQ(all(code, R"((?:report\(|note\(|push_back\(\s*\{)\s*"([a-z-]+)\")"), documented);
 }
 
 TEST(ManualPages, NameTheResults) {

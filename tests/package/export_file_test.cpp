@@ -16,7 +16,7 @@ TEST(ExportFile, OpensOnlyRegularFilesReachedWithoutDetour) {
   ScratchFolder const folder;
   std::string const& home = folder.path();
   fs::create_directories(home + "/export/sub/inner");
-  for (char const* name : {"/export/a.txt", "/export/sub/b.txt", "/secret", "/exported"}) {
+  for (char const* name : {"/export/a.txt", "/export/sub/b.txt", "/secret"}) {
     folder.write(name, "[common]\n");
   }
   fs::create_symlink(home + "/secret", home + "/export/away.txt");
@@ -26,26 +26,19 @@ TEST(ExportFile, OpensOnlyRegularFilesReachedWithoutDetour) {
 
   struct {
     char const* entry;
-    char const* path;
+    char const* name;
     bool readable;
   } const cases[] = {
-      {"/export", "/export/a.txt", true},
-      {"/export", "/export//./sub///b.txt", true},
-      {"/entry", "/entry/a.txt", true},  // where the folder itself lies is not the package's doing
-      {"/export", "/export/missing.txt", false},
-      {"/export", "/export/away.txt", false},
-      {"/export", "/export/linked/b.txt", false},
-      {"/export", "/export/fifo", false},
-      {"/export", "/export/sub", false},
-      {"/export", "/export", false},
-      {"/export", "/export/../secret", false},
-      {"/export", "/export/sub/../a.txt", false},
-      {"/export", "/exported", false},
+      {"/export", "a.txt", true},         {"/export", "/.//sub///b.txt", true},
+      {"/entry", "a.txt", true},  // where the folder itself lies is not the package's doing
+      {"/export", "missing.txt", false},  {"/export", "away.txt", false},
+      {"/export", "linked/b.txt", false}, {"/export", "fifo", false},
+      {"/export", "sub", false},          {"/export", "", false},
+      {"/export", "../secret", false},    {"/export", "sub/../a.txt", false},
   };
-  for (auto const& [entry, path, readable] : cases) {
-    int const file = zeva::open_export_file(home + entry, home + path);
-    EXPECT_EQ(file >= 0, readable) << path << " below " << entry;
-    if (file >= 0) close(file);
+  for (auto const& [entry, name, readable] : cases) {
+    bool const opened{zeva::open_export_file(home + entry, name)};
+    EXPECT_EQ(opened, readable) << name << " below " << entry;
   }
 }
 

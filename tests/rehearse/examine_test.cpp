@@ -1,12 +1,8 @@
 #include "examine.h"
 
-#include "command.h"
-#include "listed_files.h"
 #include "work_folder.h"
 
 #include <gmock/gmock.h>
-
-#include <regex>
 
 namespace {
 
@@ -42,7 +38,6 @@ struct Edit {
   std::string finding, another = {};  // as they begin
 };
 
-char const kEmptySum[] = "d41d8cd98f00b204e9800998ecf8427e";
 std::string const kFive(5000, 'x');
 std::string const kGroup = "a.finch@example.com;m.finch@example.com;s.okafor@example.com;";
 
@@ -114,24 +109,6 @@ TEST(Examine, AByteOrderMarkHidesTheFirstLine) {
   EXPECT_EQ(std::ranges::count_if(
                 found, [](auto const& line) { return line.starts_with("byte-order-mark tasks/"); }),
             1);
-}
-
-// Whether a line counts, md5sum itself is asked: all files are empty, and "$" is their sum.
-TEST(ChecksumList, NamesWhatMd5sumWouldCheck) {
-  WorkFolder work;
-  for (std::string const name : {"a", " a", "b c", "n\nl", "p)q"}) work.write(name, "");
-  for (std::string const line :
-       {"$  b c", "$ *a", "$\t a", " \t$  a", "$  a\r", "MD5 (p)q) = $", "MD5(a)=$\r", "MD5 (a) $",
-        "\\$  n\\nl", "\\MD5 (n\\nl) = $", "\\$  a\\x", "$ a", "$  b c\n$ a", "$ a\n$  a", "#$  a",
-        "0$  a", "$a", "$ "}) {
-    std::string const list = std::regex_replace(line, std::regex("\\$"), kEmptySum);
-    work.write("md5.sum", list);
-    auto const names = zeva::listed_files(work / "");
-    bool const checked =
-        zeva::run_command({{"md5sum", "-c", "md5.sum"}, work / "", {}}).succeeded();
-    EXPECT_EQ(!names.empty(), checked) << line;
-    for (std::string const& name : names) EXPECT_TRUE(std::filesystem::exists(work / name)) << line;
-  }
 }
 
 }  // namespace

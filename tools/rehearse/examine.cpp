@@ -4,7 +4,6 @@
 #include "examine_task.h"
 #include "export_reader.h"
 #include "list_walk.h"
-#include "listed_files.h"
 #include "package_names.h"
 #include "results.h"
 
@@ -104,7 +103,7 @@ class Examiner {
   }
 
   void examine_actions() {
-    Reader index = open("actionFile.txt");
+    Reader index = open(kActionIndex);
     if (!index) return;
     int const files = index->number(kCommon, "FileNum");
     close(*index);
@@ -163,21 +162,21 @@ class Examiner {
   }
 
   void examine_exceptions() {
-    Reader file = open("excepton.txt");
+    Reader file = open(kExceptionFile);
     if (!file) return;
     file->values(kCommon, {{"ProcessErrorCls", VALUE_TEXT}, {"EncryptedMessageCls", VALUE_TEXT}});
     close(*file);
   }
 
   void examine_scan_limits() {
-    Reader file = open("scanlimit.txt");
+    Reader file = open(kScanLimitFile);
     if (!file) return;
     file->values(kCommon, kScanLimits);
     close(*file);
   }
 
   void examine_quarantine() {
-    Reader file = open("quarantine.txt");
+    Reader file = open(kQuarantineFile);
     if (!file) return;
     int const areas = file->number(kCommon, "FileNum");
     for (int i = 1; i <= areas && !ends(*file, numbered("area", i)); ++i) {
@@ -198,7 +197,7 @@ class Examiner {
   // Depth first without recursion: files may be nested deeper than the stack reaches. A file that
   // several policies name is examined once, so that the walk ends however they name each other.
   void examine_policies() {
-    std::vector<PolicyToDo> waiting{{"globalPolicy.txt", 0}};
+    std::vector<PolicyToDo> waiting{{kTopPolicyFile, 0}};
     std::vector<FileIdentity> ancestors;
     while (!waiting.empty()) {
       PolicyToDo const next = waiting.back();
@@ -295,10 +294,8 @@ class Examiner {
   }
 
   void examine_extra_filters() {
-    fs::path const path = folder_ + "/xfilter.txt";
-    std::error_code ignored;
-    if (!fs::exists(fs::symlink_status(path, ignored))) return;  // not every export has one
-    Reader file = open("xfilter.txt");
+    if (lacks_export_file(folder_, kExtraFilterFile)) return;  // not every export has one
+    Reader file = open(kExtraFilterFile);
     if (!file) return;
     file->number(kCommon, "enable");
     int const filters = file->number(kCommon, "filterNum");
@@ -323,7 +320,7 @@ class Examiner {
   }
 
   void examine_address_groups() {
-    Reader file = open("address.txt");
+    Reader file = open(kAddressListFile);
     if (!file) return;
     int const groups = file->number(kCommon, "Num");
     if (groups >= kWatchdogSeconds) {
@@ -351,7 +348,7 @@ class Examiner {
   }
 
   void examine_single_values() {
-    Reader file = open("misc.txt");
+    Reader file = open(kSingleValueFile);
     if (!file) return;
     int const count = file->number(kCommon, "SectionNum");
     for (int i = 1; i <= count && !ends(*file, numbered("Section", i)); ++i) {
@@ -364,7 +361,7 @@ class Examiner {
 
   // What lies in the package beside what was examined.
   void examine_folder() {
-    std::set<std::string> const listed = listed_files(folder_);
+    std::set<std::string> const listed = listed_files();
     std::error_code failure;
     for (auto entry = fs::recursive_directory_iterator(folder_, failure);
          !failure && entry != fs::end(entry); entry.increment(failure)) {
@@ -378,6 +375,14 @@ class Examiner {
         report("unlisted-file", name, "md5.sum does not list this file: a damage goes unnoticed");
       }
     }
+  }
+
+  std::set<std::string> listed_files() const {
+    std::set<std::string> names;
+    Descriptor const file = open_export_file(folder_, kChecksumFile);
+    ChecksumList list(file.get());
+    for (std::string name; list.next(name);) names.insert(fs::path(name).lexically_normal());
+    return names;
   }
 
   std::string const folder_;

@@ -1,11 +1,11 @@
 #include "export_reader.h"
 
 #include "files.h"
+#include "inireader.h"
 #include "printable.h"
 
 #include <errno.h>
 #include <stdlib.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <string_view>
@@ -84,37 +84,43 @@ ExportReader::ExportReader(std::string const& folder, std::string const& name,
     : folder_(folder), name_(name), findings_(findings) {}
 
 bool ExportReader::open() {
-  opened_ = Descriptor(open_export_file(folder_, folder_ + "/" + name_));
-  struct stat info = {};
-  if (opened_.get() < 0 || fstat(opened_.get(), &info) != 0) return false;
-  identity_ = {info.st_dev, info.st_ino};
-  return true;
+  opened_ = open_export_file(folder_, name_);
+  auto const identity = identity_of(opened_);
+  identity_ = identity.value_or(FileIdentity());
+  return identity.has_value();
 }
 
 bool ExportReader::read() {
-  bool const done = file_.readfile(opened_.get()) == 0;
+  std::string bytes;
+  bool const done = read_regular(opened_.get(), bytes, kLargestFile) == 0;
   opened_ = Descriptor();
-  return done;
+  if (!done) return false;
+  note_bytes(bytes);
+  read_ini(bytes, file_);
+  return true;
+}
+
+void ExportReader::note_bytes(std::string_view bytes) {
+  auto const note = [&](char const* kind, std::string const& text) {
+    about_bytes_.push_back({kind, name_, "", text});
+  };
+  if (bytes.starts_with("\xEF\xBB\xBF")) {
+    note("byte-order-mark", "begins with a byte order mark, which becomes part of its first line");
+  }
+  if (bytes.find("\r\n") != bytes.npos) {
+    note("carriage-returns",
+         "has CR-LF line ends; each value keeps the carriage return at its end");
+  }
+  if (size_t const nul = bytes.find('\0'); nul != bytes.npos) {
+    auto const line = 1 + std::ranges::count(bytes.substr(0, nul), '\n');
+    note("nul-byte",
+         "line " + std::to_string(line) +
+             " holds a NUL byte, which ends the line, or the file when it begins a line");
+  }
 }
 
 void ExportReader::report_bytes() {
-  std::string bytes;
-  if (read_file(folder_ + "/" + name_, bytes) != 0) return;
-  if (bytes.starts_with("\xEF\xBB\xBF")) {
-    report("byte-order-mark", "",
-           "begins with a byte order mark, which becomes part of its first line");
-  }
-  if (bytes.find("\r\n") != std::string::npos) {
-    report("carriage-returns", "",
-           "has CR-LF line ends; each value keeps the carriage return at its end");
-  }
-  if (size_t const nul = bytes.find('\0'); nul != std::string::npos) {
-    auto const line =
-        1 + std::count(bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(nul), '\n');
-    report("nul-byte", "",
-           "line " + std::to_string(line) +
-               " holds a NUL byte, which ends the line, or the file when it begins a line");
-  }
+  findings_.insert(findings_.end(), about_bytes_.begin(), about_bytes_.end());
 }
 
 std::vector<std::string> ExportReader::sections() const {

@@ -6,7 +6,6 @@
 #pragma once
 
 #include "export_file.h"
-#include "files.h"
 #include "finding.h"
 #include "nvconfigfile.h"
 #include "typedtext.h"
@@ -16,6 +15,7 @@
 #include <set>
 #include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -43,7 +43,7 @@ struct AskedKey {
 
 class ExportReader {
  public:
-  // name: relative to the folder, which must be the unpacked package.
+  // `name` is relative to `folder`, which must be the unpacked package.
   ExportReader(std::string const& folder, std::string const& name, std::vector<Finding>& findings);
 
   // Opens the file without reading it, so that what is known already need not be read again; false
@@ -51,7 +51,7 @@ class ExportReader {
   [[nodiscard]] bool open();
   // Reads the file that open() has opened; false when the importers could not read it.
   [[nodiscard]] bool read();
-  // Reports the bytes that an editor or a transfer has put into the file.
+  // Reports the bytes that an editor or a transfer has put into the file that was read.
   void report_bytes();
 
   [[nodiscard]] std::string const& name() const { return name_; }
@@ -90,6 +90,7 @@ class ExportReader {
   }
 
  private:
+  void note_bytes(std::string_view bytes);
   void report_loss(std::string const& place, tag_VALUE_TYPE type, Fate fate,
                    std::string const& payload);
 
@@ -99,6 +100,7 @@ class ExportReader {
   Descriptor opened_;
   NvConfigFile file_;
   FileIdentity identity_{};
+  std::vector<Finding> about_bytes_;
   std::set<std::pair<std::string, std::string>> asked_;
   std::string unreadable_;
 };

@@ -42,7 +42,7 @@ std::string pack(std::string const& folder, std::string const& package) {
 void examine(std::string const& package, Rehearsal& rehearsal) {
   std::string const copy = scratch("package");
   std::string const folder = scratch("export");
-  std::string const key(zeva::kPackageKey.begin(), zeva::kPackageKey.end());
+  std::string const key(kPackageKey.begin(), kPackageKey.end());
   LongWait wait("the examination of the package");
   auto const go_on = [&](std::string const& = "") { wait.show(); };
   std::string& why_not = rehearsal.not_examined;
