@@ -18,11 +18,19 @@
 #include "nvreg.h"
 #include "nvregentry.h"
 
+#include <stddef.h>
 #include <stdint.h>
 
 #include <map>
 #include <string>
 #include <vector>
+
+namespace zeva {
+
+// How much of a value is stored, in bytes. The page on export files names this size, too.
+inline constexpr size_t kValueBuffer = 2048;
+
+}  // namespace zeva
 
 class NvPoRegistry : public zeva::ErrorRecord {
  public:
@@ -57,8 +65,8 @@ class NvPoRegistry : public zeva::ErrorRecord {
   // Deletes the key at a path below `key` with all that is below it.
   [[nodiscard]] int nvregdeletekey(_NvPolComHandle* key, std::string const& subkey);
 
-  // Stores an entry. Texts are cut at 2048 bytes, and so are lists, before the first text that does
-  // not fit; a binary entry is stored as Nvregentry::getvalue converts it.
+  // Stores an entry. Texts are cut at zeva::kValueBuffer bytes, and so are lists, before the first
+  // text that does not fit; a binary entry is stored as Nvregentry::getvalue converts it.
   [[nodiscard]] int nvsetvalue(_NvPolComHandle* key, Nvregentry const& entry);
   // Stores `length` bytes as they are.
   [[nodiscard]] int nvsetvalue(char const* path, char const* name, _NvRegDataType type,
@@ -68,7 +76,8 @@ class NvPoRegistry : public zeva::ErrorRecord {
   [[nodiscard]] int nvsetallentry(_NvPolComHandle* key, std::vector<Nvregentry> const& entries);
   [[nodiscard]] int nvsetallentry(std::string const& path, std::vector<Nvregentry> const& entries);
 
-  // Reads a value of at most 2049 bytes. After a failure the entry has its text, too.
+  // Reads a value of at most zeva::kValueBuffer + 1 bytes. After a failure the entry has its text,
+  // too.
   [[nodiscard]] int getentry(_NvPolComHandle* key, std::string const& name, Nvregentry& entry);
   [[nodiscard]] int nvgetentry(std::string const& path, std::string const& name, Nvregentry& entry);
   // Reads a value's bytes as they are. `length` is the capacity of `data` on entry, the length of

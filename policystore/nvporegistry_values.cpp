@@ -12,8 +12,7 @@
 namespace {
 
 // A text that fills the buffer it is written from has no terminator; reading has room for one.
-constexpr size_t kWriteBuffer = 2048;
-constexpr uint32_t kReadBuffer = 2049;
+constexpr uint32_t kReadBuffer = zeva::kValueBuffer + 1;
 constexpr char kNoLabel[] = "hdl";  // a key in the error texts of calls that know its handle alone
 
 // A value as the library delivers it. The bytes behind it are zero, so that a list without its
@@ -34,7 +33,7 @@ int NvPoRegistry::with_key(std::string const& path, Work work) {
 
 int NvPoRegistry::nvsetvalue(_NvPolComHandle* key, Nvregentry const& entry) {
   if (missing(key, "nvsetvalue: hdl")) return -1;
-  std::vector<unsigned char> buffer(kWriteBuffer);
+  std::vector<unsigned char> buffer(zeva::kValueBuffer);
   int length = static_cast<int>(buffer.size());
   uint32_t number = 0;
   switch (entry.gettype()) {

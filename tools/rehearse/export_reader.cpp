@@ -2,6 +2,8 @@
 
 #include "files.h"
 #include "inireader.h"
+#include "nvpol.h"
+#include "nvporegistry.h"
 #include "printable.h"
 
 #include <errno.h>
@@ -13,11 +15,6 @@
 
 namespace zeva {
 namespace {
-
-// The buffer through which the registry's values are written, and the attribute records' arrays.
-constexpr size_t kValueBuffer = 2048;
-constexpr size_t kShownNameBytes = 256;
-constexpr size_t kRemarkBytes = 512;
 
 std::string place_of(std::string place, std::string const& key) {
   return place.append(".").append(key);
@@ -169,8 +166,8 @@ std::optional<std::string> ExportReader::value(std::string const& section, std::
 void ExportReader::report_loss(std::string const& place, tag_VALUE_TYPE type, Fate fate,
                                std::string const& payload) {
   std::string const cut = fate == Fate::kUsed        ? ""
-                          : fate == Fate::kShownName ? text_loss(payload, kShownNameBytes)
-                          : fate == Fate::kRemark    ? text_loss(payload, kRemarkBytes)
+                          : fate == Fate::kShownName ? text_loss(payload, NVPOL_DISPLAY_NAME_SIZE)
+                          : fate == Fate::kRemark    ? text_loss(payload, NVPOL_COMMENT_SIZE)
                           : type == VALUE_TEXT       ? text_loss(payload, kValueBuffer)
                           : type == VALUE_LIST       ? list_loss(payload)
                                                      : "";
