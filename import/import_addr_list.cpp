@@ -1,10 +1,11 @@
 #include "import_addr_list.h"
 
+#include "addr_list_keys.h"
 #include "export_file.h"
 #include "importers.h"
 #include "package_names.h"
 #include "runlog.h"
-#include "steps.h"
+#include "value_table.h"
 
 #include <unistd.h>
 
@@ -31,17 +32,15 @@ int remove_lists(NvAddresslist& list, char const* regfile) {
 }
 
 bool import_list(NvConfigFile const& file, NvAddresslist& list, std::string const& section) {
-  std::string name, shown_name, comment, text;
-  _tag_MAP_ITEM const rows[] = {
-      {section, "Name", VALUE_TEXT, &name},
-      {section, "displayName", VALUE_TEXT, &shown_name},
-      {section, "comment", VALUE_TEXT, &comment},
-      {section, "address", VALUE_TEXT, &text},
-  };
-  if (!read_rows(file, rows) || !add_addr_group(list, name, shown_name, comment)) return false;
-
+  ValueTable values(section, kAddressList.keys);
+  if (!values.read(file)) return false;
+  std::string const& name = values.text(kAddressListName);
+  if (!add_addr_group(list, name, values.text(kAddressListShownName),
+                      values.text(kAddressListComment))) {
+    return false;
+  }
   std::vector<std::string> addresses;
-  parse_multi_str(text.c_str(), addresses);
+  parse_multi_str(values.text(kAddresses).c_str(), addresses);
   if (list.setaddress(name, addresses) == -1) {
     LogDebugMessage("Address list error [%d]: %s", 0, list.geterror().c_str());
     return false;
@@ -70,9 +69,9 @@ int import_addr_list(char const* dir, char const* regfile) {
   NvConfigFile file;
   if (!read_export_file(file, dir, kAddressListFile, 81)) return kAddressGroupsFailed;
   int lists = 0;
-  if (!read_number(file, "common", "Num", lists)) return kAddressGroupsFailed;
+  if (!read_number(file, kCommon, kAddressListCount, lists)) return kAddressGroupsFailed;
   for (int i = 0; i < lists; ++i) {
-    if (!import_list(file, list, numbered("addressList", i + 1))) return kAddressGroupsFailed;
+    if (!import_list(file, list, numbered(kAddressList.name, i + 1))) return kAddressGroupsFailed;
     // Leaves the gateway the time to take the list up.
     sleep(1);
   }

@@ -7,5 +7,5 @@
 
 // Creates the empty address list `name`; the display name is cut at 256 bytes, the comment at 512.
 // False when it cannot be created, after logging why.
-bool add_addr_group(NvAddresslist& list, std::string const& name, std::string const& displayName,
-                    std::string const& comment);
+[[nodiscard]] bool add_addr_group(NvAddresslist& list, std::string const& name,
+                                  std::string const& displayName, std::string const& comment);

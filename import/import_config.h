@@ -3,10 +3,10 @@
 #pragma once
 
 // "/excepton.txt": the classifications of mail that cannot be processed. 0 or -13.
-int import_exception_handling(char const* dir, char const* regfile);
+[[nodiscard]] int import_exception_handling(char const* dir, char const* regfile);
 
 // "/scanlimit.txt": the limits of scanning. 0 or -14.
-int import_scan_limit(char const* dir, char const* regfile);
+[[nodiscard]] int import_scan_limit(char const* dir, char const* regfile);
 
 // "/quarantine.txt": replaces the quarantine areas. 0 or -12.
-int import_quarantine(char const* dir, char const* regfile);
+[[nodiscard]] int import_quarantine(char const* dir, char const* regfile);

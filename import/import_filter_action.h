@@ -15,10 +15,7 @@ struct _tag_ACTION {
   long actionType = 0;  // 0: the export had none
 };
 
-// The settings that go with an action type: see the table in import_filter_action.cpp.
-struct PostponeSetting {
-  long PostponeTime = 0;
-};
+// The settings that go with an action type, by the tables in filter_action_keys.h.
 struct _tag_QUARANTINE_SETTING {
   std::string QuarantineArea;
 };
@@ -44,20 +41,29 @@ struct _tag_NOTIFY_EMAIL_SETTING {
   long BccOrCc = 0;
   std::string Content;
 };
-struct ContentSetting {
-  std::string Content;
-};
 
 // Reads section "action" + (index + 1). `*setting` receives a new record of the type's settings,
 // if it has any, which the caller gives to free_setting, also when the result is false. A section
 // whose general part is incomplete is accepted as far as it could be read, without settings; false
 // means an unknown action type or incomplete settings, and has been logged.
-bool read_action(NvConfigFile const& file, int index, _tag_ACTION& action, void** setting);
+[[nodiscard]] bool read_action(NvConfigFile const& file, int index, _tag_ACTION& action,
+                               void** setting);
 
 // Writes an action and its settings, a record of its type, below the classification `classname`.
 // False, after logging why, when that fails.
-bool save_action(char const* regfile, std::string const& classname, _tag_ACTION& action,
-                 void const* setting);
+[[nodiscard]] bool save_action(char const* regfile, std::string const& classname,
+                               _tag_ACTION& action, void const* setting);
+
+namespace zeva {
+
+struct PostponeSetting {
+  long PostponeTime = 0;
+};
+struct ContentSetting {
+  std::string Content;
+};
 
 // Frees what read_action has made for this action; null is nothing.
 void free_setting(_tag_ACTION const& action, void* setting);
+
+}  // namespace zeva

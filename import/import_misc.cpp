@@ -1,7 +1,8 @@
 #include "export_file.h"
 #include "importers.h"
+#include "misc_keys.h"
 #include "package_names.h"
-#include "steps.h"
+#include "value_table.h"
 
 #include <string>
 
@@ -11,22 +12,18 @@ namespace {
 
 // Carries over the value that one section of the file describes.
 bool import_value(NvConfigFile const& file, NvPoRegistry& registry, std::string const& section) {
-  std::string path, name;
-  _tag_MAP_ITEM const place[] = {
-      {section, "KeyName", VALUE_TEXT, &path},
-      {section, "ValueName", VALUE_TEXT, &name},
-  };
-  if (!read_rows(file, place)) return false;
-  tag_VALUE_TYPE const type = get_data_type(file, section, "Value");
-  if (type == 0) return false;
+  ValueTable place(section, kValuePlace.keys);
+  if (!place.read(file)) return false;
+  tag_VALUE_TYPE const type = get_data_type(file, section, kValue.name);
+  if (type == VALUE_ANY) return false;
 
-  RegistryKey key(registry, path, 63);
+  RegistryKey key(registry, place.text(kValuePath), 63);
   if (!key) return false;
   long number = 0;
   std::string text;
   void* const value = type == VALUE_NUMBER ? static_cast<void*>(&number) : &text;
-  return read_data(file, section, "Value", type, value, false) &&
-         write_data(registry, key.get(), name, type, value);
+  return read_data(file, section, kValue.name, type, value, false) &&
+         write_data(registry, key.get(), place.text(kValueName), type, value);
 }
 
 }  // namespace
@@ -36,9 +33,10 @@ int import_misc(char const* dir, char const* regfile) {
   if (!read_export_file(file, dir, kSingleValueFile, 23)) return kSingleValuesFailed;
   NvPoRegistry registry(regfile);
   int sections = 0;
-  if (!read_number(file, "common", "SectionNum", sections)) return kSingleValuesFailed;
+  if (!read_number(file, kCommon, kSingleValueCount, sections)) return kSingleValuesFailed;
   for (int i = 0; i < sections; ++i) {
-    if (!import_value(file, registry, numbered("Section", i + 1))) return kSingleValuesFailed;
+    if (!import_value(file, registry, numbered(kValuePlace.name, i + 1)))
+      return kSingleValuesFailed;
   }
   return 0;
 }

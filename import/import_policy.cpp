@@ -8,7 +8,7 @@
 #include "import_task.h"
 #include "importers.h"
 #include "package_names.h"
-#include "steps.h"
+#include "policy_keys.h"
 #include "value_table.h"
 
 #include <algorithm>
@@ -19,13 +19,6 @@
 using namespace zeva;
 
 namespace {
-
-constexpr ValueRow kAttributes[] = {
-    {"comment", VALUE_TEXT},
-    {"displayName", VALUE_TEXT},
-    {"order", VALUE_NUMBER},
-    {"matchType", VALUE_NUMBER},
-};
 
 // The policy files at work, from the top one down to the innermost, each with the policies below it
 // that are still to come. Trees may be nested deeper than the stack reaches, so this chain is kept
@@ -59,68 +52,50 @@ bool read_policy_file(PolicyTree const& tree, std::string const& filename, Polic
   return false;
 }
 
-// Copies the texts SECTION1 to SECTION`count` of a section that its keys are named after. The first
-// that cannot be read is the last that is looked at.
+// Copies the texts of a section whose one key is numbered, up to number `count`. The first that
+// cannot be read is the last that is looked at.
 void import_numbered_texts(NvPoRegistry& registry, _NvPolComHandle* key, NvConfigFile const& config,
-                           char const* section, int count) {
+                           ExportSection const& section, int count) {
+  ExportKey const& item = section.keys.front();
   for (int i = 0; i < count; ++i) {
-    std::string const name = numbered(section, i + 1);
+    std::string const name = numbered(item.name, i + 1);
     std::string text;
-    if (!read_data(config, section, name, VALUE_TEXT, &text, false)) return;
+    if (!read_data(config, section.name, name, item.type, &text, false)) return;
     // One that cannot be written has been logged, and does not cost the next.
-    (void)write_data(registry, key, name, VALUE_TEXT, &text);
+    (void)write_data(registry, key, name, item.type, &text);
   }
 }
 
 void import_condition(NvPoRegistry& registry, _NvPolComHandle* policyKey,
                       NvConfigFile const& policyConfig, int count) {
-  import_numbered_texts(registry, policyKey, policyConfig, "condition", count);
+  import_numbered_texts(registry, policyKey, policyConfig, kConditions, count);
 }
 
 void import_inactive_tasks(NvPoRegistry& registry, _NvPolComHandle* inactiveKey,
                            NvConfigFile const& policyConfig, int count) {
-  import_numbered_texts(registry, inactiveKey, policyConfig, "inactive", count);
+  import_numbered_texts(registry, inactiveKey, policyConfig, kInactiveTasks, count);
 }
 
 void import_tasks(std::string const& exportDir, NvPoRegistry& registry, _NvPolComHandle* tasksKey,
                   NvConfigFile const& policyConfig, int count, std::string const& policyPath) {
   for (int i = 0; i < count; ++i) {
-    std::string filename;
-    if (!read_data(policyConfig, numbered("task", i + 1), "filename", VALUE_TEXT, &filename,
-                   false)) {
-      return;
-    }
-    import_task(exportDir, registry, tasksKey, filename, policyPath);
+    ValueTable task(numbered(kTask.name, i + 1), kTask.keys);
+    if (!task.read(policyConfig)) return;
+    import_task(exportDir, registry, tasksKey, task.text(kTaskFileName), policyPath);
   }
 }
-
-struct PolicyCounts {
-  int conditions, inactive_tasks, sub_policies, tasks;
-
-  bool read(NvConfigFile const& config) {
-    return read_number(config, "common", "conditionNum", conditions) &&
-           read_number(config, "common", "inactiveNum", inactive_tasks) &&
-           read_number(config, "common", "subPolicyNum", sub_policies) &&
-           read_number(config, "common", "taskNum", tasks);
-  }
-};
 
 // Imports the policy of one file, and leaves its own sub-policies to come.
 void import_policy_file(PolicyTree& tree, std::string const& filename) {
   PolicyLevel level;
-  std::string name;
-  ValueTable attributes("common", kAttributes);
-  PolicyCounts counts;
+  ValueTable values(kPolicy);
   NvConfigFile const& config = level.config;
-  if (!read_policy_file(tree, filename, level) ||
-      !read_data(config, "common", "name", VALUE_TEXT, &name, false) || !attributes.read(config) ||
-      !counts.read(config)) {
-    return;
-  }
+  if (!read_policy_file(tree, filename, level) || !values.read(config)) return;
+  std::string const& name = values.text(kPolicyName);
   tree.key_path += name;
   RegistryKey policy(tree.registry, tree.parent_key, tree.key_path, 203);
   if (!policy) return;
-  if (!attributes.write(tree.registry, policy.get())) {
+  if (!values.write(tree.registry, policy.get())) {
     // A policy without a name has no key of its own to take out.
     if (name.find_first_not_of('\\') != std::string::npos) {
       (void)delete_keys(tree.registry, tree.parent_key, {tree.key_path}, "Error", 211);
@@ -128,18 +103,18 @@ void import_policy_file(PolicyTree& tree, std::string const& filename) {
     return;
   }
 
-  if (RegistryKey inactive(tree.registry, policy.get(), "inactive", 242); inactive) {
-    import_inactive_tasks(tree.registry, inactive.get(), config, counts.inactive_tasks);
+  if (RegistryKey inactive(tree.registry, policy.get(), kInactiveTasks.stored_in, 242); inactive) {
+    import_inactive_tasks(tree.registry, inactive.get(), config, values.count(kInactiveCount));
   }
-  import_condition(tree.registry, policy.get(), config, counts.conditions);
-  if (RegistryKey tasks(tree.registry, policy.get(), "tasks", 267); tasks) {
-    import_tasks(tree.export_dir, tree.registry, tasks.get(), config, counts.tasks,
+  import_condition(tree.registry, policy.get(), config, values.count(kConditionCount));
+  if (RegistryKey tasks(tree.registry, policy.get(), kTaskHead.stored_in, 267); tasks) {
+    import_tasks(tree.export_dir, tree.registry, tasks.get(), config, values.count(kTaskCount),
                  tree.policy_path);
   }
   RegistryKey rules(tree.registry, policy.get(), "rules", 285);
   if (!rules) return;
   tree.key_path += "\\rules\\";
-  level.sub_policies = counts.sub_policies;
+  level.sub_policies = values.count(kSubPolicyCount);
   level.next = 1;
   level.key_path_length = tree.key_path.size();
   level.policy_path_length = tree.policy_path.size();
@@ -152,16 +127,13 @@ void import_sub_policy(PolicyTree& tree) {
   tree.key_path.resize(level.key_path_length);
   tree.policy_path.resize(level.policy_path_length);
   int const number = level.next++;
-  std::string const section = numbered("policy", number);
-  std::string name, filename;
-  if (number > level.sub_policies ||
-      !read_data(level.config, section, "name", VALUE_TEXT, &name, false) ||
-      !read_data(level.config, section, "filename", VALUE_TEXT, &filename, false)) {
+  ValueTable values(numbered(kSubPolicy.name, number), kSubPolicy.keys);
+  if (number > level.sub_policies || !values.read(level.config)) {
     tree.levels.pop_back();
     return;
   }
-  tree.policy_path += "\\" + name;
-  import_policy_file(tree, filename);
+  tree.policy_path += "\\" + values.text(kSubPolicyName);
+  import_policy_file(tree, values.text(kSubPolicyFileName));
 }
 
 void import_all_policy(std::string const& policyFile, NvPoRegistry& registry,
@@ -177,7 +149,7 @@ void import_all_policy(std::string const& policyFile, NvPoRegistry& registry,
 int import_policy(char const* dir, char const* regfile) {
   std::string const export_dir = dir;
   NvPoRegistry registry(regfile);
-  RegistryKey rule(registry, "registry\\policy\\Rule", 459);
+  RegistryKey rule(registry, kPolicy.stored_in, 459);
   if (!rule) return 0;
   if (registry.nvregdeletekey(rule.get(), "Mail") == -1) log_error(467, registry.geterror());
   {

@@ -6,8 +6,8 @@
 #include "import_task.h"
 
 #include <algorithm>
+#include <span>
 #include <string>
-#include <string_view>
 #include <vector>
 
 using namespace zeva;
@@ -19,21 +19,11 @@ constexpr int kNamelessSectionCode = 63;
 constexpr int kSectionKeyCode = 77;
 constexpr int kTaskKeyCode = 112;
 
-// A section without which a kind of task would do nothing.
-struct RequiredSection {
-  std::string_view name;
-  bool is_stem = false;  // any section whose name begins so will do
-
-  bool is(std::string_view section) const {
-    return is_stem ? section.starts_with(name) : section == name;
-  }
-};
-
-using RequiredSections = std::vector<RequiredSection>;
+using RequiredSections = std::span<RequiredSection const>;
 
 // The index of the first required section that satisfies `matches`, or their number.
 template <typename Matches>
-std::size_t rank_of(RequiredSections const& required, Matches matches) {
+std::size_t rank_of(RequiredSections required, Matches matches) {
   return static_cast<std::size_t>(std::ranges::find_if(required, matches) - required.begin());
 }
 
@@ -45,7 +35,7 @@ bool import_whole_section(NvPoRegistry& registry, _NvPolComHandle* task, NvConfi
   for (Nvkeypair const& pair : pairs) {
     tag_VALUE_TYPE const type = get_data_type(file, section, pair.name);
     if (type == VALUE_ANY) return false;
-    values.add(pair.name, type);
+    values.add({pair.name.c_str(), type});
   }
   if (!values.read(file)) return false;
   RegistryKey key(registry, task, section == "classification" ? "Classification" : section,
@@ -57,14 +47,14 @@ bool import_whole_section(NvPoRegistry& registry, _NvPolComHandle* task, NvConfi
 // written, wherever the file has them: a task without settings still keeps its classification, as a
 // virus-scan task does.
 bool import_sections(NvPoRegistry& registry, _NvPolComHandle* task, NvConfigFile& file,
-                     RequiredSections const& required) {
+                     RequiredSections required) {
   std::vector<std::string> sections;
   file.getsecnames(sections);
   std::size_t const missing = rank_of(required, [&](RequiredSection const& wanted) {
     return std::ranges::none_of(sections, [&](auto const& name) { return wanted.is(name); });
   });
   for (std::string const& section : sections) {
-    if (section == "common") continue;
+    if (section == kCommon) continue;
     // Without a name, its values would be written over those of the task itself.
     if (section.find_first_not_of('\\') == std::string::npos) {
       log_error(kNamelessSectionCode, "a section of " + file.getname() + " has no name.");
@@ -82,41 +72,40 @@ bool import_sections(NvPoRegistry& registry, _NvPolComHandle* task, NvConfigFile
 }
 
 bool import_content_task(NvPoRegistry& registry, _NvPolComHandle* tasksKey, NvConfigFile& file,
-                         RequiredSections own = {}) {
-  TaskHead head;
+                         RequiredSections required) {
+  ValueTable head(kTaskHead);
   if (!head.read(file)) return false;
-  RegistryKey task(registry, tasksKey, head.name(), kTaskKeyCode);
+  RegistryKey task(registry, tasksKey, head.text(kTaskName), kTaskKeyCode);
   if (!task || !head.write(registry, task.get())) return false;
-  own.insert(own.begin(), {{"classification"}, {"setting"}});
-  return import_sections(registry, task.get(), file, own);
+  return import_sections(registry, task.get(), file, required);
 }
 
 }  // namespace
 
 bool import_task_cflt_adv(NvPoRegistry& registry, _NvPolComHandle* tasksKey, NvConfigFile& file) {
-  return import_content_task(registry, tasksKey, file, {{"expression", true}});
+  return import_content_task(registry, tasksKey, file, kExpressionTask);
 }
 
 bool import_task_cflt_attachment(NvPoRegistry& registry, _NvPolComHandle* tasksKey,
                                  NvConfigFile& file) {
-  return import_content_task(registry, tasksKey, file, {{"attachment"}});
+  return import_content_task(registry, tasksKey, file, kAttachmentTask);
 }
 
 bool import_task_cflt_general(NvPoRegistry& registry, _NvPolComHandle* tasksKey,
                               NvConfigFile& file) {
-  return import_content_task(registry, tasksKey, file);
+  return import_content_task(registry, tasksKey, file, kGeneralTask);
 }
 
 bool import_task_cflt_size(NvPoRegistry& registry, _NvPolComHandle* tasksKey, NvConfigFile& file) {
-  return import_content_task(registry, tasksKey, file, {{"size"}});
+  return import_content_task(registry, tasksKey, file, kSizeTask);
 }
 
 bool import_task_cflt_disclaimer(NvPoRegistry& registry, _NvPolComHandle* tasksKey,
                                  NvConfigFile& file) {
-  return import_content_task(registry, tasksKey, file, {{"disclaimer"}});
+  return import_content_task(registry, tasksKey, file, kDisclaimerTask);
 }
 
 bool import_task_old_anti_spam(NvPoRegistry& registry, _NvPolComHandle* tasksKey,
                                NvConfigFile& file) {
-  return import_content_task(registry, tasksKey, file);
+  return import_content_task(registry, tasksKey, file, kGeneralTask);
 }

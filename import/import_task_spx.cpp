@@ -5,90 +5,17 @@
 #include "runlog.h"
 
 #include <cstdint>
+#include <iterator>
 #include <string>
 
 using namespace zeva;
 
 namespace {
 
-constexpr ValueRow kClassifications[] = {
-    {"Passed", VALUE_TEXT},
-    {"Blocklist_Triggered", VALUE_TEXT},
-    {"Bulk_MostConfident", VALUE_TEXT},
-    {"Bulk_VeryConfident", VALUE_TEXT},
-    {"Bulk_Confident", VALUE_TEXT},
-    {"Bulk_LeastConfident", VALUE_TEXT},
-    {"Phish_Triggered", VALUE_TEXT},
-    {"Porn_MostConfident", VALUE_TEXT},
-    {"Porn_VeryConfident", VALUE_TEXT},
-    {"Porn_Confident", VALUE_TEXT},
-    {"Porn_LeastConfident", VALUE_TEXT},
-    {"MMF_MostConfident", VALUE_TEXT},
-    {"MMF_VeryConfident", VALUE_TEXT},
-    {"MMF_Confident", VALUE_TEXT},
-    {"MMF_LeastConfident", VALUE_TEXT},
-    {"Commercial_MostConfident", VALUE_TEXT},
-    {"Commercial_VeryConfident", VALUE_TEXT},
-    {"Commercial_Confident", VALUE_TEXT},
-    {"Commercial_LeastConfident", VALUE_TEXT},
-    {"Racist_MostConfident", VALUE_TEXT},
-    {"Racist_VeryConfident", VALUE_TEXT},
-    {"Racist_Confident", VALUE_TEXT},
-    {"Racist_LeastConfident", VALUE_TEXT},
-};
-
-// The console's own list: a default for each category, and the bulk levels in the order in which
-// it shows them.
-constexpr ValueRow kShownClassifications[] = {
-    {"Passed", VALUE_TEXT},
-    {"Blocklist_Triggered", VALUE_TEXT},
-    {"Bulk_Confident", VALUE_TEXT},
-    {"Bulk_Default", VALUE_TEXT},
-    {"Bulk_LeastConfident", VALUE_TEXT},
-    {"Bulk_MostConfident", VALUE_TEXT},
-    {"Bulk_VeryConfident", VALUE_TEXT},
-    {"Phish_Triggered", VALUE_TEXT},
-    {"Porn_Default", VALUE_TEXT},
-    {"Porn_MostConfident", VALUE_TEXT},
-    {"Porn_VeryConfident", VALUE_TEXT},
-    {"Porn_Confident", VALUE_TEXT},
-    {"Porn_LeastConfident", VALUE_TEXT},
-    {"MMF_Default", VALUE_TEXT},
-    {"MMF_MostConfident", VALUE_TEXT},
-    {"MMF_VeryConfident", VALUE_TEXT},
-    {"MMF_Confident", VALUE_TEXT},
-    {"MMF_LeastConfident", VALUE_TEXT},
-    {"Commercial_Default", VALUE_TEXT},
-    {"Commercial_MostConfident", VALUE_TEXT},
-    {"Commercial_VeryConfident", VALUE_TEXT},
-    {"Commercial_Confident", VALUE_TEXT},
-    {"Commercial_LeastConfident", VALUE_TEXT},
-    {"Racist_Default", VALUE_TEXT},
-    {"Racist_MostConfident", VALUE_TEXT},
-    {"Racist_VeryConfident", VALUE_TEXT},
-    {"Racist_Confident", VALUE_TEXT},
-    {"Racist_LeastConfident", VALUE_TEXT},
-};
-
-constexpr ValueRow kSettings[] = {
-    {"BaselineDetectionRate", VALUE_NUMBER}, {"PornMultiplier", VALUE_NUMBER},
-    {"MMFMultiplier", VALUE_NUMBER},         {"CommercialMultiplier", VALUE_NUMBER},
-    {"RacistMultiplier", VALUE_NUMBER},      {"tmp_taskActive", VALUE_NUMBER},
-    {"tmp_wblistActive", VALUE_NUMBER},      {"ControllingPolicyPath", VALUE_TEXT},
-};
-constexpr std::size_t kDetectionRateRow = 0;
-
-// The white (WL) and black (BL) lists: those users edit, fixed ones, and those subscribed to. The
-// export has a list's length under "size_NAME" and its entries under "l_NAME_1" and so on.
-struct MailList {
-  char const* name;
-  int code;  // of an entry that cannot be written
-};
-constexpr MailList kLists[] = {{"editWL", 244},   {"noEditWL", 270}, {"editBL", 296},
-                               {"noEditBL", 322}, {"subsWL", 348},   {"subsBL", 374}};
-
-char const kListSection[] = "blackwhitelist";
 constexpr int kMissingEntriesCode = 231;
+// Of an entry that cannot be written, by its list.
+constexpr int kEntryCodes[] = {244, 270, 296, 322, 348, 374};
+static_assert(std::size(kEntryCodes) == std::size(kMailListKeys));
 
 // Brings the detection level into the new engine's range. It is judged as the unsigned 32-bit
 // number that the store holds.
@@ -107,39 +34,37 @@ void correct_detection_rate(long& rate) {
 
 bool import_task_spx_classification(NvPoRegistry& registry, _NvPolComHandle* taskKey,
                                     NvConfigFile const& taskConfig) {
-  return import_section(registry, taskKey, taskConfig, "classification", kClassifications,
-                        "Classification", 56);
+  return import_section(registry, taskKey, taskConfig, kSpamClasses, 56);
 }
 
 bool import_task_spx_classification_ui(NvPoRegistry& registry, _NvPolComHandle* key,
                                        NvConfigFile const& taskConfig) {
-  return import_section(registry, key, taskConfig, "Classification_UI", kShownClassifications,
-                        "Classification_UI", 118);
+  return import_section(registry, key, taskConfig, kShownSpamClasses, 118);
 }
 
 bool import_task_spx_setting(NvPoRegistry& registry, _NvPolComHandle* taskKey,
                              NvConfigFile const& taskConfig) {
-  ValueTable settings("setting", kSettings);
+  ValueTable settings(kSpamSettings);
   if (!settings.read(taskConfig)) return false;
-  correct_detection_rate(settings.number(kDetectionRateRow));
-  RegistryKey key(registry, taskKey, "setting", 166);
+  correct_detection_rate(settings.number(kDetectionRate));
+  RegistryKey key(registry, taskKey, kSpamSettings.stored_in, 166);
   return key && settings.write(registry, key.get()) &&
          import_task_spx_classification_ui(registry, key.get(), taskConfig);
 }
 
 // A missing entry is left out; one that cannot be written fails the list, but not the next entry.
 bool import_list(NvPoRegistry& registry, _NvPolComHandle* key, NvConfigFile const& config,
-                 MailList const& list, int size) {
-  std::string const stem = std::string("l_") + list.name + "_";
+                 ExportKey const& list, int size, int code) {
   bool complete = true;
+  std::string const shown = "entries " + std::string(stem_of(list.name));
   ListWalk entries =
-      ListWalk::over_keys(config, kListSection, stem, size, "entries " + stem, kMissingEntriesCode);
+      ListWalk::over_keys(config, kMailLists.name, list.name, size, shown, kMissingEntriesCode);
   while (entries.next()) {
     std::string const name = entries.name();
     std::string entry;
-    if (!read_data(config, kListSection, name, VALUE_LIST, &entry, false)) continue;
-    if (!write_data(registry, key, name, VALUE_LIST, &entry)) {
-      log_error(list.code, "write " + name + " failed.");
+    if (!read_data(config, kMailLists.name, name, list.type, &entry, false)) continue;
+    if (!write_data(registry, key, name, list.type, &entry)) {
+      log_error(code, "write " + name + " failed.");
       complete = false;
     }
   }
@@ -148,23 +73,18 @@ bool import_list(NvPoRegistry& registry, _NvPolComHandle* key, NvConfigFile cons
 
 bool import_bw_list(NvPoRegistry& registry, NvConfigFile const& config,
                     std::string const& policyPath) {
-  RegistryKey key(registry, "WhiteBlackLists\\Global\\" + policyPath, 197);
+  RegistryKey key(registry, kMailLists.stored_in + ("\\" + policyPath), 197);
   if (!key) return false;
-  ValueTable head(kListSection);
-  head.add("active", VALUE_NUMBER);
-  for (MailList const& list : kLists) {
-    head.add(std::string("size_") + list.name, VALUE_NUMBER);
-  }
+  ValueTable head(kMailListHead);
   if (!head.read(config)) {
     log_error(216, "read sizes of white and black lists from " + config.getname() + " failed.");
     return false;
   }
   bool complete = head.write(registry, key.get());
   if (!complete) log_error(221, "write sizes of white and black lists failed.");
-  std::size_t row = 0;
-  for (MailList const& list : kLists) {
-    int const size = static_cast<int>(head.number(++row));
-    complete &= import_list(registry, key.get(), config, list, size);
+  for (std::size_t i = 0; i < std::size(kMailListKeys); ++i) {
+    int const size = head.count(kMailListSizes[i]);
+    complete &= import_list(registry, key.get(), config, kMailListKeys[i], size, kEntryCodes[i]);
   }
   return complete;
 }
@@ -173,9 +93,9 @@ bool import_bw_list(NvPoRegistry& registry, NvConfigFile const& config,
 
 bool import_task_spx(NvPoRegistry& registry, _NvPolComHandle* tasksKey, NvConfigFile& taskConfig,
                      std::string const& policyPath) {
-  TaskHead head;
+  ValueTable head(kTaskHead);
   if (!head.read(taskConfig)) return false;
-  RegistryKey task(registry, tasksKey, head.name(), 415);
+  RegistryKey task(registry, tasksKey, head.text(kTaskName), 415);
   if (!task || !head.write(registry, task.get())) return false;
   // Each step runs whatever became of the one before: one missing row must not cost the lists.
   bool complete = import_task_spx_classification(registry, task.get(), taskConfig);

@@ -4,7 +4,8 @@
 #include "importers.h"
 #include "list_walk.h"
 #include "package_names.h"
-#include "steps.h"
+#include "value_table.h"
+#include "xfilter_keys.h"
 
 #include <string>
 #include <vector>
@@ -13,37 +14,34 @@ using namespace zeva;
 
 namespace {
 
-// Patterns are numbered from 0, and their values' names have a blank that the file's keys lack.
 void import_patterns(NvConfigFile const& file, NvPoRegistry& registry, _NvPolComHandle* filter,
                      std::string const& section, int count) {
-  constexpr int kFirst = 0;
-  ListWalk patterns =
-      ListWalk::over_keys(file, section, "Pattern", count, "patterns of " + section, 385, kFirst);
+  ListWalk patterns = ListWalk::over_keys(file, section, kPattern.name, count,
+                                          "patterns of " + section, 385, kFirstPattern);
   while (patterns.next()) {
     std::string pattern;
-    if (!read_data(file, section, patterns.name(), VALUE_TEXT, &pattern, false)) continue;
+    if (!read_data(file, section, patterns.name(), kPattern.type, &pattern, false)) continue;
     // A pattern that cannot be stored is logged by write_data, and does not cost the next one.
-    (void)write_data(registry, filter, numbered("Pattern ", patterns.number()), VALUE_TEXT,
+    (void)write_data(registry, filter, numbered(kStoredPattern, patterns.number()), kPattern.type,
                      &pattern);
   }
 }
 
 void import_filter(NvConfigFile const& file, NvPoRegistry& registry, _NvPolComHandle* xfilter,
-                   std::string const& section, std::string const& name) {
+                   int number) {
+  std::string const section = numbered(kExtraFilter.name, number);
+  std::string name;
+  if (!read_data(file, section, kExtraFilterName.name, kExtraFilterName.type, &name, false)) return;
   RegistryKey filter(registry, xfilter, name, 337);
   if (!filter) return;
 
-  long location = 0, case_sensitive = 0;
-  _tag_MAP_ITEM const rows[] = {
-      {section, "Location", VALUE_NUMBER, &location},
-      {section, "CaseSensitive", VALUE_NUMBER, &case_sensitive},
-  };
-  if (!read_rows(file, rows)) return;
-  (void)write_rows(registry, filter.get(), rows);
+  ValueTable values(section, kExtraFilter.keys);
+  if (!values.read(file)) return;
+  (void)values.write(registry, filter.get());
 
   int patterns = 0;
-  if (!read_number(file, section, "patternNum", patterns)) return;
-  import_patterns(file, registry, filter.get(), section + "_pattern", patterns);
+  if (!read_number(file, section, kPatternCount, patterns)) return;
+  import_patterns(file, registry, filter.get(), numbered(kPatterns.name, number), patterns);
 }
 
 // An extra filter that cannot be removed does not keep the others from being removed.
@@ -64,25 +62,19 @@ void remove_filters(NvPoRegistry& registry, _NvPolComHandle* xfilter) {
 
 void import_xfilter_imp(NvPoRegistry& registry, _NvPolComHandle* xfilter,
                         NvConfigFile const& file) {
-  long enable = 0;
-  _tag_MAP_ITEM const rows[] = {{"common", "enable", VALUE_NUMBER, &enable}};
-  if (!read_rows(file, rows)) return;
-  (void)write_rows(registry, xfilter, rows);
+  ValueTable values(kExtraFilters);
+  if (!values.read(file)) return;
+  (void)values.write(registry, xfilter);
 
   int count = 0;
-  if (!read_number(file, "common", "filterNum", count)) return;
-  ListWalk filters = ListWalk::over_sections(file, "filter", count, "filters", 351);
-  while (filters.next()) {
-    std::string const section = filters.name();
-    std::string name;
-    if (!read_data(file, section, "Name", VALUE_TEXT, &name, false)) continue;
-    import_filter(file, registry, xfilter, section, name);
-  }
+  if (!read_number(file, kCommon, kExtraFilterCount, count)) return;
+  ListWalk filters = ListWalk::over_sections(file, kExtraFilter.name, count, "filters", 351);
+  while (filters.next()) import_filter(file, registry, xfilter, filters.number());
 }
 
 int import_xfilter(char const* dir, char const* regfile) {
   NvPoRegistry registry(regfile);
-  RegistryKey xfilter(registry, "XFilter", 410);
+  RegistryKey xfilter(registry, kExtraFilters.stored_in, 410);
   if (!xfilter) return 0;
   remove_filters(registry, xfilter.get());
 

@@ -12,21 +12,21 @@
 #include "results.h"
 
 // Replaces all classifications and their actions. 0 or -11.
-int import_filter_action(char const* dir, char const* regfile);
+[[nodiscard]] int import_filter_action(char const* dir, char const* regfile);
 
 // Exception handling, scan limits and quarantine areas, in this order. 0, or the code of the first
 // that fails: -13, -14 or -12.
-int import_config(char const* dir, char const* regfile);
+[[nodiscard]] int import_config(char const* dir, char const* regfile);
 
 // Replaces the policy tree with its tasks and the global black and white lists. Always 0: a branch
 // that cannot be read is left out.
-int import_policy(char const* dir, char const* regfile);
+[[nodiscard]] int import_policy(char const* dir, char const* regfile);
 
 // Replaces the extra filters. Always 0.
-int import_xfilter(char const* dir, char const* regfile);
+[[nodiscard]] int import_xfilter(char const* dir, char const* regfile);
 
 // Replaces all address lists. 0, -8, or -11 when an old list cannot be removed.
-int import_addr_list(char const* dir, char const* regfile);
+[[nodiscard]] int import_addr_list(char const* dir, char const* regfile);
 
 // Single registry values that the export itself names. 0 or -15.
-int import_misc(char const* dir, char const* regfile);
+[[nodiscard]] int import_misc(char const* dir, char const* regfile);

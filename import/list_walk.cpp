@@ -28,7 +28,8 @@ void hold(std::string_view name, std::string_view stem, int first, int count,
 
 }  // namespace
 
-std::vector<int> held_sections(NvConfigFile const& file, std::string const& stem, int count) {
+std::vector<int> held_sections(NvConfigFile const& file, std::string_view item, int count) {
+  std::string_view const stem = stem_of(item);
   std::vector<int> held;
   for (Nvsectionpair const& section : file.sections())
     hold(section.getname(), stem, 1, count, held);
@@ -37,7 +38,8 @@ std::vector<int> held_sections(NvConfigFile const& file, std::string const& stem
 }
 
 std::vector<int> held_keys(NvConfigFile const& file, std::string const& section,
-                           std::string const& stem, int count, int first) {
+                           std::string_view item, int count, int first) {
+  std::string_view const stem = stem_of(item);
   std::vector<int> held;
   if (Nvinielement const* const found = file.find(section)) {
     for (Nvkeypair const& pair : found->getattributes()) hold(pair.name, stem, first, count, held);
@@ -46,23 +48,23 @@ std::vector<int> held_keys(NvConfigFile const& file, std::string const& section,
   return held;
 }
 
-ListWalk ListWalk::over_sections(NvConfigFile const& file, std::string const& stem, int count,
+ListWalk ListWalk::over_sections(NvConfigFile const& file, std::string_view item, int count,
                                  std::string const& list, int code) {
   int const first = 1;
-  return ListWalk(file, stem, count, list, code, first, held_sections(file, stem, count));
+  return ListWalk(file, item, count, list, code, first, held_sections(file, item, count));
 }
 
 ListWalk ListWalk::over_keys(NvConfigFile const& file, std::string const& section,
-                             std::string const& stem, int count, std::string const& list, int code,
+                             std::string_view item, int count, std::string const& list, int code,
                              int first) {
-  return ListWalk(file, stem, count, list, code, first,
-                  held_keys(file, section, stem, count, first));
+  return ListWalk(file, item, count, list, code, first,
+                  held_keys(file, section, item, count, first));
 }
 
-ListWalk::ListWalk(NvConfigFile const& file, std::string const& stem, int count,
+ListWalk::ListWalk(NvConfigFile const& file, std::string_view item, int count,
                    std::string const& list, int code, int first, std::vector<int> held)
     : file_(file.getname()),
-      stem_(stem),
+      item_(item),
       list_(list),
       code_(code),
       number_(first - 1),

@@ -7,44 +7,47 @@
 // and log stay within what the file's size allows.
 #pragma once
 
+#include "export_keys.h"
 #include "nvconfigfile.h"
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace zeva {
 
 // The numbers of a list's items that a file holds, of those from `first` on that a count announces,
-// in order: of its sections STEM1, STEM2 and so on, or of the keys of a section.
-[[nodiscard]] std::vector<int> held_sections(NvConfigFile const& file, std::string const& stem,
+// in order. `item` is the numbered name of the list's sections, which ends with its number, or of
+// the keys of a section.
+[[nodiscard]] std::vector<int> held_sections(NvConfigFile const& file, std::string_view item,
                                              int count);
 [[nodiscard]] std::vector<int> held_keys(NvConfigFile const& file, std::string const& section,
-                                         std::string const& stem, int count, int first = 1);
+                                         std::string_view item, int count, int first = 1);
 
 class ListWalk {
  public:
-  // The list's items are the file's sections STEM1 to STEM`count`. In the log they are called LIST;
-  // the line of a gap that is left out has the number CODE.
-  static ListWalk over_sections(NvConfigFile const& file, std::string const& stem, int count,
+  // The list's items are the file's sections `item` from number 1 to `count`. In the log they are
+  // called `list`; the line of a gap that is left out has the number `code`.
+  static ListWalk over_sections(NvConfigFile const& file, std::string_view item, int count,
                                 std::string const& list, int code);
 
   // The same for the keys of a section, counted from `first`.
   static ListWalk over_keys(NvConfigFile const& file, std::string const& section,
-                            std::string const& stem, int count, std::string const& list, int code,
+                            std::string_view item, int count, std::string const& list, int code,
                             int first = 1);
 
   // Goes to the next item, at first to the first. False behind the last.
   [[nodiscard]] bool next();
 
   int number() const { return static_cast<int>(number_); }
-  std::string name() const { return stem_ + std::to_string(number_); }
+  std::string name() const { return numbered(item_, number()); }
 
  private:
-  ListWalk(NvConfigFile const& file, std::string const& stem, int count, std::string const& list,
+  ListWalk(NvConfigFile const& file, std::string_view item, int count, std::string const& list,
            int code, int first, std::vector<int> held);
 
-  std::string file_, stem_, list_;
+  std::string file_, item_, list_;
   int code_;
   long long number_, end_;       // of the item, and behind the last
   std::vector<int> held_;        // the numbers among them that the file holds, in order

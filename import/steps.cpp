@@ -30,14 +30,10 @@ bool delete_keys(NvPoRegistry& registry, _NvPolComHandle* key,
   return true;
 }
 
-std::string numbered(char const* stem, int number) {
-  return stem + std::to_string(number);
-}
-
-bool read_number(NvConfigFile const& file, std::string const& section, std::string const& key,
+bool read_number(NvConfigFile const& file, std::string const& section, ExportKey const& key,
                  int& number) {
   long value = 0;
-  if (!read_data(file, section, key, VALUE_NUMBER, &value, false)) return false;
+  if (!read_data(file, section, key.name, VALUE_NUMBER, &value, false)) return false;
   number = static_cast<int>(value);
   return true;
 }

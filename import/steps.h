@@ -2,6 +2,7 @@
 // file: open a key, read rows, write rows, and say under which code it went wrong.
 #pragma once
 
+#include "export_keys.h"
 #include "mapping.h"
 #include "nvconfigfile.h"
 #include "nvporegistry.h"
@@ -30,25 +31,9 @@ class RegistryKey : public OpenKey {
 [[nodiscard]] bool delete_keys(NvPoRegistry& registry, _NvPolComHandle* key,
                                std::vector<std::string> const& names, char const* what, int code);
 
-// The name of an item of a list: the stem and the item's number.
-std::string numbered(char const* stem, int number);
-
 // Reads a number, of which the low 32 bits count as in the store. An unreadable one is logged and
 // leaves `number` as it was.
 [[nodiscard]] bool read_number(NvConfigFile const& file, std::string const& section,
-                               std::string const& key, int& number);
-
-// Reads all rows, logging the first that is unreadable, which ends it.
-template <int N>
-[[nodiscard]] bool read_rows(NvConfigFile const& file, _tag_MAP_ITEM const (&rows)[N]) {
-  return read_data(file, rows, N, false);
-}
-
-// Writes all rows; the first failure is logged and ends it.
-template <int N>
-[[nodiscard]] bool write_rows(NvPoRegistry& registry, _NvPolComHandle* key,
-                              _tag_MAP_ITEM const (&rows)[N]) {
-  return write_data(registry, key, rows, N);
-}
+                               ExportKey const& key, int& number);
 
 }  // namespace zeva

@@ -4,31 +4,41 @@
 
 namespace zeva {
 
-ValueTable::ValueTable(std::string section, std::span<ValueRow const> rows)
+ValueTable::ValueTable(std::string section, std::span<ExportKey const> keys)
     : section_(std::move(section)) {
-  for (ValueRow const& row : rows) add(row.key, row.type);
+  for (ExportKey const& key : keys) add(key);
 }
 
-void ValueTable::add(std::string const& key, tag_VALUE_TYPE type) {
+void ValueTable::add(ExportKey const& key) {
   Variable& variable = variables_.emplace_back();
-  void* const data = type == VALUE_NUMBER ? static_cast<void*>(&variable.number) : &variable.text;
-  rows_.push_back({section_, key, type, data});
+  add(key, key.type == VALUE_NUMBER ? static_cast<void*>(&variable.number) : &variable.text);
+}
+
+void ValueTable::add(ExportKey const& key, void* variable) {
+  _tag_MAP_ITEM const row = {section_, key.name, key.type, variable};
+  (key.optional ? optional_ : required_).push_back(row);
+  if (key.fate == Fate::kStored) stored_.push_back(row);
+}
+
+void* ValueTable::variable(ExportKey const& key) {
+  return std::ranges::find(required_, key.name, &_tag_MAP_ITEM::key)->data;
 }
 
 bool ValueTable::read(NvConfigFile const& file) {
-  return read_data(file, rows_.data(), static_cast<int>(rows_.size()), false);
+  if (!read_data(file, required_.data(), static_cast<int>(required_.size()), false)) return false;
+  for (_tag_MAP_ITEM const& row : optional_) (void)read_data(file, &row, 1, true);
+  return true;
 }
 
 bool ValueTable::write(NvPoRegistry& registry, _NvPolComHandle* key) {
-  return write_data(registry, key, rows_.data(), static_cast<int>(rows_.size()));
+  return write_data(registry, key, stored_.data(), static_cast<int>(stored_.size()));
 }
 
 bool import_section(NvPoRegistry& registry, _NvPolComHandle* parent, NvConfigFile const& file,
-                    std::string const& section, std::span<ValueRow const> rows,
-                    std::string const& subkey, int code) {
-  ValueTable values(section, rows);
+                    ExportSection const& section, int code) {
+  ValueTable values(section);
   if (!values.read(file)) return false;
-  RegistryKey key(registry, parent, subkey, code);
+  RegistryKey key(registry, parent, section.stored_in, code);
   return key && values.write(registry, key.get());
 }
 

@@ -17,6 +17,8 @@ inline constexpr char const* kTopFiles[] = {kActionIndex,     kExceptionFile,  k
                                             kQuarantineFile,  kTopPolicyFile,  kExtraFilterFile,
                                             kAddressListFile, kSingleValueFile};
 
+inline constexpr char kActionFile[] = "action%d.txt";  // the index says how many
+
 inline constexpr char kChecksumFile[] = "md5.sum";
 
 }  // namespace zeva

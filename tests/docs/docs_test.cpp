@@ -1,9 +1,9 @@
 // The pages on log codes and on export files against the code that they describe: what stands on
-// one side only is a failure. Which keys the importers ask for comes from the examination of the
-// example, which importer_reads_test.cpp holds against the importers.
+// one side only is a failure.
 
-#include "examine.h"
-#include "nvconfigfile.h"
+#include "export_files.h"
+#include "import_task.h"
+#include "nvpol.h"
 #include "project_text.h"
 
 #include <ctype.h>
@@ -14,6 +14,8 @@
 #include <sstream>
 
 namespace fs = std::filesystem;
+
+using zeva::Fate;
 
 namespace {
 
@@ -41,7 +43,9 @@ Names logged_codes() {
   Names codes;
   for (auto const& [path, text] : code) {
     if (!path.ends_with(".cpp")) continue;
-    Names numbers = all(text, R"((?:k\w*Code = |\{"\w+", )(\d+)[;}])");
+    Names numbers = all(text, R"(k\w*Code = (\d+);)");
+    for (std::string const& list : all(text, R"(k\w*Codes\[\] = \{([^}]*)\})"))
+      numbers.merge(all(list, R"((\d+))"));
     for (std::string const& call : all(text, R"(\b((?:)" + loggers + R"()\b[^;]*;))"))
       numbers.merge(all(call, R"([(,]\s*(\d+)(?=\s*[,)]))"));
     for (std::string const& number : numbers) codes.insert(number + " " + path);
@@ -49,49 +53,70 @@ Names logged_codes() {
   return codes;
 }
 
-// What the page calls a file that holds the key of this section.
-std::string kind_of(std::string const& file, NvConfigFile const& config,
-                    std::string const& section) {
-  if (file.starts_with("policies/") || file == "globalPolicy.txt") return "Policy files";
-  if (!file.starts_with("tasks/")) return std::regex_replace(file, std::regex("[0-9]+"), "N");
-  if (section == "common") return "Task files";
-  std::string filter;
-  config.getattribute("common", "filter", filter);
-  return "Task files with filter " + filter.substr(2);
+// A name with N for the number in it.
+std::string shown(std::string name) {
+  if (size_t const at = name.find("%d"); at != name.npos) name.replace(at, 2, "N");
+  return name;
 }
 
-// "KIND SECTION.KEY TYPE" for all that the importers ask for, with N for the numbers in names. What
-// a content-filter task holds beside `common` has no fixed keys.
-Names asked_for() {
-  std::string const folder = SOURCE_FOLDER "/examples/branch-office/";
+// "CHAPTER SECTION.KEY TYPE", then where the value is cut, if it is before others are, and
+// whether it is optional.
+void add(Names& names, std::string const& chapter, zeva::ExportSection const& section) {
+  for (zeva::ExportKey const& key : section.keys) {
+    std::string rest = key.optional ? " optional" : "";
+    if (key.fate == Fate::kShownName) rest = " " + std::to_string(NVPOL_DISPLAY_NAME_SIZE) + rest;
+    if (key.fate == Fate::kRemark) rest = " " + std::to_string(NVPOL_COMMENT_SIZE) + rest;
+    for (int type = VALUE_NUMBER; type <= VALUE_IDENTIFIER; ++type) {
+      if (key.type != VALUE_ANY && key.type != type) continue;
+      names.insert(chapter + " " + shown(section.name) + "." + shown(key.name) + " " +
+                   std::to_string(type) + rest);
+    }
+  }
+}
+
+// The chapters on files, by what their titles begin with.
+std::map<std::string, std::string> chapters(std::string const& page) {
+  std::map<std::string, std::string> chapters;
+  std::istringstream lines(page);
+  std::string title;
+  for (std::string line; std::getline(lines, line);) {
+    std::smatch heading;
+    if (std::regex_match(line, heading, std::regex(R"(### `?([^:`]*).*)"))) title = heading[1];
+    chapters[title] += line + "\n";
+  }
+  return chapters;
+}
+
+Names described(std::string const& page) {
   Names names;
-  for (auto const& [file, keys] : zeva::examine_package(folder).asked) {
-    NvConfigFile config(folder + file);
-    EXPECT_EQ(config.readfile(), 0) << file;
-    for (auto const& [section, key] : keys) {
-      std::string value, kind = kind_of(file, config, section);
-      if (kind.starts_with("Task files with filter 131")) continue;
-      config.getattribute(section, key, value);
-      std::regex const number(R"([0-9]+(?=_|\.|$))");
-      names.insert(kind + " " + std::regex_replace(section + "." + key, number, "N") + " " +
-                   value[0]);
+  for (auto const& [title, text] : chapters(page)) {
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+      std::smatch row, cut;
+      if (!std::regex_match(line, row,
+                            std::regex(R"(\| `(\w+)` \| (.*) \| ([1-4, ]+) \| (.*) ?\|)")))
+        continue;
+      std::string const meaning = row[4];
+      std::string rest = meaning.starts_with("optional:") ? " optional" : "";
+      if (std::regex_search(meaning, cut, std::regex("cut at (\\d+) bytes")))
+        rest = " " + cut[1].str() + rest;
+      for (std::string const& key : all(row[2], R"(`(\w+)`)"))
+        for (std::string const& type : all(row[3], "([1-4])"))
+          names.insert(title + " " + row[1].str() + "." + key + " " + type + rest);
     }
   }
   return names;
 }
 
-Names described(std::string const& page) {
+// "TYPE KEY KEY" of each type of action: the page's rows hold one, two or a range of them.
+Names described_actions(std::string const& chapter) {
   Names names;
-  std::istringstream lines(page);
-  std::string kind;
-  for (std::string line; std::getline(lines, line);) {
-    std::smatch row;
-    if (std::regex_match(line, row, std::regex(R"(### `?([^:`]*).*)"))) kind = row[1];
-    if (!std::regex_match(line, row, std::regex(R"(\| `(\w+)` \| (.*) \| ([1-4, ]+) \|.*)")))
-      continue;
-    for (std::string const& key : all(row[2], R"(`(\w+)`)"))
-      for (std::string const& type : all(row[3], "([1-4])"))
-        names.insert(kind + " " + row[1].str() + "." + key + " " + type);
+  std::regex const row(R"(\n\| (\d+)(?:(,| to) (\d+))? \(.*\) \| .* \| (.*) \|)");
+  for (auto at = std::sregex_iterator(chapter.begin(), chapter.end(), row);
+       at != std::sregex_iterator(); ++at) {
+    int const first = std::stoi((*at)[1]), last = (*at)[3].matched ? std::stoi((*at)[3]) : first;
+    std::string const keys = (*at)[4] == "none" ? "" : (*at)[4].str() + ", ";
+    for (int type = first; type <= last; ++type) names.insert(std::to_string(type) + " " + keys);
   }
   return names;
 }
@@ -112,13 +137,34 @@ TEST(LogCodes, AreThoseOfTheCode) {
 
 TEST(ExportFiles, AreDescribedAsTheyAreRead) {
   std::string const page = read("docs/export-files.md");
-  EXPECT_EQ(described(page), asked_for());
-  EXPECT_EQ(all(page, R"(\n\| `(\w+?)N?` \| (?:all|\d{6}) \|)"),
-            all(read("import/import_task_cflt.cpp"), R"re(\{"(\w+)")re"));
-  // Also what the example does not happen to hold.
-  Names missing;
-  for (auto const& [path, text] : sources("import"))
-    for (std::string const& name : all(text, R"re([{(,] ?"([A-Za-z]\w+)")re"))
-      if (page.find(name) == page.npos) missing.insert(path + ": " + name);
-  EXPECT_EQ(missing, Names());
+  auto const texts = chapters(page);
+  Names keys, actions, required;
+  auto const add_sections = [&](std::string const& chapter, auto const& sections) {
+    for (zeva::ExportSection const& section : sections) {
+      add(keys, chapter, section);
+      if (section.stored_in == nullptr) continue;
+      EXPECT_NE(texts.at(chapter).find(section.stored_in), std::string::npos) << section.stored_in;
+    }
+  };
+  for (auto const& [name, sections] : zeva::kExportFiles) add_sections(shown(name), sections);
+  std::string const action_file = shown(zeva::kActionFile);
+  for (zeva::ActionType const& type : zeva::kActionTypes) {
+    add(keys, action_file, {zeva::kAction.name, type.keys});
+    std::string row = std::to_string(type.type) + " ";
+    for (zeva::ExportKey const& key : type.keys) row += "`" + std::string(key.name) + "`, ";
+    actions.insert(row);
+  }
+  for (zeva::TaskKind const& kind : zeva::kTaskKinds) {
+    std::string const filter = std::to_string(kind.filter);
+    if (kind.required.empty()) add_sections("Task files with filter " + filter, kind.sections);
+    for (zeva::RequiredSection const& section : kind.required) {
+      bool const by_all =
+          std::ranges::find(zeva::kGeneralTask, section.name, &zeva::RequiredSection::name) !=
+          std::end(zeva::kGeneralTask);
+      required.insert(std::string(section.name) + (by_all ? " all" : " " + filter));
+    }
+  }
+  EXPECT_EQ(described(page), keys);
+  EXPECT_EQ(described_actions(texts.at(action_file)), actions);
+  EXPECT_EQ(all(page, R"(\n\| `(\w+?)N?` \| (all|\d{6}) \|)"), required);
 }

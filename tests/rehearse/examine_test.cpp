@@ -24,7 +24,7 @@ class Package : public WorkFolder {
 
   [[nodiscard]] Lines findings() const {
     Lines lines;
-    for (auto const& finding : zeva::examine_package(*this / "export").findings) {
+    for (auto const& finding : zeva::examine_package(*this / "export")) {
       lines.push_back(finding.kind + " " + finding.file + " " + finding.place + ": " +
                       finding.text);
     }
@@ -84,6 +84,7 @@ Edit const kEdits[] = {
 };
 
 TEST(Examine, FindsWhatWouldBeLost) {
+  EXPECT_EQ(Package().findings(), Lines());
   for (Edit const& edit : kEdits) {
     SCOPED_TRACE(std::string(edit.file) + ": " + edit.to.substr(0, 60));
     Package package;

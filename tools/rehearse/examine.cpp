@@ -1,76 +1,47 @@
 #include "examine.h"
 
+#include "addr_list_keys.h"
 #include "checksum_list.h"
+#include "config_keys.h"
 #include "examine_task.h"
 #include "export_reader.h"
+#include "filter_action_keys.h"
 #include "list_walk.h"
+#include "misc_keys.h"
 #include "package_names.h"
+#include "policy_keys.h"
 #include "results.h"
+#include "xfilter_keys.h"
 
 #include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <optional>
+#include <set>
+#include <span>
+#include <utility>
 
 namespace fs = std::filesystem;
 
 namespace zeva {
 namespace {
 
-constexpr AskedKey kScanLimits[] = {
-    {"MaxVirusCount", VALUE_NUMBER},      {"MaxEntityCount", VALUE_NUMBER},
-    {"MaxDecompressCount", VALUE_NUMBER}, {"MaxDecompressDepth", VALUE_NUMBER},
-    {"MaxDecompressSize", VALUE_NUMBER},  {"MaxScanSize", VALUE_NUMBER},
-    {"MultipleCleanLayer", VALUE_NUMBER}, {"uiMaxFrontScanSize", VALUE_NUMBER},
-};
-
-// What an action of each type is set up with; types without settings have no row of keys.
-struct ActionType {
-  int first, last;
-  std::vector<AskedKey> keys;
-};
-ActionType const kActionTypes[] = {
-    {0x10001, 0x10001, {}},
-    {0x10002, 0x10002, {{"PostponeTime", VALUE_NUMBER}}},
-    {0x10003, 0x10003, {{"QuarantineArea", VALUE_TEXT}}},
-    {0x10004,
-     0x10005,
-     {{"ForwardLists", VALUE_TEXT},
-      {"From", VALUE_TEXT},
-      {"Subject", VALUE_TEXT},
-      {"Content", VALUE_TEXT}}},
-    {0x10006, 0x10007, {{"ArchiveFolder", VALUE_TEXT}}},
-    {0x10008, 0x10009, {{"ArchiveMailAccount", VALUE_TEXT}}},
-    {0x1000A, 0x1000A, {}},
-    {0x20001,
-     0x20001,
-     {{"SpecifiedAddress", VALUE_TEXT},
-      {"MailTargetType", VALUE_NUMBER},
-      {"Subject", VALUE_TEXT},
-      {"Attachment", VALUE_NUMBER},
-      {"OtherAddress", VALUE_TEXT},
-      {"BccOrCc", VALUE_NUMBER},
-      {"Content", VALUE_TEXT}}},
-    {0x20002, 0x20002, {{"Content", VALUE_TEXT}}},
-    {0x20003, 0x20005, {}},
-};
-constexpr int kNotifyAction = 0x20001;
-
 class Examiner {
  public:
   Examiner(std::string const& folder, std::function<void()> const& go_on)
       : folder_(folder), go_on_(go_on) {}
 
-  Examination examine() {
+  std::vector<Finding> examine() {
     examine_actions();
-    examine_exceptions();
-    examine_scan_limits();
+    examine_settings(kExceptionFile, kExceptionSections);
+    examine_settings(kScanLimitFile, kScanLimitSections);
     examine_quarantine();
     examine_policies();
     examine_extra_filters();
     examine_address_groups();
     examine_single_values();
     examine_folder();
-    return std::move(result_);
+    return std::move(findings_);
   }
 
  private:
@@ -78,12 +49,12 @@ class Examiner {
   using FileSet = std::set<std::pair<dev_t, ino_t>>;
 
   void report(std::string const& kind, std::string const& file, std::string const& text) {
-    result_.findings.push_back({kind, file, "", text});
+    findings_.push_back({kind, file, "", text});
   }
 
   // Opens a file that its importer cannot do without.
   Reader open(std::string const& name) {
-    Reader file(std::in_place, folder_, name, result_.findings);
+    Reader file(std::in_place, folder_, name, findings_);
     if (file->open() && read(*file)) return file;
     report("missing", name, "cannot be read as a file of the package");
     return std::nullopt;
@@ -99,16 +70,16 @@ class Examiner {
 
   void close(ExportReader& file) {
     file.report_unasked();
-    result_.asked[fs::path(file.name()).lexically_normal()] = file.asked();
+    examined_.insert(fs::path(file.name()).lexically_normal());
   }
 
   void examine_actions() {
     Reader index = open(kActionIndex);
     if (!index) return;
-    int const files = index->number(kCommon, "FileNum");
+    int const files = index->number(kCommon, kActionFileCount);
     close(*index);
     for (int i = 1; i <= files; ++i) {
-      Reader file = open(numbered("action", i) + ".txt");
+      Reader file = open(numbered(kActionFile, i));
       if (!file) return;  // the importer ends here, too
       examine_classification(*file);
       close(*file);
@@ -116,41 +87,25 @@ class Examiner {
   }
 
   void examine_classification(ExportReader& file) {
-    file.values(kCommon, {{"hidden", VALUE_TEXT},
-                          {"name", VALUE_TEXT, Fate::kUsed},
-                          {"DisplayName", VALUE_TEXT, Fate::kShownName},
-                          {"Comment", VALUE_TEXT, Fate::kRemark}});
-    int const actions = file.number(kCommon, "actionnum");
-    auto const held = held_sections(file.file(), "action", actions);
-    for (int const i : held) examine_action(file, numbered("action", i));
-    file.report_missing(held, "common.actionnum", actions);
+    file.values(kCommon, kClassKeys);
+    int const actions = file.asked_number(kCommon, kActionCount).value_or(0);
+    auto const held = held_sections(file.file(), kAction.name, actions);
+    for (int const i : held) examine_action(file, numbered(kAction.name, i));
+    file.report_missing(held, place_of(kCommon, kActionCount.name), actions);
   }
 
   void examine_action(ExportReader& file, std::string const& section) {
-    file.values(section, {{"name", VALUE_TEXT, Fate::kUsed},
-                          {"comment", VALUE_TEXT},
-                          {"displayName", VALUE_TEXT},
-                          {"order", VALUE_NUMBER}});
-    file.take_unreadable();
-    int const type = file.number(section, "actionType");
-    if (!file.take_unreadable().empty()) return;
-    auto const* kind =
-        std::find_if(std::begin(kActionTypes), std::end(kActionTypes),
-                     [&](auto const& t) { return t.first <= type && type <= t.last; });
+    file.values(section, kActionKeys);
+    auto const type = file.asked_number(section, kActionType);
+    if (!type) return;
+    auto const kind = std::ranges::find(kActionTypes, *type, &ActionType::type);
     if (kind == std::end(kActionTypes)) {
-      file.report("skipped", section,
-                  "actions of type " + std::to_string(type) + " are unknown: the import ends here");
+      file.report(
+          "skipped", section,
+          "actions of type " + std::to_string(*type) + " are unknown: the import ends here");
       return;
     }
     file.values(section, kind->keys);
-    if (type == kNotifyAction && has(file, section, "Administrator")) {
-      file.value(section, "Administrator", VALUE_TEXT);
-    }
-  }
-
-  static bool has(ExportReader const& file, std::string const& section, std::string const& key) {
-    auto const keys = file.keys(section);
-    return std::find(keys.begin(), keys.end(), key) != keys.end();
   }
 
   // A list that announces more than it holds would be reported item by item, a billion times over
@@ -161,30 +116,19 @@ class Examiner {
     return true;
   }
 
-  void examine_exceptions() {
-    Reader file = open(kExceptionFile);
+  void examine_settings(char const* name, std::span<ExportSection const> sections) {
+    Reader file = open(name);
     if (!file) return;
-    file->values(kCommon, {{"ProcessErrorCls", VALUE_TEXT}, {"EncryptedMessageCls", VALUE_TEXT}});
-    close(*file);
-  }
-
-  void examine_scan_limits() {
-    Reader file = open(kScanLimitFile);
-    if (!file) return;
-    file->values(kCommon, kScanLimits);
+    for (ExportSection const& section : sections) file->values(section.name, section.keys);
     close(*file);
   }
 
   void examine_quarantine() {
     Reader file = open(kQuarantineFile);
     if (!file) return;
-    int const areas = file->number(kCommon, "FileNum");
-    for (int i = 1; i <= areas && !ends(*file, numbered("area", i)); ++i) {
-      file->values(numbered("area", i), {{"AreaName", VALUE_TEXT},
-                                         {"DisplayName", VALUE_TEXT},
-                                         {"Path", VALUE_TEXT},
-                                         {"KeepDate", VALUE_NUMBER},
-                                         {"KeepDateChecked", VALUE_NUMBER}});
+    int const areas = file->number(kCommon, kAreaCount);
+    for (int i = 1; i <= areas && !ends(*file, numbered(kArea.name, i)); ++i) {
+      file->values(numbered(kArea.name, i), kArea.keys);
     }
     close(*file);
   }
@@ -203,7 +147,7 @@ class Examiner {
       PolicyToDo const next = waiting.back();
       waiting.pop_back();
       ancestors.resize(next.depth);
-      Reader file(std::in_place, folder_, next.file, result_.findings);
+      Reader file(std::in_place, folder_, next.file, findings_);
       bool const opened = file->open();
       if (opened && contains(ancestors, file->identity())) {
         report("skipped", next.file, "the policy and all below it: the file is its own ancestor");
@@ -228,36 +172,33 @@ class Examiner {
   }
 
   void examine_policy(ExportReader& file, size_t depth, std::vector<PolicyToDo>& waiting) {
-    file.values(kCommon, {{"name", VALUE_TEXT, Fate::kUsed},
-                          {"comment", VALUE_TEXT},
-                          {"displayName", VALUE_TEXT},
-                          {"order", VALUE_NUMBER},
-                          {"matchType", VALUE_NUMBER}});
-    int const conditions = file.number(kCommon, "conditionNum");
-    int const inactive = file.number(kCommon, "inactiveNum");
-    int const policies = file.number(kCommon, "subPolicyNum");
-    int const tasks = file.number(kCommon, "taskNum");
+    file.values(kCommon, kPolicy.keys);
     if (std::string const place = file.take_unreadable(); !place.empty()) {
       file.report("skipped", "", "the policy and all below it: " + place + " cannot be read");
       return;
     }
-    examine_texts(file, "condition", conditions);
-    examine_texts(file, "inactive", inactive);
+    auto const count = [&](ExportKey const& key) {
+      return file.asked_number(kCommon, key).value_or(0);
+    };
+    examine_texts(file, kConditions, count(kConditionCount));
+    examine_texts(file, kInactiveTasks, count(kInactiveCount));
+    int const tasks = count(kTaskCount);
     for (int i = 1; i <= tasks; ++i) {
-      auto const task = file.value(numbered("task", i), "filename", VALUE_TEXT, Fate::kUsed);
+      auto const task = file.value(numbered(kTask.name, i), kTaskFileName);
       if (!task) {
-        skip_rest(file, "task", i, tasks);
+        skip_rest(file, kTask.name, i, tasks);
         break;
       }
       examine_task(*task);
     }
+    int const policies = count(kSubPolicyCount);
     size_t const first = waiting.size();
     for (int i = 1; i <= policies; ++i) {
-      std::string const section = numbered("policy", i);
-      auto const name = file.value(section, "name", VALUE_TEXT, Fate::kUsed);
-      auto const below = file.value(section, "filename", VALUE_TEXT, Fate::kUsed);
+      std::string const section = numbered(kSubPolicy.name, i);
+      auto const name = file.value(section, kSubPolicyName);
+      auto const below = file.value(section, kSubPolicyFileName);
       if (!name || !below) {
-        skip_rest(file, "policy", i, policies);
+        skip_rest(file, kSubPolicy.name, i, policies);
         break;
       }
       waiting.push_back({*below, depth});
@@ -265,24 +206,25 @@ class Examiner {
     std::reverse(waiting.begin() + static_cast<ptrdiff_t>(first), waiting.end());
   }
 
-  void examine_texts(ExportReader& file, std::string const& section, int count) {
+  void examine_texts(ExportReader& file, ExportSection const& section, int count) {
+    ExportKey const& key = section.keys.front();
     for (int i = 1; i <= count; ++i) {
-      if (!file.value(section, numbered(section, i), VALUE_TEXT)) {
-        skip_rest(file, section, i, count);
+      if (!file.item(section.name, key, i)) {
+        skip_rest(file, key.name, i, count);
         return;
       }
     }
   }
 
-  void skip_rest(ExportReader& file, std::string const& what, int from, int count) {
+  static void skip_rest(ExportReader& file, char const* item, int from, int count) {
     std::string const place = file.take_unreadable();
-    file.report("skipped", numbered(what, from),
+    file.report("skipped", numbered(item, from),
                 "this one and all after it, up to number " + std::to_string(count) + ": " + place +
                     " cannot be read");
   }
 
   void examine_task(std::string const& name) {
-    Reader file(std::in_place, folder_, name, result_.findings);
+    Reader file(std::in_place, folder_, name, findings_);
     bool const opened = file->open();
     if (opened && !is_first_time(tasks_, file->identity())) return;
     if (!opened || !read(*file)) {
@@ -297,23 +239,23 @@ class Examiner {
     if (lacks_export_file(folder_, kExtraFilterFile)) return;  // not every export has one
     Reader file = open(kExtraFilterFile);
     if (!file) return;
-    file->number(kCommon, "enable");
-    int const filters = file->number(kCommon, "filterNum");
-    auto const held = held_sections(file->file(), "filter", filters);
-    for (int const i : held) examine_extra_filter(*file, numbered("filter", i));
-    file->report_missing(held, "common.filterNum", filters);
+    file->values(kCommon, kExtraFilters.keys);
+    int const filters = file->number(kCommon, kExtraFilterCount);
+    auto const held = held_sections(file->file(), kExtraFilter.name, filters);
+    for (int const i : held) examine_extra_filter(*file, i);
+    file->report_missing(held, place_of(kCommon, kExtraFilterCount.name), filters);
     close(*file);
   }
 
-  static void examine_extra_filter(ExportReader& file, std::string const& section) {
-    file.values(section, {{"Name", VALUE_TEXT, Fate::kUsed},
-                          {"Location", VALUE_NUMBER},
-                          {"CaseSensitive", VALUE_NUMBER}});
-    int const patterns = file.number(section, "patternNum");
-    std::string const list = section + "_pattern";
-    auto const held = held_keys(file.file(), list, "Pattern", patterns, 0);
-    for (int const i : held) file.value(list, numbered("Pattern", i), VALUE_TEXT);
-    file.report_missing(held, section + ".patternNum", patterns);
+  static void examine_extra_filter(ExportReader& file, int number) {
+    std::string const section = numbered(kExtraFilter.name, number);
+    file.value(section, kExtraFilterName);
+    file.values(section, kExtraFilter.keys);
+    int const patterns = file.number(section, kPatternCount);
+    std::string const list = numbered(kPatterns.name, number);
+    auto const held = held_keys(file.file(), list, kPattern.name, patterns, kFirstPattern);
+    for (int const i : held) file.item(list, kPattern, i);
+    file.report_missing(held, place_of(section, kPatternCount.name), patterns);
     if (std::string const place = file.take_unreadable(); !place.empty()) {
       file.report("partial", section, "is not imported whole: " + place + " cannot be read");
     }
@@ -322,23 +264,21 @@ class Examiner {
   void examine_address_groups() {
     Reader file = open(kAddressListFile);
     if (!file) return;
-    int const groups = file->number(kCommon, "Num");
+    int const groups = file->number(kCommon, kAddressListCount);
     if (groups >= kWatchdogSeconds) {
-      file->report("address-groups", "common.Num",
+      file->report("address-groups", place_of(kCommon, kAddressListCount.name),
                    std::to_string(groups) + " groups take at least as many seconds, and the " +
                        "import is ended and undone after " + std::to_string(kWatchdogSeconds));
     }
-    for (int i = 1; i <= groups && !ends(*file, numbered("addressList", i)); ++i) {
-      examine_address_group(*file, numbered("addressList", i));
+    for (int i = 1; i <= groups && !ends(*file, numbered(kAddressList.name, i)); ++i) {
+      examine_address_group(*file, numbered(kAddressList.name, i));
     }
     close(*file);
   }
 
   static void examine_address_group(ExportReader& file, std::string const& section) {
-    file.values(section, {{"Name", VALUE_TEXT, Fate::kUsed},
-                          {"displayName", VALUE_TEXT, Fate::kShownName},
-                          {"comment", VALUE_TEXT, Fate::kRemark}});
-    auto const text = file.value(section, "address", VALUE_TEXT, Fate::kUsed);
+    file.values(section, kAddressList.keys);
+    auto const text = file.asked_text(section, kAddresses);
     std::vector<std::string> addresses;
     if (text) parse_multi_str(text->c_str(), addresses);
     if (text && addresses.empty()) {
@@ -350,11 +290,10 @@ class Examiner {
   void examine_single_values() {
     Reader file = open(kSingleValueFile);
     if (!file) return;
-    int const count = file->number(kCommon, "SectionNum");
-    for (int i = 1; i <= count && !ends(*file, numbered("Section", i)); ++i) {
-      file->values(numbered("Section", i), {{"KeyName", VALUE_TEXT, Fate::kUsed},
-                                            {"ValueName", VALUE_TEXT, Fate::kUsed},
-                                            {"Value", VALUE_ANY}});
+    int const count = file->number(kCommon, kSingleValueCount);
+    for (int i = 1; i <= count && !ends(*file, numbered(kValuePlace.name, i)); ++i) {
+      file->values(numbered(kValuePlace.name, i), kValuePlace.keys);
+      file->value(numbered(kValuePlace.name, i), kValue);
     }
     close(*file);
   }
@@ -368,7 +307,7 @@ class Examiner {
       if (entry->symlink_status().type() == fs::file_type::directory) continue;
       std::string const name = entry->path().lexically_relative(folder_);
       if (name == kChecksumFile) continue;
-      if (!result_.asked.contains(name)) {
+      if (!examined_.contains(name)) {
         report("unread-file", name, "no importer reads this file");
       }
       if (!listed.contains(name)) {
@@ -387,7 +326,8 @@ class Examiner {
 
   std::string const folder_;
   std::function<void()> const go_on_;
-  Examination result_;
+  std::vector<Finding> findings_;
+  std::set<std::string> examined_;
   FileSet policies_;
   FileSet tasks_;
   FileSet read_;
@@ -395,7 +335,8 @@ class Examiner {
 
 }  // namespace
 
-Examination examine_package(std::string const& folder, std::function<void()> const& go_on) {
+std::vector<Finding> examine_package(std::string const& folder,
+                                     std::function<void()> const& go_on) {
   return Examiner(folder, go_on).examine();
 }
 

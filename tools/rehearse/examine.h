@@ -5,24 +5,13 @@
 #include "finding.h"
 
 #include <functional>
-#include <map>
-#include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace zeva {
 
-// For each file that an importer reads, its sections and keys that are asked for and there.
-using AskedKeys = std::map<std::string, std::set<std::pair<std::string, std::string>>>;
-
-struct Examination {
-  std::vector<Finding> findings;
-  AskedKeys asked;
-};
-
-// Calls go_on before each file that is read.
-[[nodiscard]] Examination examine_package(
+// Calls `go_on` before each file that is read.
+[[nodiscard]] std::vector<Finding> examine_package(
     std::string const& folder, std::function<void()> const& go_on = [] {});
 
 }  // namespace zeva

@@ -2,9 +2,11 @@
 
 #include "files.h"
 #include "inireader.h"
+#include "mapping.h"
 #include "nvpol.h"
 #include "nvporegistry.h"
 #include "printable.h"
+#include "typedtext.h"
 
 #include <errno.h>
 #include <stdlib.h>
@@ -15,10 +17,6 @@
 
 namespace zeva {
 namespace {
-
-std::string place_of(std::string place, std::string const& key) {
-  return place.append(".").append(key);
-}
 
 std::string number_loss(std::string const& payload) {
   errno = 0;
@@ -72,8 +70,8 @@ char const* describe(tag_VALUE_TYPE type) {
 
 }  // namespace
 
-std::string numbered(std::string const& stem, int number) {
-  return stem + std::to_string(number);
+std::string place_of(std::string section, std::string const& key) {
+  return section.append(".").append(key);
 }
 
 ExportReader::ExportReader(std::string const& folder, std::string const& name,
@@ -141,25 +139,25 @@ std::vector<std::string> ExportReader::keys(std::string const& section) const {
   return names;
 }
 
-std::optional<std::string> ExportReader::value(std::string const& section, std::string const& key,
-                                               tag_VALUE_TYPE type, Fate fate) {
-  std::string const place = place_of(section, key);
+std::optional<std::string> ExportReader::value(std::string const& section, ExportKey const& key) {
+  std::string const place = place_of(section, key.name);
   std::string text;
-  if (file_.getattribute(section, key, text) != 0) {
+  if (file_.getattribute(section, key.name, text) != 0) {
+    if (key.optional) return std::nullopt;
     if (unreadable_.empty()) unreadable_ = place;
     report("missing", place, "is missing");
     return std::nullopt;
   }
-  asked_.emplace(section, key);
+  asked_.emplace(section, key.name);
   RegValue parsed;
-  if (!parse_str(trans_str(text).c_str(), parsed, type)) {
+  if (!parse_str(trans_str(text).c_str(), parsed, key.type)) {
     if (unreadable_.empty()) unreadable_ = place;
-    report("lost-value", place, "\"" + text + "\" is not " + describe(type));
+    report("lost-value", place, "\"" + text + "\" is not " + describe(key.type));
     return std::nullopt;
   }
   std::string payload = parsed.text;
   free(parsed.text);
-  report_loss(place, static_cast<tag_VALUE_TYPE>(parsed.type), fate, payload);
+  report_loss(place, static_cast<tag_VALUE_TYPE>(parsed.type), key.fate, payload);
   return payload;
 }
 
@@ -178,15 +176,35 @@ void ExportReader::report_loss(std::string const& place, tag_VALUE_TYPE type, Fa
   if (!lost.empty()) report("lost-value", place, lost);
 }
 
-int ExportReader::number(std::string const& section, std::string const& key) {
-  auto const payload = value(section, key, VALUE_NUMBER);
-  return payload ? static_cast<int>(strtoll(payload->c_str(), nullptr, 10)) : 0;
+int ExportReader::number(std::string const& section, ExportKey const& key) {
+  value(section, key);
+  return asked_number(section, key).value_or(0);
 }
 
-bool ExportReader::values(std::string const& section, std::span<AskedKey const> keys) {
+std::optional<std::string> ExportReader::asked_text(std::string const& section,
+                                                    ExportKey const& key) const {
+  std::string text;
+  bool const readable = read_data(file_, section, key.name, key.type, &text, true);
+  return readable ? std::optional(text) : std::nullopt;
+}
+
+std::optional<int> ExportReader::asked_number(std::string const& section,
+                                              ExportKey const& key) const {
+  long number = 0;
+  bool const readable = read_data(file_, section, key.name, key.type, &number, true);
+  return readable ? std::optional(static_cast<int>(number)) : std::nullopt;
+}
+
+std::optional<std::string> ExportReader::item(std::string const& section, ExportKey const& key,
+                                              int number) {
+  std::string const name = numbered(key.name, number);
+  return value(section, {name.c_str(), key.type, key.fate});
+}
+
+bool ExportReader::values(std::string const& section, std::span<ExportKey const> keys) {
   bool readable = true;
-  for (AskedKey const& asked : keys) {
-    readable &= value(section, asked.key, asked.type, asked.fate).has_value();
+  for (ExportKey const& key : keys) {
+    readable &= value(section, key).has_value() || key.optional;
   }
   return readable;
 }
@@ -194,7 +212,7 @@ bool ExportReader::values(std::string const& section, std::span<AskedKey const> 
 bool ExportReader::whole_section(std::string const& section) {
   bool readable = true;
   for (std::string const& key : keys(section)) {
-    readable &= value(section, key, VALUE_ANY).has_value();
+    readable &= value(section, {key.c_str(), VALUE_ANY}).has_value();
   }
   return readable;
 }

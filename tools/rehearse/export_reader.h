@@ -1,16 +1,15 @@
 // One export file, read as the importers read it, with an eye on what becomes of each value.
 //
-// Whoever examines a file asks for the keys that its importer asks for. What is asked for and is
+// Whoever examines a file asks for the keys of its importer's tables. What is asked for and is
 // missing, of another type, or will not arrive whole is a finding at once; what nobody has asked
 // for in the end is one, too.
 #pragma once
 
 #include "export_file.h"
+#include "export_keys.h"
 #include "finding.h"
 #include "nvconfigfile.h"
-#include "typedtext.h"
 
-#include <initializer_list>
 #include <optional>
 #include <set>
 #include <span>
@@ -21,25 +20,8 @@
 
 namespace zeva {
 
-// The section that every export file begins with.
-inline constexpr char kCommon[] = "common";
-
-// The name of an item of a list: "task3".
-[[nodiscard]] std::string numbered(std::string const& stem, int number);
-
-// Where a text goes, and so how much of it is kept.
-enum class Fate {
-  kUsed,       // names something; not stored as a value
-  kValue,      // a value of the registry
-  kShownName,  // the 256 bytes of an attribute record
-  kRemark,     // the 512 bytes of its comment
-};
-
-struct AskedKey {
-  char const* key;
-  tag_VALUE_TYPE type;
-  Fate fate = Fate::kValue;
-};
+// "section.key", as findings name a place.
+[[nodiscard]] std::string place_of(std::string section, std::string const& key);
 
 class ExportReader {
  public:
@@ -62,15 +44,18 @@ class ExportReader {
   [[nodiscard]] std::vector<std::string> keys(std::string const& section) const;
 
   // The payload of a value, or nothing when it cannot be read.
-  std::optional<std::string> value(std::string const& section, std::string const& key,
-                                   tag_VALUE_TYPE type, Fate fate = Fate::kValue);
-  // The same for a number; 0 when it cannot be read, which readable() then says.
-  int number(std::string const& section, std::string const& key);
-  // False when one of them cannot be read. All are asked for.
-  bool values(std::string const& section, std::span<AskedKey const> keys);
-  bool values(std::string const& section, std::initializer_list<AskedKey> keys) {
-    return values(section, std::span(keys.begin(), keys.size()));
-  }
+  std::optional<std::string> value(std::string const& section, ExportKey const& key);
+  // The same for an item of a list: `key` is its numbered name.
+  std::optional<std::string> item(std::string const& section, ExportKey const& key, int number);
+  // The same for a number; 0 when it cannot be read, which take_unreadable() then says.
+  int number(std::string const& section, ExportKey const& key);
+  // False when one that is not optional cannot be read. All are asked for.
+  bool values(std::string const& section, std::span<ExportKey const> keys);
+  // What was asked for already, or nothing when it could not be read.
+  [[nodiscard]] std::optional<std::string> asked_text(std::string const& section,
+                                                      ExportKey const& key) const;
+  [[nodiscard]] std::optional<int> asked_number(std::string const& section,
+                                                ExportKey const& key) const;
   // Asks for every key of a section, whatever its type.
   bool whole_section(std::string const& section);
 
@@ -84,11 +69,6 @@ class ExportReader {
   // Reports what the file holds and nobody has asked for.
   void report_unasked();
 
-  // Every section and key that was asked for and is there.
-  [[nodiscard]] std::set<std::pair<std::string, std::string>> const& asked() const {
-    return asked_;
-  }
-
  private:
   void note_bytes(std::string_view bytes);
   void report_loss(std::string const& place, tag_VALUE_TYPE type, Fate fate,
@@ -101,7 +81,7 @@ class ExportReader {
   NvConfigFile file_;
   FileIdentity identity_{};
   std::vector<Finding> about_bytes_;
-  std::set<std::pair<std::string, std::string>> asked_;
+  std::set<std::pair<std::string, std::string>> asked_;  // sections and keys that are there
   std::string unreadable_;
 };
 

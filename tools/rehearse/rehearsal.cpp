@@ -57,7 +57,7 @@ void examine(std::string const& package, Rehearsal& rehearsal) {
     CommandResult const done = run_command({command, "", go_on});
     if (!done.succeeded()) why_not = done.explanation();
   }
-  if (why_not.empty()) rehearsal.findings = examine_package(folder, go_on).findings;
+  if (why_not.empty()) rehearsal.findings = examine_package(folder, go_on);
 }
 
 CommandResult migrate(std::string const& package, bool show_lines) {

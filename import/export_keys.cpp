@@ -1,0 +1,22 @@
+#include "export_keys.h"
+
+namespace zeva {
+
+namespace {
+
+constexpr std::string_view kNumber = "%d";
+
+}  // namespace
+
+std::string_view stem_of(std::string_view name) {
+  return name.substr(0, name.find(kNumber));
+}
+
+std::string numbered(std::string_view name, int number) {
+  std::string_view const stem = stem_of(name);
+  return std::string(stem)
+      .append(std::to_string(number))
+      .append(name.substr(stem.size() + kNumber.size()));
+}
+
+}  // namespace zeva
