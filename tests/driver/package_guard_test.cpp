@@ -65,7 +65,7 @@ TEST_F(PackageGuard, RefusesListsThatCanBlock) {
   fs::create_symlink("pkg", root_ / "theirs");
   if (lchown((root_ / "theirs").c_str(), 65534, 65534) != 0) fs::remove(root_ / "theirs");
   fs::create_directory(root_ / "open");
-  fs::permissions(root_ / "open", fs::perms::all);
+  fs::permissions(root_ / "open", fs::perms::owner_all | fs::perms::group_all);
   fs::create_symlink("../open/none", root_ / "unpacked/dangling");
   for (char const* name : {"half", "other half"}) {
     std::ofstream(root_ / "unpacked" / name).close();

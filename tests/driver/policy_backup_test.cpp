@@ -164,6 +164,8 @@ TEST_F(PolicyBackup, IsOnTheDiskBeforeTheRunGoesOn) {
   EXPECT_THAT(events, ElementsAre("xml>backup/xml", "sync backup/xml", "xml.redo>backup/xml.redo",
                                   "sync backup/xml.redo", "xml.bak>backup/xml.bak",
                                   "sync backup/xml.bak", "sync backup", "sync "));
+  SyncDebugLog();
+  EXPECT_THAT(events.back(), testing::EndsWith("/log"));
   events.clear();
   zeva::restore_policy_files();
   EXPECT_THAT(events,

@@ -19,6 +19,15 @@
 
 namespace fs = std::filesystem;
 
+// The signals that are held back while the log's file is written.
+static sigset_t held;
+
+extern "C" ssize_t __real_write(int fd, void const* bytes, size_t length);
+extern "C" ssize_t __wrap_write(int fd, void const* bytes, size_t length) {
+  if (fd != STDOUT_FILENO) sigprocmask(SIG_BLOCK, nullptr, &held);
+  return __real_write(fd, bytes, length);
+}
+
 namespace {
 
 class RunLog : public testing::Test {
@@ -44,6 +53,8 @@ TEST_F(RunLog, WritesHeaderAndMessageAndEchoesTheMessage) {
   EXPECT_THAT(log(), testing::MatchesRegex("\\[..../../.. ..:..:..\\]\\[pid=" + pid +
                                            "l\\]\\[tid=[0-9]+l\\]:Error \\[122\\]: read 100%s "
                                            "failed\\.\n\\[[^\n]*l\\]:end\n\n"));
+  for (int signal : {SIGALRM, SIGTERM, SIGINT, SIGQUIT, SIGHUP})
+    EXPECT_EQ(sigismember(&held, signal), 1) << signal;
 }
 
 TEST_F(RunLog, CutsLongMessages) {

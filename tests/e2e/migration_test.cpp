@@ -424,7 +424,7 @@ TEST_F(Migration, OddNamesAreNamesAndNotCommands) {
   EXPECT_FALSE(std::filesystem::exists(box_.work() / "ran"));
 }
 
-TEST_F(Migration, ClosedOutputDoesNotEndIt) {
+TEST_F(Migration, ClosedOutputAndIgnoredSignalsDoNotEndIt) {
   for (char const* output : {">&-", "<&- >&- 2>&-", "| true"}) {
     // Debian 13's faketime would keep its shared memory open in the closed output's place.
     box_.run("export FAKETIME_DISABLE_SHM=1; rm -f log; migrate pkg /mnt/work/log " +
@@ -432,6 +432,10 @@ TEST_F(Migration, ClosedOutputDoesNotEndIt) {
     EXPECT_EQ(box_.result(), result_text(0)) << output;
     EXPECT_THAT(box_.log(), testing::Contains("End migration(0).")) << output;
   }
+  // Whoever started it may wait for no children: it still learns how its commands end.
+  auto run = box_.run(R"(echo > bad; env --ignore-signal=CHLD \
+      $ZEVA_HOME/bin/migration/zeva-migrate bad log > output; echo $?)");
+  EXPECT_EQ(run.output, "251\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(Results, Failure, testing::ValuesIn(kCases),

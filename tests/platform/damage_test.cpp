@@ -142,6 +142,12 @@ TEST_F(Damage, CostsWhatItMustAndIsTold) {
       if (std::find(damaged.begin(), damaged.end(), file) == damaged.end()) continue;
       EXPECT_EQ(read_text(file + ".damaged-1"), bytes) << "kept aside";
     }
+    for (auto& [file, bytes] : before) {
+      uint64_t of_log;
+      if (file.ends_with(kLog) && zeva::read_log_header(bytes, of_log)) {
+        EXPECT_GT(zeva::load_store(folder_.path()).generation, of_log) << "none is given twice";
+      }
+    }
     for (auto* name : {kXml, kLog, kBak}) EXPECT_TRUE(fs::is_regular_file(folder_ / name)) << name;
     ASSERT_EQ(store->change(create("z")), NVREG_OK);
     store.reset();

@@ -272,7 +272,8 @@ TEST_F(Intruder, CallsThatTheLibraryWouldNotMake) {
       {zeva::wire::SET_VALUE, "", "a\\b", 0, "1234", NVREG_BAD_NAME},
       {zeva::wire::SET_VALUE, "", "a", 0, "123", NVREG_BAD_ARGUMENT},
       {zeva::wire::SET_VALUE, "", "a", 9, "", NVREG_BAD_ARGUMENT},
-      {zeva::wire::SET_VALUE, "", "a", 2, std::string(NVREG_MAX_VALUE + 1, 'a'), NVREG_VALUE_TOO_LONG},
+      {zeva::wire::SET_VALUE, "", "a", 2, std::string(NVREG_MAX_VALUE + 1, 'a'),
+       NVREG_VALUE_TOO_LONG},
       {static_cast<zeva::wire::Action>(77), "", "", 0, "", NVREG_MALFORMED},
   };
   for (auto& [action, path, name, type, data, status] : cases) {
@@ -434,7 +435,8 @@ TEST_F(Intruder, ACookieOfAnybodyElseIsNone) {
   struct {
     char const* commands;  // on the cookie $c, one case after the other
     bool good;
-  } const cases[] = {{"chmod 644 $c", false},
+  } const cases[] = {{"chmod 640 $c", false},
+                     {"chmod 604 $c", false},
                      {"chmod 600 $c; chown 65534 .", true},
                      {"chown 65534 $c", true},
                      {"chown 0 .", false},

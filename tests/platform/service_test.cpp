@@ -6,7 +6,9 @@
 
 #include <signal.h>
 #include <stdlib.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -48,6 +50,7 @@ TEST_F(Service, StartsStopsAndTellsAnyNumberOfTimes) {
     EXPECT_EQ(pid(), first) << "started once";
   }
   first.pop_back();
+  kill(atoi(first.c_str()), SIGHUP);
   EXPECT_EQ(run("status"), 0);
   EXPECT_EQ(output_, "regserver is running (process " + first + ")\n");
   EXPECT_EQ(system(("ps -f -p " + first + " | grep -q regserver").c_str()), 0);
@@ -62,10 +65,14 @@ TEST_F(Service, StartsStopsAndTellsAnyNumberOfTimes) {
 }
 
 TEST_F(Service, AStalePidFileDoesNotMatter) {
-  // A number that nobody has, one of somebody else, no number at all.
-  for (std::string const& stale :
-       {std::string("4194999\n"), std::to_string(getpid()) + "\n", std::string("-1\n"),
-        std::string("1; exit 0\n"), std::string()}) {
+  ScratchHome other;
+  other.start();
+  RegistryClient others_client(other.address());
+  setenv("ZEVA_HOME", home_.path().c_str(), 1);
+  // A number that nobody has, one of somebody else, of another home's server, no number at all.
+  for (std::string const& stale : {std::string("4194999\n"), std::to_string(getpid()) + "\n",
+                                   read_text(other.config("regserver.pid")), std::string("-1\n"),
+                                   std::string("1; exit 0\n"), std::string()}) {
     std::ofstream(home_.config("regserver.pid")) << stale;
     EXPECT_EQ(run("status"), 3) << stale;
     EXPECT_EQ(run("stop"), 0) << stale;
@@ -73,6 +80,7 @@ TEST_F(Service, AStalePidFileDoesNotMatter) {
     kill(atoi(pid().c_str()), SIGKILL);
     while (run("status") == 0) usleep(1000);
   }
+  EXPECT_EQ(others_client.create("still there"), NVREG_OK);
 }
 
 TEST_F(Service, StartSaysWhyNot) {
@@ -95,8 +103,11 @@ TEST_F(Service, StartSaysWhyNot) {
   ASSERT_EQ(run("start"), 0) << output_;
   std::string const running = pid();
   fs::remove(home_.config("regserver.pid"));
-  set_settings("CFILTER_REGSERVER_PORT=" + std::to_string(home_.port() ^ 1) + "\n");
+  int const other = socket(AF_INET, SOCK_STREAM, 0);
+  set_settings("CFILTER_REGSERVER_PORT=" + std::to_string(bind_to_loopback(other)) + "\n");
+  close(other);
   EXPECT_EQ(run("start"), 1) << "one server for a store";
+  EXPECT_NE(output_.find("another server has it open"), std::string::npos) << output_;
   std::ofstream(home_.config("regserver.pid")) << running;
   EXPECT_EQ(run("stop"), 0);
 
@@ -106,6 +117,7 @@ TEST_F(Service, StartSaysWhyNot) {
   EXPECT_EQ(run("start"), 1);
   EXPECT_NE(output_.find("the store cannot be read"), std::string::npos) << output_;
   EXPECT_NE(home_.reports().find("the store cannot be read"), std::string::npos);
+  EXPECT_EQ(fs::status(home_.config("registry.log")).permissions(), fs::perms(0600));
 }
 
 TEST_F(Service, AHomeOfAnyName) {

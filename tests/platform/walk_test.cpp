@@ -59,7 +59,7 @@ class Walk : public testing::Test {
     using std::string_view_literals::operator""sv;
     static constexpr std::string_view data[] = {
         ""sv,         "\0"sv,           "text\0"sv,           "text"sv,    "two\nlines\0"sv,
-        "a\0b\0\0"sv, "a\0\0b\0"sv,     " blank \0"sv,        " \0"sv,     "cr\r\n\0"sv,
+        "a\0b\0\0"sv, "a\0\0b\0"sv,     " blank \0"sv,        " \0"sv,     "c\r\nr\0"sv,
         "\xff\0"sv,   "\xef\xbf\xbf"sv, "<!-- crc32 -->\0"sv, "&amp;\0"sv, "\x7f\x80"sv};
     if (type == NVREG_DWORD) return std::string(4, static_cast<char>(any(256)));
     return any(16) == 0 ? std::string(5000, 'x') : std::string(data[any(std::size(data))]);

@@ -72,8 +72,8 @@ Edit const kEdits[] = {
      "missing xfilter.txt common.filterNum: announces 2000000000, of which 1999999997 are missing",
      "missing xfilter.txt filter4.patternNum: announces 3, of which 3 are missing"},
     {"quarantine.txt", "FileNum=1:", "FileNum=1:200000000", "missing quarantine.txt area"},
-    {"address.txt", "Num=1:3", "Num=1:400",
-     "address-groups address.txt common.Num: 400 groups take at least as many seconds, and "
+    {"address.txt", "Num=1:3", "Num=1:300",
+     "address-groups address.txt common.Num: 300 groups take at least as many seconds, and "
      "the ",
      "missing address.txt addressList4: is announced by a number, but missing or empty"},
     {"address.txt", "address=2:" + kGroup + "secretary@example.com", "address=2:;;",

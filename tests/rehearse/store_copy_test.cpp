@@ -33,10 +33,11 @@ class StoreCopy : public testing::Test {
 
   // Replaces every file as the server does.
   void put(std::string const& content) {
-    for (std::string const name : zeva::kStoreFiles) {
-      work_.write("new", content);
-      std::filesystem::rename(work_ / "new", work_ / name);
-    }
+    for (char const* name : zeva::kStoreFiles) replace(name, content);
+  }
+  void replace(std::string const& name, std::string const& content) {
+    work_.write("new", content);
+    std::filesystem::rename(work_ / "new", work_ / name);
   }
 
   // The three files' contents as they were copied.
@@ -58,6 +59,10 @@ TEST_F(StoreCopy, IsOfOneMomentOrNone) {
     if (++calls_ == 1) put("new");
   };
   EXPECT_EQ(copied(), "new new new ");
+  meanwhile = [&] {
+    if (++calls_ == 8) replace(zeva::kLogFile, "newer");
+  };
+  EXPECT_EQ(copied(), "new newer new ");
   meanwhile = [&] { put("new"); };
   copied(EAGAIN);
 }

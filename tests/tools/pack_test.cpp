@@ -1,4 +1,5 @@
 #include "package_key.h"
+#include "tool.h"
 #include "work_folder.h"
 
 #include <gmock/gmock.h>
@@ -114,6 +115,12 @@ TEST(Pack, AFailingOrInterruptedStepLeavesNothingBehind) {
     if (c.there[0] != '\0') before.insert("pkg");
     EXPECT_EQ(work.names(), before);
   }
+}
+
+TEST(Complaint, CommandsNoTerminal) {
+  testing::internal::CaptureStderr();
+  zeva::complain("a\x1b[2J", "b\x1b[2J");
+  EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::Not(testing::HasSubstr("\x1b")));
 }
 
 }  // namespace
