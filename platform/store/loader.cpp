@@ -80,8 +80,8 @@ void fail(LoadedStore& store, File const& file, Snapshot const& snapshot, File c
   else
     store.failure = "the store cannot be read: " + file.path + ": " + snapshot.why + "; " +
                     backup.path + ": " + before.why +
-                    "; put one of them back, or remove these two and " + log.path +
-                    " to begin with a new store";
+                    "; put one of them back, or move these two and " + log.path +
+                    " away to begin with a new store";
 }
 
 }  // namespace

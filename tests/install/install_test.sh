@@ -23,7 +23,10 @@ quietly home/bin/zeva-pack --help
 quietly "$cmake" --build tool --target uninstall
 facts | diff before -
 
-# The bundled gateway in the place of this one, and then the tool.
+# The bundled gateway does not take its place unasked.
+! "$cmake" --install "$build" --prefix home >log 2>&1
+facts | diff before -
+rm home/bin/regserver
 for part in gateway tool; do quietly "$cmake" --install "$build" --prefix home --component $part; done
 cmp home/config/factory.xml.new "$source/platform/service/factory.xml"
 echo '#include <nvpol.h>
