@@ -1,9 +1,7 @@
 #include "homepath.h"
 #include "names.h"
-#include "scratch_folder.h"
 #include "split.h"
 #include "unicode.h"
-#include "updatelog.h"
 #include "version.h"
 
 #include <gmock/gmock.h>
@@ -93,15 +91,7 @@ TEST(TextUtil, ConvertsToBytesWithinTheBuffer) {
   EXPECT_EQ(std::string(record.comment, sizeof record.comment), std::string(512, 'c'));
 }
 
-TEST(TextUtil, AppendsToTheUpdateLogOfAFolder) {
-  ScratchFolder const folder;
-  EXPECT_EQ(writelog(folder.path(), "nowhere to go"), -1);
-  std::filesystem::create_directory(folder / "log");
-  writelog(folder.path(), "one");
-  writelog(folder.path(), "two");
-  EXPECT_THAT(folder.read("log/updatelog.debug"),
-              testing::MatchesRegex("... ... ../../.. ..:..[AP]M   one... ... ../../.. "
-                                    "..:..[AP]M   two"));
+TEST(TextUtil, KnowsTheHome) {
   setenv("ZEVA_HOME", std::string(300, 'h').c_str(), 1);
   EXPECT_EQ(gethomepath(), std::string(255, 'h'));
   unsetenv("ZEVA_HOME");
