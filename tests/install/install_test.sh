@@ -27,16 +27,27 @@ facts | diff before -
 ! "$cmake" --install "$build" --prefix home >log 2>&1
 facts | diff before -
 rm home/bin/regserver
+mkdir -p pages home/share
+ln -s ../../pages home/share/man
 for part in gateway tool; do quietly "$cmake" --install "$build" --prefix home --component $part; done
 cmp home/config/factory.xml.new "$source/platform/service/factory.xml"
 echo '#include <nvpol.h>
 int main() { int32_t status = 0; return nvpol_openRuleHive(nullptr, 0, &status) != nullptr; }' >client.cpp
 quietly "$@" client.cpp -o client $(pkg-config --cflags --libs libnvpol)
 ./client
-# It is not taken out while it runs, and what somebody has changed stays.
-echo 'exit 0' >home/bin/migration/S99Reg
-! "$cmake" --build "$build" --target uninstall >log 2>&1
+# It is not taken out while it runs or may run, nor is anything outside of the home, and what somebody
+# has changed stays.
+refuses() { if "$cmake" --build "$build" --target uninstall >log 2>&1; then exit 1; fi; }
+for status in 0 4; do
+    echo "exit $status" >home/bin/migration/S99Reg
+    refuses
+done
 echo 'exit 3' >home/bin/migration/S99Reg
+record=home/share/zeva-migrate/installed.sha256
+sha256sum before | sed 's|  |  ../|' >>$record
+refuses
+sed -i '$d' $record
 { grep -e RegSvrCfg -e config -e xhtml before && facts | grep migration/S99Reg; } | sort >after
 quietly "$cmake" --build "$build" --target uninstall
 facts | diff after -
+[ -z "$(find pages -type f)" ]
