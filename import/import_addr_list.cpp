@@ -5,6 +5,7 @@
 #include "importers.h"
 #include "package_names.h"
 #include "runlog.h"
+#include "textfield.h"
 #include "value_table.h"
 
 #include <unistd.h>

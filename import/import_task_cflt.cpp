@@ -22,7 +22,7 @@ constexpr int kTaskKeyCode = 112;
 using RequiredSections = std::span<RequiredSection const>;
 
 // The index of the first required section that satisfies `matches`, or their number.
-template <typename Matches>
+template <class Matches>
 std::size_t rank_of(RequiredSections required, Matches matches) {
   return static_cast<std::size_t>(std::ranges::find_if(required, matches) - required.begin());
 }

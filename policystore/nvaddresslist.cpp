@@ -1,5 +1,7 @@
 #include "nvaddresslist.h"
 
+#include "textfield.h"
+
 #include <algorithm>
 
 namespace {

@@ -1,5 +1,7 @@
 #include "nvclassification.h"
 
+#include "textfield.h"
+
 #include <algorithm>
 
 using zeva::fill_field;

@@ -2,6 +2,7 @@
 
 #include "buffers.h"
 #include "nvrulehive_forms.h"
+#include "textfield.h"
 
 #include <stdio.h>
 

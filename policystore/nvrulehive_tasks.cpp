@@ -1,6 +1,7 @@
 // The tasks of rules.
 
 #include "nvrulehive_forms.h"
+#include "textfield.h"
 
 #include <stdio.h>
 

@@ -35,18 +35,4 @@ class PolicyHive : public ErrorRecord {
   _NvPolComHandle* hive_ = nullptr;
 };
 
-// Fills a record's text field with at most `limit` bytes. A text that fills the field has no
-// terminator.
-template <size_t size>
-void fill_field(char (&field)[size], std::string const& text, size_t limit = size) {
-  memset(field, 0, size);
-  text.copy(field, limit);
-}
-
-// The text of a record's field, terminated or not.
-template <size_t size>
-std::string read_field(char const (&field)[size]) {
-  return std::string(field, strnlen(field, size));
-}
-
 }  // namespace zeva

@@ -9,7 +9,7 @@ namespace {
 
 constexpr int32_t kStringBuffer = 8200;
 
-void fill_field(icu::UnicodeString const& text, char* field, int32_t size) {
+void put_utf8(icu::UnicodeString const& text, char* field, int32_t size) {
   // A text that does not fit fills the field: it is meant to be cut.
   if (!text.isEmpty()) (void)convustringtocodepage("UTF8", text, field, size);
 }
@@ -60,7 +60,7 @@ int convunicodetostring(icu::UnicodeString const& text, std::string& out) {
 
 int commonustringtoutf8(_NvPolCommAttrib& record, icu::UnicodeString const& display_name,
                         icu::UnicodeString const& comment) {
-  fill_field(display_name, record.displayName, sizeof record.displayName);
-  fill_field(comment, record.comment, sizeof record.comment);
+  put_utf8(display_name, record.displayName, sizeof record.displayName);
+  put_utf8(comment, record.comment, sizeof record.comment);
   return 0;
 }

@@ -1,6 +1,7 @@
 #include "records.h"
 
 #include <stddef.h>
+#include <string.h>
 
 #include <span>
 

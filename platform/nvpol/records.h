@@ -3,25 +3,7 @@
 
 #include "objects.h"
 
-#include <string.h>
-
-#include <string>
-
 namespace zeva {
-
-// The text of a record's field: up to its first NUL, or all of it.
-template <size_t size>
-std::string field_text(char const (&field)[size]) {
-  return std::string(field, strnlen(field, size));
-}
-
-// Fills a field with a text, cut at the field's size, and with NULs after it.
-template <size_t size>
-void fill_field(char (&field)[size], std::string const& text) {
-  size_t const length = strnlen(text.c_str(), size);
-  memcpy(field, text.c_str(), length);
-  memset(field + length, 0, size - length);
-}
 
 // Stores a record's attributes under `key`. For every attribute record of nvpol.h.
 template <class Record>

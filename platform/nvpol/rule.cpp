@@ -2,6 +2,7 @@
 #include "numberedtexts.h"
 #include "records.h"
 #include "rulelayout.h"
+#include "textfield.h"
 
 #include <algorithm>
 
@@ -15,9 +16,9 @@ NumberedTexts conditions_of(_NvPolComHandle* rule) {
 
 [[nodiscard]] int32_t add_condition(_NvPolComHandle* rule, _NvPolAddrPairCond const* condition) {
   if (!condition) return NVREG_BAD_ARGUMENT;
-  std::string const sender = field_text(condition->sender);
+  std::string const sender = read_field(condition->sender);
   if (sender.find(';') != std::string::npos) return NVREG_BAD_NAME;
-  return conditions_of(rule).append({sender + ";" + field_text(condition->recipient)});
+  return conditions_of(rule).append({sender + ";" + read_field(condition->recipient)});
 }
 
 // A stored condition as it is handed out, each side cut to what fits.
@@ -151,8 +152,8 @@ void nvpol_removeCondition(_NvPolComHandle* rule, const _NvPolAddrPairCond* cond
     if (!condition) return NVREG_BAD_ARGUMENT;
     return conditions_of(rule).remove([&](std::string const& text) {
       _NvPolAddrPairCond const held = condition_record(text);
-      return field_text(held.sender) == field_text(condition->sender) &&
-             field_text(held.recipient) == field_text(condition->recipient);
+      return read_field(held.sender) == read_field(condition->sender) &&
+             read_field(held.recipient) == read_field(condition->recipient);
     });
   });
 }

@@ -3,6 +3,7 @@
 #include "nvaddresslist.h"
 
 #include "policy_store.h"
+#include "textfield.h"
 
 #include <fstream>
 
@@ -112,10 +113,7 @@ TEST_F(AddressLists, ImportAWholeFileOrNothing) {
                      {"a@x\n@x\n", 2, {}},
                      {"a@x;b@x\r\n\r\nc@x, b@\n", 3, {}},
                      {"\"a@x\nb@x\"\n", 1, {}},
-                     {std::string("a@x\0", 4), 1, {}},
                      {"a b@x", 1, {}},
-                     {"a@x\tb", 1, {}},
-                     {"<a@x", 1, {}},
                      {"a@x>", 1, {}},
                      {"a@b@x", 1, {}}};
   for (auto const& [content, line, expected] : files) {

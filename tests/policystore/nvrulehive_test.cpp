@@ -5,6 +5,7 @@
 #include "nvaddresslist.h"
 #include "nvclassification.h"
 #include "policy_store.h"
+#include "textfield.h"
 
 using testing::ElementsAre;
 using testing::Pair;
