@@ -7,4 +7,7 @@ namespace zeva {
 // the environment's own. Signal handlers may call this: it allocates nothing and takes no lock.
 [[nodiscard]] char const* product_home();
 
+// Where its registry server listens on the loopback address, unless RegSvrCfg.ini names another.
+inline constexpr unsigned short kRegistryPort = 5069;
+
 }  // namespace zeva

@@ -1,7 +1,6 @@
 #include "regserver_address.h"
 
 #include "nvconfigfile.h"
-#include "nvreg.h"
 #include "product_home.h"
 #include "runlog.h"
 
@@ -24,7 +23,7 @@ int getregport(char const* home, std::string& port) {
 namespace zeva {
 
 FixedText<> regserver_address() {
-  std::string port = std::to_string(NVREG_DEFAULT_PORT);
+  std::string port = std::to_string(kRegistryPort);
   (void)getregport(product_home(), port);
   FixedText address;
   address.add("ZEVA:").add(port.c_str());

@@ -50,9 +50,6 @@ typedef enum _NvRegDataType {
       0x7FFFFFFF /* not a type: gives the enumeration room for numbers not known here */
 } _NvRegDataType;
 
-/* The port of a server whose settings, bin/migration/RegSvrCfg.ini of the home, name none. */
-#define NVREG_DEFAULT_PORT 5069
-
 /* Ceilings, in bytes without terminator. Beyond them a call fails with the status beside them. */
 #define NVREG_MAX_NAME 1024u     /* NVREG_NAME_TOO_LONG; also for a component of a path */
 #define NVREG_MAX_PATH 1048576u  /* NVREG_PATH_TOO_LONG; counted from the root */

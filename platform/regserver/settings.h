@@ -1,7 +1,7 @@
 // The server's settings: bin/migration/RegSvrCfg.ini below the home.
 #pragma once
 
-#include "nvreg.h"
+#include "product_home.h"
 
 #include <stdint.h>
 
@@ -10,7 +10,7 @@
 namespace zeva {
 
 struct Settings {
-  uint16_t port = NVREG_DEFAULT_PORT;
+  uint16_t port = kRegistryPort;
 };
 
 // Reads section CFILTER_REGSERVER: CFILTER_REGSERVER_PORT, and CFILTER_REGSERVER_ADDRESS, which may

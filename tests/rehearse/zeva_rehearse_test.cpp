@@ -1,7 +1,7 @@
 // The installed zeva-rehearse, over the store of a gateway that goes on serving.
 
-#include "nvreg.h"
 #include "package_key.h"
+#include "product_home.h"
 #include "registry_client.h"
 #include "scratch_home.h"
 #include "work_folder.h"
@@ -98,7 +98,7 @@ TEST_F(Rehearse, AGoodPackage) {
   int const gateway = socket(AF_INET, SOCK_STREAM, 0);
   sockaddr_in address = {};
   address.sin_family = AF_INET;
-  address.sin_port = htons(NVREG_DEFAULT_PORT);
+  address.sin_port = htons(zeva::kRegistryPort);
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   (void)bind(gateway, reinterpret_cast<sockaddr*>(&address), sizeof address);
   listen(gateway, 1);
