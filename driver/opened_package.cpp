@@ -1,6 +1,7 @@
 #include "opened_package.h"
 
 #include "commands.h"
+#include "descriptor.h"
 #include "fixed_text.h"
 #include "package_guard.h"
 #include "package_key.h"
@@ -91,20 +92,19 @@ bool copy_into_own_file(int source, off_t size) {
 // cp gives the copy the owner of the package, who may then change it or put something else in its
 // place. Its bytes go on in a file that nobody else has ever been able to open.
 bool take_copy_over() {
-  int source = open(kPackageCopy, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  Descriptor const source(
+      open(kPackageCopy, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
   struct stat status;
-  bool taken = source >= 0 && fstat(source, &status) == 0 && S_ISREG(status.st_mode) &&
-               copy_into_own_file(source, status.st_size);
-  if (source >= 0) close(source);
-  return taken;
+  return source && fstat(source.get(), &status) == 0 && S_ISREG(status.st_mode) &&
+         copy_into_own_file(source.get(), status.st_size);
 }
 
 // The copy is made closed before cp fills it, so that nobody else can put something in its place.
 int copy_package(char const* package) {
   unlink(kPackageCopy);
-  int fd = open(kPackageCopy, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-  if (fd >= 0) close(fd);
-  if (fd < 0 || !copyfile(package, kPackageCopy) || !take_copy_over()) {
+  bool const made =
+      !!Descriptor(open(kPackageCopy, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+  if (!made || !copyfile(package, kPackageCopy) || !take_copy_over()) {
     LogDebugMessage("Error [%d]: backup package failed.", 233);
     return kNotCopied;
   }
@@ -123,7 +123,8 @@ int make_unpack_folder() {
     LogDebugMessage("Error [%d]: make temp dir failed.", 245);
     return kNoUnpackFolder;
   }
-  (void)delete_all_files_in_folder(kUnpackFolder);  // tar tells when what stays is in its way
+  // What cannot be removed stays; tar tells when it is in the way.
+  (void)delete_all_files_in_folder(kUnpackFolder);
   return 0;
 }
 
@@ -132,8 +133,7 @@ bool write_key_file() {
   unlink(kKeyFile);
   int fd = open(kKeyFile, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
   if (fd < 0) return false;
-  bool written = write(fd, zeva::kPackageKey.data(), zeva::kPackageKey.size()) ==
-                 ssize_t{zeva::kPackageKey.size()};
+  bool written = write(fd, kPackageKey.data(), kPackageKey.size()) == ssize_t{kPackageKey.size()};
   return close(fd) == 0 && written;
 }
 
@@ -190,7 +190,7 @@ int unpack_package() {
 int check_package() {
   LogDebugMessage("Check MD5 of package...");
   FixedText command;
-  command.add("md5sum -c ").add(kUnpackFolder).add("/").add(zeva::kChecksumFile);
+  command.add("md5sum -c ").add(kUnpackFolder).add("/").add(kChecksumFile);
   command.add(" > /dev/null 2>&1");
   bool safe = chdir(kUnpackFolder) == 0 && checksum_list_is_safe(kUnpackFolder);
   int status = safe ? run_shell(command) : -1;

@@ -1,6 +1,7 @@
 #include "package_guard.h"
 
 #include "checksum_list.h"
+#include "descriptor.h"
 #include "package_names.h"
 #include "trusted_open.h"
 
@@ -157,12 +158,10 @@ bool checksum_list_is_safe(char const* folder) {
   off_t size;
   bool const settled = Way(folder).is_settled(kChecksumFile);
   if (!settled || !may_be_read(path.c_str(), size) || size > kLargestList) return false;
-  int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-  if (fd < 0) return true;
-  ChecksumList list(fd);
-  bool safe = listed_files_are_safe(list, folder);
-  close(fd);
-  return safe;
+  Descriptor const file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  if (!file) return true;
+  ChecksumList list(file.get());
+  return listed_files_are_safe(list, folder);
 }
 
 }  // namespace zeva

@@ -109,11 +109,10 @@ class NamedSequence {
   // Appends an item of a new name.
   void append(Item&& item, uint32_t hash) {
     make_room(items_);
+    // Where there is no memory for it, there must be no item that is not found.
+    if (!index_.empty()) index_.add(hash, static_cast<uint32_t>(items_.size() + 1));
     items_.push_back(std::move(item));
-    if (!index_.empty())
-      index_.add(hash, static_cast<uint32_t>(items_.size()));
-    else if (items_.size() > kScanned)
-      index_items();
+    if (index_.empty() && items_.size() > kScanned) index_items();
   }
 
   // What to prefetch in the turn `at` of many.
