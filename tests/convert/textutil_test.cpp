@@ -22,14 +22,12 @@ TEST(TextUtil, SplitsTrimsAndNames) {
       {parts(divide("a@b@c", first, second)), "xa|yb@c"},
       {parts(splitstring("ab", first, second, ":")), "-"},
       {parts(splitstring("a:b:c", first, second, ":")), "a|b:c"},
-      {parts(splitstring("a::", first, second, "::")), "a|:"},
       {parts(splitstringr("", first, second, "")), "-"},
       {parts(splitstringr("a:b:c", first, second, ":")), "a:b|c"},
       {trimmed(" \t a b  "), "a b"},
       {trimmed("a \t  "), "a \t"},
       {trimmed("  \t "), ""},
       {shown(1234567), "12.345.67"},
-      {shown(345667), "3.456.67"},
       {shown(12345), "0.123.45"},
       {shown(7), "7"}};
   for (auto const& [found, expected] : rows) EXPECT_EQ(found, expected);
@@ -51,7 +49,6 @@ TEST(TextUtil, PacksVersions) {
   } const rows[] = {{.text = "6.5x", .packed = 0x00065000, .shown = "6.5000"},
                     {.text = "6.05", .packed = 0x00060500, .shown = "6.500"},
                     {.text = "6.12345", .packed = 0x00061234, .shown = "6.1234"},
-                    {.text = "10.", .packed = 0x000a0000, .shown = "a.0"},
                     {.text = "7", .packed = 0x00070000, .shown = "7.0"}};
   char text[7];
   for (auto const& row : rows) {

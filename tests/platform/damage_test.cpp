@@ -13,7 +13,6 @@
 #include <sys/resource.h>
 
 #include <filesystem>
-#include <random>
 
 // What the disk says to the syncing of a log.
 static int sync_result = 0;
@@ -216,6 +215,8 @@ TEST_F(Damage, ASnapshotByHandIsReadOrItsLineNamed) {
       {"<value name='v' type='dword'>4294967296</value>",
        "line 2: a dword is a decimal number from 0 to 4294967295"},
       {"<key name='a'>", "line 3: Start-end tags mismatch"},
+      {"<key name=''/>", "line 2: a key needs a name"},
+      {"<value name='v' type='x'/>", "line 2: the type is dword, string, binary or multistring"},
   };
   for (auto& [body, result] : cases) {
     zeva::Key root;
@@ -224,43 +225,6 @@ TEST_F(Damage, ASnapshotByHandIsReadOrItsLineNamed) {
     bool good = zeva::read_snapshot(open + body + "\n</store>", root, generation, why);
     EXPECT_EQ(good ? names(root) : why, result) << body;
   }
-}
-
-// Damage that nobody thought of: no crash, and whatever counts is right.
-TEST_F(Damage, RandomDamageNeverCrashesOrInvents) {
-  unsigned const seed = std::random_device()();
-  SCOPED_TRACE("seed " + std::to_string(seed));
-  std::mt19937 random(seed);
-  auto spoil = [&](std::string bytes) {
-    for (size_t count = random() % 4 + 1; count > 0; --count) {
-      size_t const place = random() % bytes.size();
-      if (random() % 4 == 0)
-        bytes.resize(place + 1);
-      else if (random() % 4 == 0)
-        bytes.insert(place, bytes.substr(random() % bytes.size(), random() % 40));
-      else
-        bytes[place] = static_cast<char>(random());
-    }
-    return bytes;
-  };
-  std::string const snapshot =
-      "<store version='1' generation='0'><key name='a'><value name='v' type='string'>t</value>"
-      "<value name-hex='01' type='multistring'><text>a</text><text>b</text></value><key name='b'/>"
-      "<value name='d' type='dword'>7</value></key><value name='h' type='binary' hex='00ff'/>"
-      "</store>";
-  uint64_t generation;
-  std::string why;
-
-  size_t accepted = 0;
-  for (int i = 0; i < 20000; ++i) {
-    zeva::Key root;
-    if (!zeva::read_snapshot(spoil(snapshot), root, generation, why)) continue;
-    ++accepted;
-    zeva::Key again;
-    ASSERT_TRUE(zeva::read_snapshot(zeva::write_snapshot(root, 1), again, generation, why)) << why;
-    ASSERT_EQ(to_text(again), to_text(root));
-  }
-  EXPECT_GT(accepted, 100u) << "the damage is such that some of it goes unnoticed";
 }
 
 }  // namespace
