@@ -1,5 +1,7 @@
 #include "export_keys.h"
 
+#include <algorithm>
+
 namespace zeva {
 
 namespace {
@@ -14,9 +16,8 @@ std::string_view stem_of(std::string_view name) {
 
 std::string numbered(std::string_view name, int number) {
   std::string_view const stem = stem_of(name);
-  return std::string(stem)
-      .append(std::to_string(number))
-      .append(name.substr(stem.size() + kNumber.size()));
+  name.remove_prefix(std::min(name.size(), stem.size() + kNumber.size()));
+  return std::string(stem).append(std::to_string(number)).append(name);
 }
 
 }  // namespace zeva

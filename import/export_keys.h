@@ -38,15 +38,16 @@ struct ExportSection {
 
   char const* name;
   std::span<ExportKey const> keys;
-  // The registry key that takes the values, as far as its path is the same in every export; null
-  // where nothing is stored, and where the export itself says where.
+  // The registry key that takes the values, as far as its path is the same in every export: from
+  // the registry's root, or, in the parts of a task and a policy, below the key of that. Null where
+  // nothing is stored, and where the export itself says where.
   char const* stored_in;
 };
 
 // The section that every export file begins with.
 inline constexpr char kCommon[] = "common";
 
-// The name of an item.
+// The name of an item; where nothing stands for the number, it is appended.
 [[nodiscard]] std::string numbered(std::string_view name, int number);
 
 // What stands before the number in the name of an item.

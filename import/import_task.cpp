@@ -20,6 +20,6 @@ void import_task(std::string const& exportDir, NvPoRegistry& registry, _NvPolCom
     return;
   }
   // An importer that fails has said why.
-  (void)(kind->import ? kind->import(registry, tasksKey, config)
-                      : import_task_spx(registry, tasksKey, config, policyPath));
+  (void)(filter == kSpamTask ? import_task_spx(registry, tasksKey, config, policyPath)
+                             : kind->import(registry, tasksKey, config));
 }

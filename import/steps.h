@@ -1,5 +1,5 @@
 // The steps that all importers are made of, so that an importer reads like the description of its
-// file: open a key, read rows, write rows, and say under which code it went wrong.
+// file: open a key, delete keys, read a number, and say under which code it went wrong.
 #pragma once
 
 #include "export_keys.h"

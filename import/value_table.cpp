@@ -17,11 +17,13 @@ void ValueTable::add(ExportKey const& key) {
 void ValueTable::add(ExportKey const& key, void* variable) {
   _tag_MAP_ITEM const row = {section_, key.name, key.type, variable};
   (key.optional ? optional_ : required_).push_back(row);
-  if (key.fate == Fate::kStored) stored_.push_back(row);
+  if (key.fate == Fate::kStored) stored_.push_back({"", key.name, key.type, variable});
 }
 
 void* ValueTable::variable(ExportKey const& key) {
-  return std::ranges::find(required_, key.name, &_tag_MAP_ITEM::key)->data;
+  auto const row = std::ranges::find(required_, key.name, &_tag_MAP_ITEM::key);
+  return row != required_.end() ? row->data
+                                : std::ranges::find(optional_, key.name, &_tag_MAP_ITEM::key)->data;
 }
 
 bool ValueTable::read(NvConfigFile const& file) {

@@ -42,7 +42,7 @@ class ValueTable {
   // Writes the rows that are to be stored in order into an open key; false at the first failure.
   [[nodiscard]] bool write(NvPoRegistry& registry, _NvPolComHandle* key);
 
-  // The variable of a required row, which must be in the table.
+  // The variable of a row, which must be in the table.
   long& number(ExportKey const& key) { return *static_cast<long*>(variable(key)); }
   std::string& text(ExportKey const& key) { return *static_cast<std::string*>(variable(key)); }
 
@@ -65,6 +65,7 @@ class ValueTable {
 
 template <auto const& keys, class... Variables>
 void ValueTable::bind(Variables&... variables) {
+  static_assert(((std::is_same_v<Variables, long> || std::is_same_v<Variables, std::string>)&&...));
   constexpr std::array kIsNumber = {std::is_same_v<Variables, long>...};
   static_assert(std::ranges::equal(kIsNumber, keys, {}, {},
                                    [](ExportKey const& key) { return key.type == VALUE_NUMBER; }));

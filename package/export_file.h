@@ -1,4 +1,5 @@
-// The one door through which files of a settings package are opened.
+// The one door through which importers and rehearsal open the files of a settings package. (What
+// md5sum will open of its list is judged before, in driver/package_guard.h.)
 //
 // A package comes from outside, and its policies name further files. So a file counts as readable
 // only when it is a regular file that is reached from the export folder without a link and without

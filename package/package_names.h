@@ -3,8 +3,8 @@
 
 namespace zeva {
 
-// What a migration looks for, in this order; a file's keys stand beside its importer. All other
-// names stand in one of these files.
+// What a migration looks for, in this order; a file's keys stand beside its importer. The files of
+// policies below the top one, and of tasks, are named in policy files.
 inline constexpr char kActionIndex[] = "actionFile.txt";
 inline constexpr char kExceptionFile[] = "excepton.txt";
 inline constexpr char kScanLimitFile[] = "scanlimit.txt";

@@ -3,8 +3,11 @@
 
 #include "export_files.h"
 #include "import_task.h"
+#include "nvconfigfile.h"
 #include "nvpol.h"
+#include "nvporegistry.h"
 #include "project_text.h"
+#include "results.h"
 
 #include <ctype.h>
 
@@ -138,12 +141,16 @@ TEST(LogCodes, AreThoseOfTheCode) {
 TEST(ExportFiles, AreDescribedAsTheyAreRead) {
   std::string const page = read("docs/export-files.md");
   auto const texts = chapters(page);
-  Names keys, actions, required;
+  Names keys, actions;
+  std::regex const needed(R"(\n\| `(\w+?)N?` \| (all|\d{6}) \|)");
   auto const add_sections = [&](std::string const& chapter, auto const& sections) {
     for (zeva::ExportSection const& section : sections) {
       add(keys, chapter, section);
       if (section.stored_in == nullptr) continue;
-      EXPECT_NE(texts.at(chapter).find(section.stored_in), std::string::npos) << section.stored_in;
+      bool const said =
+          texts.at(chapter).find("`" + std::string(section.stored_in) + "`") != page.npos ||
+          texts.at(chapter).find("`" + std::string(section.stored_in) + "\\") != page.npos;
+      EXPECT_TRUE(said) << section.stored_in;
     }
   };
   for (auto const& [name, sections] : zeva::kExportFiles) add_sections(shown(name), sections);
@@ -157,14 +164,32 @@ TEST(ExportFiles, AreDescribedAsTheyAreRead) {
   for (zeva::TaskKind const& kind : zeva::kTaskKinds) {
     std::string const filter = std::to_string(kind.filter);
     if (kind.required.empty()) add_sections("Task files with filter " + filter, kind.sections);
-    for (zeva::RequiredSection const& section : kind.required) {
-      bool const by_all =
-          std::ranges::find(zeva::kGeneralTask, section.name, &zeva::RequiredSection::name) !=
-          std::end(zeva::kGeneralTask);
-      required.insert(std::string(section.name) + (by_all ? " all" : " " + filter));
-    }
+    std::string required, on_page;
+    for (zeva::RequiredSection const& section : kind.required)
+      required.append(section.name).append(" ");
+    for (std::sregex_iterator row(page.begin(), page.end(), needed), end; row != end; ++row)
+      if (!kind.required.empty() && ((*row)[2] == "all" || (*row)[2] == filter))
+        on_page += (*row)[1].str() + " ";
+    EXPECT_EQ(on_page, required) << filter << ": what stands above a missing section is stored";
   }
   EXPECT_EQ(described(page), keys);
   EXPECT_EQ(described_actions(texts.at(action_file)), actions);
-  EXPECT_EQ(all(page, R"(\n\| `(\w+?)N?` \| (all|\d{6}) \|)"), required);
+}
+
+TEST(Limits, AreThoseOfThePages) {
+  std::string const seconds = std::to_string(zeva::kWatchdogSeconds) + " seconds";
+  std::string const bytes = std::to_string(zeva::kValueBuffer).insert(1, ",") + " bytes";
+  std::string const file = std::to_string(zeva::kLargestFile >> 20) + " MiB";
+  std::pair<char const*, std::string> const promises[] = {
+      {"README.md", "at most " + seconds},
+      {"README.md", "more than " + seconds},
+      {"docs/log-codes.md", "more than " + seconds},
+      {"docs/man/zeva-migrate.8", seconds},
+      {"import/results.h", "more than " + seconds},
+      {"docs/export-files.md", "below " + bytes},
+      {"docs/export-files.md", "A text of " + bytes},
+      {"docs/export-files.md", "at most " + file},
+      {"docs/log-codes.md", "larger than " + file}};
+  for (auto const& [page, promise] : promises)
+    EXPECT_NE(read(page).find(promise), std::string::npos) << page << ": " << promise;
 }

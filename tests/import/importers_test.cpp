@@ -3,6 +3,7 @@
 // value for value by the tests of the whole example.
 #include "importers.h"
 
+#include "filter_action_keys.h"
 #include "import_filter_action.h"
 #include "import_fixture.h"
 
@@ -70,6 +71,20 @@ TEST_F(Importers, FilterActionsEndAtTheFirstFailure) {
   old_keys_ = {};
   std::string const empty = "FilterAction [467]: " + reason("REG_EMPTY", "Classification list");
   check(import_filter_action, {}, {{none, {empty}, kEverything}});
+  // Each type that is known can be read, with the keys of its own.
+  for (zeva::ActionType const& type : zeva::kActionTypes) {
+    std::string text = "[action1]\nname=2:A\ncomment=2:\ndisplayName=2:\norder=1:1\nactionType=1:" +
+                       std::to_string(type.type) + "\n";
+    for (zeva::ExportKey const& each : type.keys)
+      text += std::string(each.name) + (each.type == VALUE_NUMBER ? "=1:1\n" : "=2:x\n");
+    write_text(dir_ / "one", text);
+    NvConfigFile one(dir_ / "one");
+    _tag_ACTION action;
+    void* setting = nullptr;
+    EXPECT_EQ(one.readfile(), 0);
+    EXPECT_TRUE(read_action(one, 0, action, &setting)) << type.type;
+    zeva::free_setting(action, setting);
+  }
   auto const save_unknown = [](char const*, char const* regfile) {
     _tag_ACTION action;
     action.actionType = 0x10000;
