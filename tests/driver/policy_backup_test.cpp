@@ -150,7 +150,7 @@ TEST_F(PolicyBackup, PutsBackWhateverFails) {
     EXPECT_EQ(read(config_), test.before);
 
     // The server's last refresh comes after it.
-    write(config_, {{"xml", "the server's"}});
+    write(config_, {{"xml", "SNAPSHOT"}, {"xml.redo", test.before.at("xml.redo") + "more"}});
     zeva::check_restored_policy_files();
     EXPECT_EQ(read(config_), test.before);
   }

@@ -203,7 +203,8 @@ TEST_F(Migration, UsesARunningServerAndItsPort) {
     sed -i s/5069/5070/ $ZEVA_HOME/bin/migration/RegSvrCfg.ini
     S99Reg start
     sed -i /^MultipleCleanLayer/d export/scanlimit.txt
-    rm pkg; zeva-pack export pkg; migrate pkg /mnt/work/log; echo $?; ps -e | grep -c regserver)");
+    rm pkg; zeva-pack export pkg; export COLUMNS=20; migrate pkg /mnt/work/log; echo $?
+    unset COLUMNS; ps -e | grep -c regserver)");
   EXPECT_THAT(run.output, testing::EndsWith("\n242\n0\n"));
   EXPECT_EQ(box_.log()[5], "Backup policy files...");
   EXPECT_EQ(box_.store(), before_);
@@ -282,6 +283,13 @@ TEST_F(Migration, TerminationDuringDecryptionLeavesNoKey) {
     until [ -e deciphering ] || ! kill -0 $pid; do sleep 0.02; done
     ls /tmp; stat -c %a /tmp/rc_key; kill -HUP $pid; kill -TERM $pid; wait $pid; echo $?)");
   EXPECT_EQ(run.output, "migrate\nmigrate.lock\nmigrate_pkg\nrc_key\n600\n156\n");
+  // The keyboard's signals reach the command, for which the run waits.
+  for (char const* name : {"INT", "QUIT"}) {
+    auto quit = box_.run("printf '#!/bin/sh\nkill -" + std::string(name) +
+                         R"( $PPID $$' > $ZEVA_HOME/bin/rc4
+      rm -r /tmp/*; $ZEVA_HOME/bin/migration/zeva-migrate pkg log > output; echo $?)");
+    EXPECT_EQ(quit.output, "156\n") << name;
+  }
   EXPECT_EQ(box_.result(), result_text(-100));
   EXPECT_THAT(box_.tmp(), ElementsAre("migrate", "migrate.lock", "migrate_pkg"));
 }

@@ -113,7 +113,6 @@ TEST_F(AddressLists, ImportAWholeFileOrNothing) {
                      {"a@x\n@x\n", 2, {}},
                      {"a@x;b@x\r\n\r\nc@x, b@\n", 3, {}},
                      {"\"a@x\nb@x\"\n", 1, {}},
-                     {"a b@x", 1, {}},
                      {"a@x>", 1, {}},
                      {"a@b@x", 1, {}}};
   for (auto const& [content, line, expected] : files) {

@@ -86,11 +86,3 @@ TEST(Nvregentry, WritesBinaryAsDecimalAndNeverSucceeds) {
     EXPECT_THAT(buffer, ElementsAre(1, 0, 1, 20, 99));
   }
 }
-
-TEST(Nvregentry, RendersAnUnknownType) {
-  Nvregentry unknown;
-  unknown.settype(kUnknownType);
-  std::string line = "replaced";
-  unknown.getregentrystring("> ", line);
-  EXPECT_EQ(line, ">     Unknow type\n");
-}

@@ -26,7 +26,6 @@ TEST_F(PolicyLibrary, RefusesNulls) {
   _NvPolTaskAttr const attr{};
   std::function<void()> const calls[] = {
       [&] { nvpol_createTask(nullptr, "t", &attr, &status_); },
-      [&] { nvpol_deleteTask(rule_.get(), nullptr, &status_); },
       [&] { nvpol_addCondition(rule_.get(), nullptr, &status_); },
       [&] { nvpol_openRuleByFullName(key_.get(), nullptr, &status_); },
       [&] { nvpol_checkReferInRule(key_.get(), 3, "t", nullptr, nullptr, &status_); }};
