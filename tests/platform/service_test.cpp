@@ -42,14 +42,21 @@ TEST_F(Service, StartsStopsAndTellsAnyNumberOfTimes) {
   EXPECT_EQ(output_, "regserver is not running\n");
   EXPECT_EQ(run("stop"), 0);
   std::string first;
+  std::string const program = home_.path() + "/bin/regserver";
+  fs::copy(fs::read_symlink(program), program + ".new");
+  fs::rename(program + ".new", program);
   for (int i = 0; i < 2; ++i) {
-    ASSERT_EQ(run("start"), 0) << output_;
+    ASSERT_EQ(run("start 9</dev/null"), 0) << output_;
     EXPECT_EQ(output_, "");
     RegistryClient client(home_.address());
     if (i == 0) first = pid();
     EXPECT_EQ(pid(), first) << "started once";
   }
   first.pop_back();
+  std::error_code none;
+  EXPECT_NE(fs::read_symlink("/proc/" + first + "/fd/9", none), "/dev/null") << "its starter's";
+  fs::copy(program, program + ".new");  // an update
+  fs::rename(program + ".new", program);
   kill(atoi(first.c_str()), SIGHUP);
   EXPECT_EQ(run("status"), 0);
   EXPECT_EQ(output_, "regserver is running (process " + first + ")\n");
@@ -81,6 +88,10 @@ TEST_F(Service, AStalePidFileDoesNotMatter) {
     while (run("status") == 0) usleep(1000);
   }
   EXPECT_EQ(others_client.create("still there"), NVREG_OK);
+  // The file of a server that has taken its place.
+  write_text(other.config("regserver.pid"), "1\n");
+  other.stop();
+  EXPECT_EQ(read_text(other.config("regserver.pid")), "1\n");
 }
 
 TEST_F(Service, StartSaysWhyNot) {
