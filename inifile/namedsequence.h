@@ -122,8 +122,8 @@ class NamedSequence {
 
   // True when no name stands twice.
   bool index_items() {
-    index_.reset(std::max(items_.size(), 2 * kScanned));
     std::vector<uint32_t> const hashes = hashes_of(items_);
+    index_.reset(std::max(items_.size(), 2 * kScanned));
 
     bool distinct = true;
     for (size_t i = 0; i < items_.size(); ++i) {

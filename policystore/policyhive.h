@@ -6,8 +6,6 @@
 #include "nvpol.h"
 #include "nvporegistry.h"
 
-#include <string.h>
-
 #include <string>
 #include <vector>
 

@@ -10,12 +10,12 @@ refuse() {
 }
 cd "$home/"
 [ -f $record ] || refuse "nothing has been installed here; name another home in ZEVA_HOME"
-if grep -Eq '  (/|(.*/)?\.\.(/|$))' $record; then
-    refuse "$record names files outside of the home; nothing is removed"
-fi
 
 # All are looked at before the first goes: a library's links are as good as the library.
 looked_at=$(LC_ALL=C sha256sum --check $record 2>/dev/null) || :
+if echo "$looked_at" | grep -Eq '^(/|(.*/)?\.\.(/|:))'; then
+    refuse "$record names files outside of the home; nothing is removed"
+fi
 if echo "$looked_at" | grep -qx 'bin/regserver: OK'; then
     status=0
     said=$(ZEVA_HOME=$PWD bin/migration/S99Reg status 2>&1) || status=$?

@@ -6,8 +6,8 @@
 // no more changes.
 //
 // What fails here, in all of this folder, says so by its result: false, null, a negative status or
-// an errno; the readers of a snapshot's elements return what is wrong, null for nothing. `why` is the reason for a person; it is set on failure only and never stands for a
-// result.
+// an errno; the readers of a snapshot's elements return what is wrong, null for nothing. `why` is
+// the reason for a person; it is set on failure only and never stands for a result.
 #pragma once
 
 #include "files.h"

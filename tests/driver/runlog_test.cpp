@@ -22,8 +22,10 @@ namespace fs = std::filesystem;
 // The signals that are held back while the log's file is written.
 static sigset_t held;
 
+// Visible, because the linker takes the calls of a sanitizer's library for wrapped ones too.
 extern "C" ssize_t __real_write(int fd, void const* bytes, size_t length);
-extern "C" ssize_t __wrap_write(int fd, void const* bytes, size_t length) {
+extern "C" __attribute__((visibility("default"))) ssize_t __wrap_write(int fd, void const* bytes,
+                                                                       size_t length) {
   if (fd != STDOUT_FILENO) sigprocmask(SIG_BLOCK, nullptr, &held);
   return __real_write(fd, bytes, length);
 }

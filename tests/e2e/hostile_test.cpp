@@ -153,7 +153,7 @@ TEST_F(SharedMachine, ACommandOfAnEndedRunIsWaitedFor) {
   for (std::string const signal : {"KILL", "TERM"}) {
     auto next = run("rm -rf /tmp/*; signal=" + signal + R"(
       rm -f pipe; mkfifo pipe; $ZEVA_HOME/bin/migration/zeva-migrate pipe log > output & pid=$!
-      until [ -e /tmp/migrate_pkg ]; do sleep 0.02; done; kill -$signal $pid; wait
+      until ps -e | grep -q ' cp$'; do sleep 0.02; done; kill -$signal $pid; wait
       rm log; migrate pkg log > output; echo $?
       (sleep 0.1; : > pipe) & migrate nope log > output; echo $?)");
     EXPECT_EQ(next.output, "237\n255\n") << signal;
@@ -170,7 +170,7 @@ TEST_F(SharedMachine, NobodyHoldsUpARun) {
     char const* left;  // how many
   } const cases[] = {
       {"mkfifo pipe; $ZEVA_HOME/bin/migration/zeva-migrate pipe log > output & pid=$!\n"
-       "until [ -e /tmp/migrate_pkg ]; do sleep 0.02; done; kill -9 $pid; wait; : > pipe",
+       "until ps -e | grep -q ' cp$'; do sleep 0.02; done; kill -9 $pid; wait; : > pipe",
        "0"},
       {"printf '#!/bin/sh\nsleep 60 & touch /mnt/work/started' > $ZEVA_HOME/bin/migration/S99Reg\n"
        "$ZEVA_HOME/bin/migration/zeva-migrate pkg log > output & pid=$!\n"

@@ -31,6 +31,7 @@ TEST_F(ImportPolicy, LeavesUnreadableBranchesOut) {
   std::vector<ImportCase> cases = {
       missing_file(187, top, {""}),
       {{cardiff, last, itself}, {unreadable(187, itself)}, below_cardiff},
+      {{cardiff, last, top}, {unreadable(187, top)}, below_cardiff},
       missing_value(last, "common.name", below_cardiff),
       missing_value(last, "common.taskNum", below_cardiff),
       missing_value(top, "policy2.name", all_of_cardiff),

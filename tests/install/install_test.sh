@@ -24,7 +24,7 @@ quietly "$cmake" --build tool --target uninstall
 facts | diff before -
 
 # The bundled gateway does not take its place unasked.
-! "$cmake" --install "$build" --prefix home >log 2>&1
+if "$cmake" --install "$build" --prefix home >log 2>&1; then exit 1; fi
 facts | diff before -
 rm home/bin/regserver
 mkdir -p pages home/share
@@ -44,7 +44,7 @@ for status in 0 4; do
 done
 echo 'exit 3' >home/bin/migration/S99Reg
 record=home/share/zeva-migrate/installed.sha256
-sha256sum before | sed 's|  |  ../|' >>$record
+sha256sum before | sed 's|  | *../|' >>$record
 refuses
 sed -i '$d' $record
 { grep -e RegSvrCfg -e config -e xhtml before && facts | grep migration/S99Reg; } | sort >after

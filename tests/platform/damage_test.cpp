@@ -16,7 +16,7 @@
 
 // What the disk says to the syncing of a log.
 static int sync_result = 0;
-extern "C" int __wrap_fdatasync(int) {
+extern "C" __attribute__((visibility("default"))) int __wrap_fdatasync(int) {
   errno = EIO;
   return sync_result;
 }

@@ -24,6 +24,8 @@
 // once more before its last byte.
 static std::function<void(std::string_view)> on_step;
 
+// Visible, because the linker takes the calls of shared libraries for wrapped ones too.
+#pragma GCC visibility push(default)
 extern "C" {
 int __real_fsync(int);
 int __real_rename(char const*, char const*);
@@ -32,6 +34,7 @@ int __wrap_fsync(int);
 int __wrap_rename(char const*, char const*);
 ssize_t __wrap_write(int, void const*, size_t);
 }
+#pragma GCC visibility pop
 int __wrap_fsync(int fd) {
   if (on_step) on_step("fsync");
   return __real_fsync(fd);

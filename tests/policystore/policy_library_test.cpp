@@ -22,21 +22,6 @@ class PolicyLibrary : public PolicyStoreTest {
   int32_t status_ = 0;
 };
 
-TEST_F(PolicyLibrary, RefusesNulls) {
-  _NvPolTaskAttr const attr{};
-  std::function<void()> const calls[] = {
-      [&] { nvpol_createTask(nullptr, "t", &attr, &status_); },
-      [&] { nvpol_addCondition(rule_.get(), nullptr, &status_); },
-      [&] { nvpol_openRuleByFullName(key_.get(), nullptr, &status_); },
-      [&] { nvpol_checkReferInRule(key_.get(), 3, "t", nullptr, nullptr, &status_); }};
-  for (auto const& call : calls) {
-    status_ = 0;
-    call();
-    EXPECT_EQ(status_, NVREG_BAD_ARGUMENT) << "call " << &call - calls;
-  }
-  EXPECT_EQ(nvpol_openTask(rule_.get(), "t", &status_), nullptr) << "half a task";
-}
-
 TEST_F(PolicyLibrary, ReadsRecordsWithinTheirBounds) {
   // On the heap and exactly as large as the record, so that a sanitizer sees any byte beyond it.
   auto full = std::make_unique<_NvPolCommAttrib>();
