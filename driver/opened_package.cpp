@@ -78,7 +78,7 @@ bool copy_bytes(int source, int target, off_t size) {
 }
 
 bool copy_into_own_file(int source, off_t size) {
-  strcpy(unfinished_copy, kUnfinishedCopy);
+  memcpy(unfinished_copy, kUnfinishedCopy, sizeof kUnfinishedCopy);
   int target = mkostemp(unfinished_copy, O_CLOEXEC);
   bool copied = target >= 0 && copy_bytes(source, target, size);
   if (target >= 0) {
