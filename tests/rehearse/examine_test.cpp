@@ -25,7 +25,7 @@ class Package : public WorkFolder {
   [[nodiscard]] Lines findings() const {
     Lines lines;
     for (auto const& finding : zeva::examine_package(*this / "export")) {
-      lines.push_back(finding.kind + " " + finding.file + " " + finding.place + ": " +
+      lines.push_back(finding.kind + " " + finding.file + " " + place_of(finding) + ": " +
                       finding.text);
     }
     return lines;
@@ -66,7 +66,7 @@ Edit const kEdits[] = {
     {"tasks/size.txt", "[size]", "[sise]", "partial tasks/size.txt size: is missing:"},
     {"globalPolicy.txt", "conditionNum=1:1", "conditionNum=1:2000000000",
      "missing globalPolicy.txt condition.condition2: is missing",
-     "skipped globalPolicy.txt condition2: this one and all after it, up to number "
+     "skipped globalPolicy.txt condition.condition2: this one and all after it, up to number "
      "2000000000:"},
     {"xfilter.txt", "filterNum=1:3\n\n[filter1]", "filterNum=1:2000000000\n\n[filter4]",
      "missing xfilter.txt common.filterNum: announces 2000000000, of which 1999999997 are missing",
@@ -77,7 +77,7 @@ Edit const kEdits[] = {
      "the ",
      "missing address.txt addressList4: is announced by a number, but missing or empty"},
     {"address.txt", "address=2:" + kGroup + "secretary@example.com", "address=2:;;",
-     "address-groups address.txt addressList1: holds no address,"},
+     "address-groups address.txt addressList1.address: holds no address,"},
     {"excepton.txt", "[common]", "[common]\r", "carriage-returns excepton.txt : "},
     {"excepton.txt", "[common]", std::string("[other]\na\0b\n[common]", 20),
      "nul-byte excepton.txt : line "},

@@ -34,7 +34,8 @@ zeva::Rehearsal sample() {
                    {"Error [1]: one", "a.txt", true},
                    {"Warning: two\n\tof\u009B it", "b.txt", true},
                    {"Error [3]: \xFF", "a.txt", true}};
-  rehearsal.findings = {{"cut", "a.txt", "s.k", "a text"}, {"unread-file", "\xFF", "", "unread"}};
+  rehearsal.findings = {{"cut", "a.txt", "s", "k", "a text"},
+                        {"unread-file", "\xFF", "", "", "unread"}};
   return rehearsal;
 }
 
@@ -47,30 +48,31 @@ std::string shown(decltype(zeva::report_text) report, zeva::Rehearsal const& reh
 
 TEST(Report, TellsAPersonAll) {
   std::string const plain = shown(zeva::report_text, sample(), false);
-  EXPECT_EQ(plain,
-            "\nResult\n"
-            "  -12: the quarantine areas could not be imported.\n"
-            "\nWarnings and errors\n"
-            "  a.txt\n"
-            "    Error [1]: one\n"
-            "    Error [3]: \\xff\n"
-            "  b.txt\n"
-            "    Warning: two\n"
-            "      of\\xc2\\x9b it\n"
-            "\nChanges in the store: 1 key gained, 2 lost, 1 changed\n"
-            "  ~ both\n"
-            "  +     new=SZ \\x1b[2J\n"
-            "  -     type=SZ 1\n"
-            "  +     type=BI 31 00 \n"
-            "  -     old=SZ 1\n"
-            "  + made\\n\n"
-            "  - gone\\below\n"
-            "  -     =SZ x\n"
-            "\nFindings in the package\n"
-            "  a.txt\n"
-            "    s.k: a text\n"
-            "  \\xff\n"
-            "    unread\n");
+  EXPECT_EQ(
+      plain,
+      "\nResult\n"
+      "  -12: the quarantine areas could not be imported.\n"
+      "\nWarnings and errors\n"
+      "  a.txt\n"
+      "    Error [1]: one\n"
+      "    Error [3]: \\xff\n"
+      "  b.txt\n"
+      "    Warning: two\n"
+      "      of\\xc2\\x9b it\n"
+      "\nChanges in the store: 1 key gained, 2 lost, 1 changed\n"
+      "  ~ both\n"
+      "  +     new=SZ \\x1b[2J\n"
+      "  -     type=SZ 1\n"
+      "  +     type=BI 31 00 \n"
+      "  -     old=SZ 1\n"
+      "  + made\\n\n"
+      "  - gone\\below\n"
+      "  -     =SZ x\n"
+      "\nFindings in the package\n"
+      "  a.txt\n"
+      "    loss: s.k: a text; shorten it\n"
+      "  \\xff\n"
+      "    loss: unread; correct the name or the number of items, if it was to be imported\n");
   // Colours are the only control bytes.
   std::regex const colour("\033\\[(0|1|31|32|33)m");
   EXPECT_EQ(std::regex_replace(shown(zeva::report_text, sample(), true), colour, ""), plain);

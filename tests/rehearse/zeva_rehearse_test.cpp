@@ -112,7 +112,8 @@ TEST_F(Rehearse, AGoodPackage) {
   EXPECT_EQ(report["factory_store"], false);
   EXPECT_EQ(report["notes"].size(), 0u) << report["notes"];
   EXPECT_EQ(report["findings"].dump(),
-            R"([{"file":"scanlimit.txt","kind":"unread-key","place":"common.Fun",)"
+            R"([{"advice":"correct the name, if it was to be imported","file":"scanlimit.txt",)"
+            R"("key":"Fun","kind":"unread-key","section":"common","severity":"loss",)"
             R"("text":"no importer asks for this key"}])");
   std::vector<std::string> troubles;
   for (auto const& line : report["log"]) {
@@ -145,7 +146,8 @@ TEST_F(Rehearse, AHostilePackageShowsNoControlBytes) {
     EXPECT_THAT(text, HasSubstr("registry\\policy\\Rule\\\\x1b]0;x"));
     EXPECT_THAT(text, HasSubstr("\\x1b[2J'$(touch x).txt"));
     for (std::string const outside : {"link.txt", "tasks/../tasks/disclaimer.txt"}) {
-      EXPECT_THAT(text, HasSubstr("\n  " + outside + "\n    the task: the file cannot be read\n"));
+      EXPECT_THAT(text,
+                  HasSubstr("\n  " + outside + "\n    loss: the task: the file cannot be read;"));
     }
     for (std::string const forbidden : {"\033]", "\033[2J", "\x9b"}) {
       EXPECT_THAT(text, Not(HasSubstr(forbidden)));

@@ -48,8 +48,8 @@ class Examiner {
   using Reader = std::optional<ExportReader>;
   using FileSet = std::set<std::pair<dev_t, ino_t>>;
 
-  void report(std::string const& kind, std::string const& file, std::string const& text) {
-    findings_.push_back({kind, file, "", text});
+  void report(Kind kind, std::string const& file, std::string const& text) {
+    findings_.emplace_back(kind, file, "", "", text);
   }
 
   // Opens a file that its importer cannot do without.
@@ -91,7 +91,7 @@ class Examiner {
     int const actions = file.asked_number(kCommon, kActionCount).value_or(0);
     auto const held = held_sections(file.file(), kAction.name, actions);
     for (int const i : held) examine_action(file, numbered(kAction.name, i));
-    file.report_missing(held, place_of(kCommon, kActionCount.name), actions);
+    file.report_missing(held, kCommon, kActionCount, actions);
   }
 
   void examine_action(ExportReader& file, std::string const& section) {
@@ -101,7 +101,7 @@ class Examiner {
     auto const kind = std::ranges::find(kActionTypes, *type, &ActionType::type);
     if (kind == std::end(kActionTypes)) {
       file.report(
-          "skipped", section,
+          "skipped", section, "",
           "actions of type " + std::to_string(*type) + " are unknown: the import ends here");
       return;
     }
@@ -112,7 +112,7 @@ class Examiner {
   // from a hostile file; where nothing follows, the examination ends.
   static bool ends(ExportReader& file, std::string const& section) {
     if (!file.keys(section).empty()) return false;
-    file.report("missing", section, "is announced by a number, but missing or empty");
+    file.report("missing", section, "", "is announced by a number, but missing or empty");
     return true;
   }
 
@@ -174,7 +174,7 @@ class Examiner {
   void examine_policy(ExportReader& file, size_t depth, std::vector<PolicyToDo>& waiting) {
     file.values(kCommon, kPolicy.keys);
     if (std::string const place = file.take_unreadable(); !place.empty()) {
-      file.report("skipped", "", "the policy and all below it: " + place + " cannot be read");
+      file.report("skipped", "", "", "the policy and all below it: " + place + " cannot be read");
       return;
     }
     auto const count = [&](ExportKey const& key) {
@@ -186,7 +186,7 @@ class Examiner {
     for (int i = 1; i <= tasks; ++i) {
       auto const task = file.value(numbered(kTask.name, i), kTaskFileName);
       if (!task) {
-        skip_rest(file, kTask.name, i, tasks);
+        skip_rest(file, numbered(kTask.name, i), "", tasks);
         break;
       }
       examine_task(*task);
@@ -198,7 +198,7 @@ class Examiner {
       auto const name = file.value(section, kSubPolicyName);
       auto const below = file.value(section, kSubPolicyFileName);
       if (!name || !below) {
-        skip_rest(file, kSubPolicy.name, i, policies);
+        skip_rest(file, section, "", policies);
         break;
       }
       waiting.push_back({*below, depth});
@@ -210,15 +210,16 @@ class Examiner {
     ExportKey const& key = section.keys.front();
     for (int i = 1; i <= count; ++i) {
       if (!file.item(section.name, key, i)) {
-        skip_rest(file, key.name, i, count);
+        skip_rest(file, section.name, numbered(key.name, i), count);
         return;
       }
     }
   }
 
-  static void skip_rest(ExportReader& file, char const* item, int from, int count) {
+  static void skip_rest(ExportReader& file, std::string const& section, std::string const& key,
+                        int count) {
     std::string const place = file.take_unreadable();
-    file.report("skipped", numbered(item, from),
+    file.report("skipped", section, key,
                 "this one and all after it, up to number " + std::to_string(count) + ": " + place +
                     " cannot be read");
   }
@@ -243,7 +244,7 @@ class Examiner {
     int const filters = file->number(kCommon, kExtraFilterCount);
     auto const held = held_sections(file->file(), kExtraFilter.name, filters);
     for (int const i : held) examine_extra_filter(*file, i);
-    file->report_missing(held, place_of(kCommon, kExtraFilterCount.name), filters);
+    file->report_missing(held, kCommon, kExtraFilterCount, filters);
     close(*file);
   }
 
@@ -255,9 +256,9 @@ class Examiner {
     std::string const list = numbered(kPatterns.name, number);
     auto const held = held_keys(file.file(), list, kPattern.name, patterns, kFirstPattern);
     for (int const i : held) file.item(list, kPattern, i);
-    file.report_missing(held, place_of(section, kPatternCount.name), patterns);
+    file.report_missing(held, section, kPatternCount, patterns);
     if (std::string const place = file.take_unreadable(); !place.empty()) {
-      file.report("partial", section, "is not imported whole: " + place + " cannot be read");
+      file.report("partial", section, "", "is not imported whole: " + place + " cannot be read");
     }
   }
 
@@ -266,7 +267,7 @@ class Examiner {
     if (!file) return;
     int const groups = file->number(kCommon, kAddressListCount);
     if (groups >= kWatchdogSeconds) {
-      file->report("address-groups", place_of(kCommon, kAddressListCount.name),
+      file->report("address-groups", kCommon, kAddressListCount.name,
                    std::to_string(groups) + " groups take at least as many seconds, and the " +
                        "import is ended and undone after " + std::to_string(kWatchdogSeconds));
     }
@@ -282,7 +283,7 @@ class Examiner {
     std::vector<std::string> addresses;
     if (text) parse_multi_str(text->c_str(), addresses);
     if (text && addresses.empty()) {
-      file.report("address-groups", section,
+      file.report("address-groups", section, kAddresses.name,
                   "holds no address, which ends the import and undoes it");
     }
   }

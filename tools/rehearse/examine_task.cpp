@@ -16,7 +16,7 @@ namespace {
 void report_part(ExportReader& file, std::string const& part) {
   std::string const place = file.take_unreadable();
   if (place.empty()) return;
-  file.report("partial", part, "is not imported: " + place + " cannot be read");
+  file.report("partial", part, "", "is not imported: " + place + " cannot be read");
 }
 
 bool examine_part(ExportReader& file, ExportSection const& section) {
@@ -27,7 +27,7 @@ bool examine_part(ExportReader& file, ExportSection const& section) {
 
 void report_left_out(ExportReader& file, ExportSection const& section,
                      ExportSection const& before) {
-  file.report("partial", section.name,
+  file.report("partial", section.name, "",
               std::string("is not imported, because ") + before.name + " is not");
 }
 
@@ -41,14 +41,14 @@ void examine_mail_lists(ExportReader& file) {
   std::string const section = kMailLists.name;
   file.values(section, kMailListHead.keys);
   if (std::string const place = file.take_unreadable(); !place.empty()) {
-    file.report("partial", section, "no list is imported: " + place + " cannot be read");
+    file.report("partial", section, "", "no list is imported: " + place + " cannot be read");
     return;
   }
   for (size_t i = 0; i < std::size(kMailListKeys); ++i) {
     int const size = file.asked_number(section, kMailListSizes[i]).value_or(0);
     auto const held = held_keys(file.file(), section, kMailListKeys[i].name, size);
     for (int const n : held) file.item(section, kMailListKeys[i], n);
-    file.report_missing(held, place_of(section, kMailListSizes[i].name), size);
+    file.report_missing(held, section, kMailListSizes[i], size);
   }
   file.take_unreadable();
 }
@@ -65,7 +65,7 @@ void examine_content_task(ExportReader& file, std::span<RequiredSection const> r
   auto const sections = file.sections();
   for (RequiredSection const& wanted : required) {
     if (std::ranges::any_of(sections, [&](auto const& name) { return wanted.is(name); })) continue;
-    file.report("partial", std::string(wanted.name),
+    file.report("partial", std::string(wanted.name), "",
                 "is missing: the task is imported in part only");
   }
   for (std::string const& section : sections) {
@@ -83,9 +83,9 @@ void examine_task(ExportReader& file) {
   int const filter = file.asked_number(kCommon, kTaskFilter).value_or(0);
   auto const kind = std::ranges::find(kTaskKinds, filter, &TaskKind::filter);
   if (!head) {
-    file.report("skipped", "", "the task: " + place + " cannot be read");
+    file.report("skipped", "", "", "the task: " + place + " cannot be read");
   } else if (kind == std::end(kTaskKinds)) {
-    file.report("skipped", place_of(kCommon, kTaskFilter.name),
+    file.report("skipped", kCommon, kTaskFilter.name,
                 "the task: there is no filter of number " + std::to_string(filter));
   } else if (filter == kVirusTask) {
     examine_virus_task(file);

@@ -70,10 +70,6 @@ char const* describe(tag_VALUE_TYPE type) {
 
 }  // namespace
 
-std::string place_of(std::string section, std::string const& key) {
-  return section.append(".").append(key);
-}
-
 ExportReader::ExportReader(std::string const& folder, std::string const& name,
                            std::vector<Finding>& findings)
     : folder_(folder), name_(name), findings_(findings) {}
@@ -96,8 +92,8 @@ bool ExportReader::read() {
 }
 
 void ExportReader::note_bytes(std::string_view bytes) {
-  auto const note = [&](char const* kind, std::string const& text) {
-    about_bytes_.push_back({kind, name_, "", text});
+  auto const note = [&](Kind kind, std::string const& text) {
+    about_bytes_.emplace_back(kind, name_, "", "", text);
   };
   if (bytes.starts_with("\xEF\xBB\xBF")) {
     note("byte-order-mark", "begins with a byte order mark, which becomes part of its first line");
@@ -145,35 +141,36 @@ std::optional<std::string> ExportReader::value(std::string const& section, Expor
   if (file_.getattribute(section, key.name, text) != 0) {
     if (key.optional) return std::nullopt;
     if (unreadable_.empty()) unreadable_ = place;
-    report("missing", place, "is missing");
+    report("missing", section, key.name, "is missing");
     return std::nullopt;
   }
   asked_.emplace(section, key.name);
   RegValue parsed;
   if (!parse_str(trans_str(text).c_str(), parsed, key.type)) {
     if (unreadable_.empty()) unreadable_ = place;
-    report("lost-value", place, "\"" + text + "\" is not " + describe(key.type));
+    report("lost-value", section, key.name, "\"" + text + "\" is not " + describe(key.type));
     return std::nullopt;
   }
   std::string payload = parsed.text;
   free(parsed.text);
-  report_loss(place, static_cast<tag_VALUE_TYPE>(parsed.type), key.fate, payload);
+  report_loss(section, key, static_cast<tag_VALUE_TYPE>(parsed.type), payload);
   return payload;
 }
 
-void ExportReader::report_loss(std::string const& place, tag_VALUE_TYPE type, Fate fate,
-                               std::string const& payload) {
+void ExportReader::report_loss(std::string const& section, ExportKey const& key,
+                               tag_VALUE_TYPE type, std::string const& payload) {
+  Fate const fate = key.fate;
   std::string const cut = fate == Fate::kUsed        ? ""
                           : fate == Fate::kShownName ? text_loss(payload, NVPOL_DISPLAY_NAME_SIZE)
                           : fate == Fate::kRemark    ? text_loss(payload, NVPOL_COMMENT_SIZE)
                           : type == VALUE_TEXT       ? text_loss(payload, kValueBuffer)
                           : type == VALUE_LIST       ? list_loss(payload)
                                                      : "";
-  if (!cut.empty()) report("cut", place, cut);
+  if (!cut.empty()) report("cut", section, key.name, cut);
   std::string const lost = type == VALUE_NUMBER       ? number_loss(payload)
                            : type == VALUE_IDENTIFIER ? identifier_loss(payload)
                                                       : "";
-  if (!lost.empty()) report("lost-value", place, lost);
+  if (!lost.empty()) report("lost-value", section, key.name, lost);
 }
 
 int ExportReader::number(std::string const& section, ExportKey const& key) {
@@ -221,16 +218,16 @@ std::string ExportReader::take_unreadable() {
   return std::exchange(unreadable_, "");
 }
 
-void ExportReader::report(std::string const& kind, std::string const& place,
+void ExportReader::report(Kind kind, std::string const& section, std::string const& key,
                           std::string const& text) {
-  findings_.push_back({kind, name_, place, text});
+  findings_.emplace_back(kind, name_, section, key, text);
 }
 
-void ExportReader::report_missing(std::vector<int> const& held, std::string const& place,
-                                  int count) {
+void ExportReader::report_missing(std::vector<int> const& held, std::string const& section,
+                                  ExportKey const& key, int count) {
   long long const missing = count - static_cast<long long>(held.size());
   if (missing <= 0) return;
-  report("missing", place,
+  report("missing", section, key.name,
          "announces " + std::to_string(count) + ", of which " + std::to_string(missing) +
              (missing == 1 ? " is" : " are") + " missing");
 }
@@ -244,12 +241,12 @@ void ExportReader::report_unasked() {
     }
     if (unasked.size() == all.size()) {
       if (!section.empty() || !all.empty()) {
-        report("unread-section", section, "no importer asks for this section");
+        report("unread-section", section, "", "no importer asks for this section");
       }
       continue;
     }
     for (std::string const& key : unasked) {
-      report("unread-key", place_of(section, key), "no importer asks for this key");
+      report("unread-key", section, key, "no importer asks for this key");
     }
   }
 }

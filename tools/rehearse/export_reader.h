@@ -20,9 +20,6 @@
 
 namespace zeva {
 
-// "section.key", as findings name a place.
-[[nodiscard]] std::string place_of(std::string section, std::string const& key);
-
 class ExportReader {
  public:
   // `name` is relative to `folder`, which must be the unpacked package.
@@ -63,15 +60,17 @@ class ExportReader {
   // could.
   std::string take_unreadable();
 
-  void report(std::string const& kind, std::string const& place, std::string const& text);
+  void report(Kind kind, std::string const& section, std::string const& key,
+              std::string const& text);
   // Reports the items that a count announces and the file does not hold.
-  void report_missing(std::vector<int> const& held, std::string const& place, int count);
+  void report_missing(std::vector<int> const& held, std::string const& section,
+                      ExportKey const& key, int count);
   // Reports what the file holds and nobody has asked for.
   void report_unasked();
 
  private:
   void note_bytes(std::string_view bytes);
-  void report_loss(std::string const& place, tag_VALUE_TYPE type, Fate fate,
+  void report_loss(std::string const& section, ExportKey const& key, tag_VALUE_TYPE type,
                    std::string const& payload);
 
   std::string const folder_;

@@ -1,15 +1,94 @@
-// Something about a settings package that its owner should know before the migration.
+// Something about a settings package, or about the machine, that its owner should know before the
+// migration.
 #pragma once
 
 #include <string>
+#include <string_view>
+#include <utility>
 
 namespace zeva {
 
-struct Finding {
-  std::string kind;   // one word for programs, from the list in zeva-rehearse(1)
-  std::string file;   // in the package
-  std::string place;  // "section.key" or a section; empty for the file as a whole
-  std::string text;   // for a person
+enum class Severity {
+  kError,  // the run will fail
+  kLoss,   // something will not arrive, or not as it was
+  kNote,
 };
+inline constexpr char const* kSeverityNames[] = {"error", "loss", "note"};
+
+// One row for each kind, in the order of the list in zeva-rehearse(1).
+struct FindingKind {
+  char const* name;
+  Severity severity;   // unless whoever finds one knows that it is worse
+  char const* advice;  // what to do about it
+};
+inline constexpr FindingKind kFindingKinds[] = {
+    {"unread-file", Severity::kLoss,
+     "correct the name or the number of items, if it was to be imported"},
+    {"unread-section", Severity::kLoss,
+     "correct the name or the number of items, if it was to be imported"},
+    {"unread-key", Severity::kLoss, "correct the name, if it was to be imported"},
+    {"unlisted-file", Severity::kNote, "make md5.sum anew, as zeva-pack does"},
+    {"missing", Severity::kLoss, "add it, or correct the number that announces it"},
+    {"lost-value", Severity::kLoss, "correct the value"},
+    {"cut", Severity::kLoss, "shorten it"},
+    {"skipped", Severity::kLoss, "correct what cannot be read"},
+    {"partial", Severity::kLoss, "correct what cannot be read"},
+    {"address-groups", Severity::kError, "take out groups, and make them again after the run"},
+    {"byte-order-mark", Severity::kLoss, "save the file without the mark"},
+    {"carriage-returns", Severity::kLoss, "save the file with the line ends of Unix"},
+    {"nul-byte", Severity::kLoss, "take the byte out"},
+    {"package-name", Severity::kError, "rename the package"},
+};
+
+// The row of a kind. An unknown name does not compile.
+class Kind {
+ public:
+  template <size_t Size>
+  consteval Kind(char const (&name)[Size]) : row_(find(name)) {}  // NOLINT: as a name is written
+
+  constexpr FindingKind const* operator->() const { return row_; }
+
+ private:
+  static consteval FindingKind const* find(std::string_view name) {
+    for (FindingKind const& row : kFindingKinds) {
+      if (row.name == name) return &row;
+    }
+    throw "no such kind";
+  }
+
+  FindingKind const* row_;
+};
+
+struct Finding {
+  Finding(Kind of, std::string in_file, std::string in_section, std::string at_key,
+          std::string words)
+      : severity(of->severity),
+        kind(of->name),
+        file(std::move(in_file)),
+        section(std::move(in_section)),
+        key(std::move(at_key)),
+        text(std::move(words)),
+        advice(of->advice) {}
+
+  Severity severity;
+  std::string kind;
+  std::string file;     // in the package
+  std::string section;  // empty for the file as a whole
+  std::string key;      // empty for the section as a whole
+  std::string text;     // for a person: what will be lost, or what is the matter
+  std::string advice;   // what to do
+};
+
+// "section.key", or the section alone; empty for the file as a whole.
+[[nodiscard]] inline std::string place_of(std::string section, std::string const& key) {
+  return key.empty() ? section : section.append(".").append(key);
+}
+[[nodiscard]] inline std::string place_of(Finding const& finding) {
+  return place_of(finding.section, finding.key);
+}
+
+[[nodiscard]] inline std::string name_of(Severity severity) {
+  return kSeverityNames[static_cast<int>(severity)];
+}
 
 }  // namespace zeva

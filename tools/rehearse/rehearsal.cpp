@@ -115,9 +115,9 @@ int rehearse(std::string const& config, std::string const& given, bool json) {
   examine(package, rehearsal);
   if (package == kRenamedPackage) {
     rehearsal.findings.push_back(
-        {"package-name", "", "",
+        {"package-name", "", "", "",
          std::string("the package's path holds \"") + kRegServerProcess +
-             "\", by which the migration looks for its running server: rename the package"});
+             "\", by which the migration looks for its running server"});
   }
 
   if (!json) puts("The run");

@@ -160,8 +160,10 @@ void report_text(Rehearsal const& rehearsal, bool in_colour, std::ostream& out) 
   }
   ByFile findings;
   for (Finding const& finding : rehearsal.findings) {
-    findings.add(finding.file,
-                 finding.place.empty() ? finding.text : finding.place + ": " + finding.text);
+    std::string const place = place_of(finding);
+    findings.add(finding.file, name_of(finding.severity) + ": " +
+                                   (place.empty() ? "" : place + ": ") + finding.text + "; " +
+                                   finding.advice);
   }
   report.grouped(findings);
 }
@@ -192,10 +194,13 @@ void report_json(Rehearsal const& rehearsal, bool for_terminal, std::ostream& ou
   });
   Json findings = Json::array();
   for (Finding const& finding : rehearsal.findings) {
-    findings.push_back({{"kind", finding.kind},
+    findings.push_back({{"severity", name_of(finding.severity)},
+                        {"kind", finding.kind},
                         {"file", text_json(finding.file)},
-                        {"place", text_json(finding.place)},
-                        {"text", text_json(finding.text)}});
+                        {"section", text_json(finding.section)},
+                        {"key", text_json(finding.key)},
+                        {"text", text_json(finding.text)},
+                        {"advice", text_json(finding.advice)}});
   }
   out << "],\"findings\":" << json_line(findings, for_terminal) << "}\n";
 }
