@@ -111,9 +111,9 @@ void import_policy_file(PolicyTree& tree, std::string const& filename) {
     import_tasks(tree.export_dir, tree.registry, tasks.get(), config, values.count(kTaskCount),
                  tree.policy_path);
   }
-  RegistryKey rules(tree.registry, policy.get(), "rules", 285);
+  RegistryKey rules(tree.registry, policy.get(), kSubPolicies, 285);
   if (!rules) return;
-  tree.key_path += "\\rules\\";
+  tree.key_path += std::string("\\") + kSubPolicies + "\\";
   level.sub_policies = values.count(kSubPolicyCount);
   level.next = 1;
   level.key_path_length = tree.key_path.size();

@@ -35,6 +35,7 @@ inline constexpr ExportKey kSubPolicyName = {"name", VALUE_TEXT, Fate::kUsed};
 inline constexpr ExportKey kSubPolicyFileName = {"filename", VALUE_TEXT, Fate::kUsed};
 inline constexpr ExportKey kSubPolicyKeys[] = {kSubPolicyName, kSubPolicyFileName};
 inline constexpr ExportSection kSubPolicy = {"policy%d", kSubPolicyKeys};
+inline constexpr char kSubPolicies[] = "rules";  // the key in a policy's that holds those below it
 
 inline constexpr ExportSection kPolicySections[] = {kPolicy, kConditions, kInactiveTasks, kTask,
                                                     kSubPolicy};

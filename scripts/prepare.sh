@@ -4,7 +4,7 @@
 BUILD_PACKAGES="cmake ninja-build g++ pkg-config procps libicu-dev icu-devtools libpugixml-dev
     libprotobuf-dev protobuf-compiler libasio-dev nettle-dev zlib1g-dev nlohmann-json3-dev
     libcli11-dev bubblewrap"
-TEST_PACKAGES="libgtest-dev libgmock-dev faketime"
+TEST_PACKAGES="libgtest-dev libgmock-dev faketime python3-jsonschema"
 
 # install_packages NAME...: installs those that are missing; says nothing when none is.
 install_packages() {

@@ -1,7 +1,10 @@
-#include "report.h"
-
+#include "digest.h"
+#include "json_report.h"
 #include "nvreg.h"
 #include "registry_view.h"
+#include "schema.h"
+#include "secrets.h"
+#include "text_report.h"
 
 #include <gmock/gmock.h>
 
@@ -10,23 +13,34 @@
 
 namespace {
 
+using Detail = zeva::TextStyle::Detail;
+using testing::HasSubstr;
+using testing::Not;
+
 zeva::Value text(std::string const& name, std::string const& content) {
   return {name, NVREG_STRING, content + '\0'};
 }
 
-void put(zeva::Key& key, std::initializer_list<zeva::Value> values) {
-  for (zeva::Value const& value : values) key.values.at(value.name) = value;
+void put(zeva::Key& root, std::string const& path, std::initializer_list<zeva::Value> values) {
+  zeva::Key* key = &root;
+  std::istringstream components(path);
+  for (std::string name; std::getline(components, name, '\\');) key = &key->subkeys.at(name);
+  for (zeva::Value const& value : values) key->values.at(value.name) = value;
 }
 
 zeva::Rehearsal sample() {
   zeva::Rehearsal rehearsal;
   zeva::Key& before = *(rehearsal.before = std::make_unique<zeva::Key>());
   zeva::Key& after = *(rehearsal.after = std::make_unique<zeva::Key>());
-  put(before.subkeys.at("both"), {text("same", "1"), text("old", "1"), text("type", "1")});
-  put(before.subkeys.at("gone").subkeys.at("below"), {text("", "x")});
-  put(after.subkeys.at("both"),
+  put(before, "both", {text("same", "1"), text("old", "1"), text("type", "1")});
+  put(before, "gone\\below", {text("", "x")});
+  put(before, "registry\\policy\\Rule\\Mail", {text("order", "1")});
+  put(before, "registry\\policy\\Rule\\Mail\\rules\\Old", {text("order", "1")});
+  put(before, "registry\\policy\\Rule\\Mail\\rules\\Old\\tasks\\Scan", {text("order", "1")});
+  put(after, "both",
       {text("new", "\033[2J"), {"type", NVREG_BINARY, {"1\0", 2}}, text("same", "1")});
-  after.subkeys.at("made\n");
+  put(after, "made\n", {});
+  put(after, "registry\\policy\\Rule\\Mail", {text("order", "2")});
 
   rehearsal.had_store = true;
   rehearsal.result = -12;
@@ -34,51 +48,127 @@ zeva::Rehearsal sample() {
                    {"Error [1]: one", "a.txt", true},
                    {"Warning: two\n\tof\u009B it", "b.txt", true},
                    {"Error [3]: \xFF", "a.txt", true}};
-  rehearsal.findings = {{"cut", "a.txt", "s", "k", "a text"},
+  rehearsal.findings = {{"unlisted-file", "n", "", "", "unlisted"},
+                        {"cut", "a.txt", "s", "k", "a text"},
+                        {"cut", "c.txt", "s", "", "another"},
                         {"unread-file", "\xFF", "", "", "unread"}};
   return rehearsal;
 }
 
-std::string shown(decltype(zeva::report_text) report, zeva::Rehearsal const& rehearsal,
-                  bool for_terminal) {
+std::string as_text(zeva::Rehearsal const& rehearsal, zeva::TextStyle const& style = {},
+                    zeva::Scope const& scope = {}) {
   std::ostringstream out;
-  report(rehearsal, for_terminal, out);
+  report_text(rehearsal, scope, style, out);
   return out.str();
 }
 
-TEST(Report, TellsAPersonAll) {
-  std::string const plain = shown(zeva::report_text, sample(), false);
-  EXPECT_EQ(
-      plain,
-      "\nResult\n"
-      "  -12: the quarantine areas could not be imported.\n"
-      "\nWarnings and errors\n"
-      "  a.txt\n"
-      "    Error [1]: one\n"
-      "    Error [3]: \\xff\n"
-      "  b.txt\n"
-      "    Warning: two\n"
-      "      of\\xc2\\x9b it\n"
-      "\nChanges in the store: 1 key gained, 2 lost, 1 changed\n"
-      "  ~ both\n"
-      "  +     new=SZ \\x1b[2J\n"
-      "  -     type=SZ 1\n"
-      "  +     type=BI 31 00 \n"
-      "  -     old=SZ 1\n"
-      "  + made\\n\n"
-      "  - gone\\below\n"
-      "  -     =SZ x\n"
-      "\nFindings in the package\n"
-      "  a.txt\n"
-      "    loss: s.k: a text; shorten it\n"
-      "  \\xff\n"
-      "    loss: unread; correct the name or the number of items, if it was to be imported\n");
+std::string as_json(zeva::Rehearsal const& rehearsal, bool for_terminal = false,
+                    zeva::Scope const& scope = {}) {
+  std::ostringstream out;
+  report_json(rehearsal, scope, for_terminal, out);
+  expect_valid(out.str());
+  return out.str();
+}
+
+char const kHead[] =
+    "Verdict: not imported, but the store is not as it was\n"
+    "  -12: the quarantine areas could not be imported.\n"
+    "\nAreas\n"
+    "  Filter actions: no change\n"
+    "  Scan settings: no change\n"
+    "  Policies: 1 lost, 1 changed\n"
+    "    lost: Mail\\Old\n"
+    "  Tasks: 1 lost\n"
+    "    lost: Mail\\Old\\Scan\n"
+    "  Lists of senders: no change\n"
+    "  Extra filters: no change\n"
+    "  Address groups: no change\n"
+    "  Single values: 1 gained, 1 lost, 1 changed\n"
+    "    lost: gone\\below\n"
+    "\nFindings: 3 losses, 1 note\n"
+    "  a.txt\n"
+    "    loss: s.k: a text; shorten it\n"
+    "  c.txt\n"
+    "    loss: s: another; shorten it\n"
+    "  \\xff\n"
+    "    loss: unread; correct the name or the number of items, if it was to be imported\n";
+char const kRest[] =
+    "  n\n"
+    "    note: unlisted; make md5.sum anew, as zeva-pack does\n"
+    "\nWarnings and errors of the run\n"
+    "  a.txt\n"
+    "    Error [1]: one\n"
+    "    Error [3]: \\xff\n"
+    "  b.txt\n"
+    "    Warning: two\n"
+    "      of\\xc2\\x9b it\n"
+    "\nChanges in the store: 1 key gained, 6 lost, 2 changed\n"
+    "  Policies: 3 keys\n"
+    "  ~ registry\\policy\\Rule\\Mail\n"
+    "  -     order=SZ 1\n"
+    "  +     order=SZ 2\n"
+    "  - registry\\policy\\Rule\\Mail\\rules\\Old\n"
+    "  -     order=SZ 1\n"
+    "  Tasks: 2 keys\n"
+    "  - registry\\policy\\Rule\\Mail\\rules\\Old\\tasks\\Scan\n"
+    "  -     order=SZ 1\n"
+    "  Single values: 4 keys\n"
+    "  ~ both\n"
+    "  +     new=SZ \\x1b[2J\n"
+    "  -     type=SZ 1\n"
+    "  +     type=BI 31 00 \n"
+    "  -     old=SZ 1\n"
+    "  + made\\n\n"
+    "  - gone\\below\n"
+    "  -     =SZ x\n"
+    "\nThe run's log\n"
+    "    Start\n"
+    "    Error [1]: one\n"
+    "    Warning: two\n"
+    "      of\\xc2\\x9b it\n"
+    "    Error [3]: \\xff\n";
+
+TEST(Report, TellsAPersonTheMostImportantFirst) {
+  zeva::Rehearsal const rehearsal = sample();
+  std::string const plain = as_text(rehearsal);
+  EXPECT_EQ(plain, std::string(kHead) + kRest);
   // Colours are the only control bytes.
   std::regex const colour("\033\\[(0|1|31|32|33)m");
-  EXPECT_EQ(std::regex_replace(shown(zeva::report_text, sample(), true), colour, ""), plain);
-  std::string const json = shown(zeva::report_json, sample(), true);
-  EXPECT_EQ(zeva::Json::parse(json), zeva::Json::parse(shown(zeva::report_json, sample(), false)));
+  EXPECT_EQ(std::regex_replace(as_text(rehearsal, {Detail::kValues, true}), colour, ""), plain);
+  EXPECT_EQ(as_text(rehearsal, {Detail::kSummary, false}), kHead + std::string("  and 1 more\n"));
+  std::string const names = as_text(rehearsal, {Detail::kNames, false});
+  EXPECT_THAT(names, HasSubstr("  ~ both\n  + made\\n\n  - gone\\below\n\nThe run's log"));
+  EXPECT_THAT(as_text(rehearsal, {}, {zeva::Area::kTasks, "registry"}),
+              HasSubstr("2 changed\n  Tasks: 2 keys\n  - registry\\policy\\Rule\\Mail\\rules\\Old\\"
+                        "tasks\\Scan\n  -     order=SZ 1\n  7 changed keys are not shown.\n"));
+}
+
+TEST(Report, TellsAProgramAll) {
+  zeva::Rehearsal const rehearsal = sample();
+  std::string const json = as_json(rehearsal, true);
   EXPECT_TRUE(std::ranges::all_of(json, [](unsigned char c) { return c < 0x7F; }));
+  EXPECT_EQ(zeva::Json::parse(json), zeva::Json::parse(as_json(rehearsal)));
+  auto const scoped = zeva::Json::parse(as_json(rehearsal, false, {std::nullopt, "gone"}));
+  EXPECT_EQ(scoped["changes"].size(), 1u);
+  EXPECT_EQ(scoped["hidden_keys"], 7);
+}
+
+TEST(Report, TheVerdictIsTrue) {
+  zeva::Rehearsal rehearsal = sample();
+  rehearsal.result = 0;
+  // Three losses, and no finding tells of the error in the line of d.txt.
+  rehearsal.log.push_back({"Error [4]: four", "d.txt", true});
+  EXPECT_THAT(as_text(rehearsal), HasSubstr("Verdict: imported, 4 items left out or altered\n"));
+  rehearsal.findings.clear();
+  rehearsal.log.resize(1);
+  EXPECT_THAT(as_text(rehearsal), HasSubstr("Verdict: imported\n"));
+  rehearsal.after = std::make_unique<zeva::Key>();
+  rehearsal.before = std::make_unique<zeva::Key>();
+  EXPECT_THAT(as_text(rehearsal), HasSubstr("Verdict: imported, nothing would change\n"));
+  rehearsal.result = -6;
+  EXPECT_THAT(as_text(rehearsal), HasSubstr("Verdict: not imported, the store is as it was\n"));
+  rehearsal.after.reset();
+  EXPECT_THAT(as_text(rehearsal), HasSubstr("Verdict: not imported\n"));
 }
 
 TEST(Report, AChainOfEmptyKeysIsToldOnce) {
@@ -88,12 +178,99 @@ TEST(Report, AChainOfEmptyKeysIsToldOnce) {
   deep.not_examined = "tar: no\x1b";
   zeva::Key* key = deep.after.get();
   for (int i = 0; i < 100000; ++i) key = &key->subkeys.at("k");
-  std::string const text = shown(zeva::report_text, deep, false);
-  EXPECT_THAT(text, testing::HasSubstr(": 100000 keys gained, 0 lost, 0 changed\n  + k\\k"));
-  EXPECT_THAT(text, testing::EndsWith("package\n  It could not be looked at: tar: no\\x1b\n"));
-  auto const report = zeva::Json::parse(shown(zeva::report_json, deep, false));
+  std::string const text = as_text(deep);
+  EXPECT_THAT(text, HasSubstr(": 100000 keys gained, 0 lost, 0 changed\n"));
+  EXPECT_THAT(text, HasSubstr("\n  + k\\k"));
+  EXPECT_THAT(text, HasSubstr("\n  The package could not be looked at: tar: no\\x1b\n"));
+  auto const report = zeva::Json::parse(as_json(deep));
   EXPECT_EQ(report["changes"].size(), 1u);
   EXPECT_EQ(report["notes"][0], "the package could not be looked at: tar: no\x1b");
+}
+
+TEST(Areas, EveryKeyIsInOne) {
+  struct Row {
+    std::string path, area, item;
+  };
+  for (Row const& row : std::vector<Row>{
+           {"registry\\policy\\Classification\\Deliver\\actions\\A", "filter-actions", "Deliver"},
+           {"registry\\config", "scan-settings", "config"},
+           {"registry\\config\\FilterManager\\0002", "scan-settings", "0002"},
+           {"registry\\config\\FilterManager\\0003", "single-values",
+            "registry\\config\\FilterManager\\0003"},
+           {"registry\\policy\\Rule", "policies", ""},
+           {"registry\\policy\\Rule\\Mail\\inactive", "policies", "Mail"},
+           {"registry\\policy\\Rule\\Mail\\rules", "policies", "Mail"},
+           {"registry\\policy\\Rule\\Mail\\rules\\tasks\\tasks\\rules\\x", "tasks",
+            "Mail\\tasks\\rules"},
+           {"registry\\policy\\Rules", "single-values", "registry\\policy\\Rules"},
+           {"WhiteBlackLists\\Global\\A\\B", "sender-lists", "B"},
+           {"XFilter\\F", "extra-filters", "F"},
+           {"registry\\policy\\AddressList\\G", "address-groups", "G"},
+           {"", "single-values", ""},
+       }) {
+    zeva::AreaItem const item = zeva::item_at(row.path);
+    EXPECT_EQ(name_of(item.area).id, row.area) << row.path;
+    EXPECT_EQ(shown_name(item), row.item) << row.path;
+    EXPECT_EQ(zeva::area_named(row.area), item.area);
+  }
+}
+
+TEST(Secrets, AreKnownByTheirNames) {
+  for (char const* name :
+       {"Password", "proxy_passwd", "ApiKey2", "SMTP-PASSWORD", "sharedSecret"}) {
+    EXPECT_TRUE(zeva::Secrets::is_secret_name(name)) << name;
+  }
+  for (char const* name : {"PasswordProtected", "Key", "Tokens per day", ""}) {
+    EXPECT_FALSE(zeva::Secrets::is_secret_name(name)) << name;
+  }
+}
+
+TEST(Secrets, AreInNoReport) {
+  zeva::Rehearsal rehearsal = sample();
+  zeva::Key& before = *rehearsal.before;
+  zeva::Key& after = *rehearsal.after;
+  put(before, "s", {text("Password", "canary-old"), text("Token", "canary-same")});
+  put(after, "s", {text("Password", "canary-new"), text("Token", "canary-same")});
+  put(after, "t\\u",
+      {{"l", NVREG_MULTISTRING, std::string("canary-a\0canary-b\0\0", 19)},
+       {"b", NVREG_BINARY, "canary"},
+       text("broken", "canary\xFF"),
+       {"n", NVREG_DWORD, std::string("\x15\xCD\x5B\x07", 4)}});
+  put(after, "tu", {text("shown", "shown")});
+  zeva::Secrets secrets({"t"});
+  for (zeva::Key* store : {&before, &after}) {
+    secrets.learn(*store);
+    secrets.mask(*store, "salt");
+  }
+  std::string const line = secrets.hide(
+      "canary-old, canary-new; canary-b 63 61 6e 61 72 79 canary\xFF 123456789 canary-other");
+  EXPECT_EQ(line, "(masked), (masked); (masked) (masked) (masked) (masked) canary-other");
+  std::string const reports = as_text(rehearsal) + as_json(rehearsal);
+  EXPECT_THAT(reports, Not(HasSubstr("canary")));
+  EXPECT_THAT(reports, Not(HasSubstr("123456789")));
+  EXPECT_THAT(reports, HasSubstr("  -     Password=(masked)\n  +     Password=(masked)\n"));
+  EXPECT_THAT(reports, Not(HasSubstr("Token")));
+  EXPECT_THAT(reports, HasSubstr("  + tu\n  +     shown=SZ shown\n"));
+}
+
+TEST(Digest, IsThatOfTheContent) {
+  zeva::Key empty, one, other_order, nested, flat;
+  put(one, "a", {text("x", "1"), text("y", "2")});
+  put(one, "b", {});
+  put(other_order, "b", {});
+  put(other_order, "a", {text("y", "2"), text("x", "1")});
+  put(nested, "a\\b", {text("x", "1"), text("y", "2")});
+  put(flat, "a", {text("x", "1y"), text("y", "2")});
+  EXPECT_EQ(zeva::store_digest(one), zeva::store_digest(other_order));
+  std::set<std::string> digests;
+  for (zeva::Key const* store : {&empty, &one, &nested, &flat}) {
+    digests.insert(zeva::store_digest(*store));
+  }
+  EXPECT_EQ(digests.size(), 4u);
+  WorkFolder work;
+  work.write("f", "abc");
+  EXPECT_EQ(zeva::file_digest(work / "f"),
+            "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include "package_key.h"
 #include "product_home.h"
 #include "registry_client.h"
+#include "schema.h"
 #include "scratch_home.h"
 #include "work_folder.h"
 
@@ -94,6 +95,7 @@ class Rehearse : public testing::Test {
 
 TEST_F(Rehearse, AGoodPackage) {
   edit("scanlimit.txt", "$aFun=1:1");
+  pack("pkg");
   // A gateway's server is there; the sandbox does not see it.
   int const gateway = socket(AF_INET, SOCK_STREAM, 0);
   sockaddr_in address = {};
@@ -102,12 +104,14 @@ TEST_F(Rehearse, AGoodPackage) {
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   (void)bind(gateway, reinterpret_cast<sockaddr*>(&address), sizeof address);
   listen(gateway, 1);
-  auto const done = rehearse(" --json");
+  auto const done = rehearse(" --json --exit-code --mask registry\\\\config");
   close(gateway);
-  ASSERT_EQ(done.exit_status, 0) << done.error << done.output;
+  auto again = nlohmann::json::parse(rehearse(" --json --mask registry\\\\config").output);
+  ASSERT_EQ(done.exit_status, 4) << done.error << done.output;
   EXPECT_EQ(done.error, "");
+  expect_valid(done.output);
 
-  auto const report = nlohmann::json::parse(done.output);
+  auto report = nlohmann::json::parse(done.output);
   EXPECT_EQ(report["result"], 0);
   EXPECT_EQ(report["factory_store"], false);
   EXPECT_EQ(report["notes"].size(), 0u) << report["notes"];
@@ -127,6 +131,10 @@ TEST_F(Rehearse, AGoodPackage) {
   EXPECT_EQ(changes["registry\\policy\\Rule\\Mail\\rules\\Old"], "lost");
   EXPECT_EQ(changes["registry\\policy\\Rule\\Mail\\rules\\Cardiff"], "gained");
   EXPECT_EQ(changes["registry\\policy\\Rule\\Mail"], "changed");
+  EXPECT_THAT(done.output, HasSubstr(R"("after":{"name":"RetryMinutes","type":"masked"})"));
+  report.erase("log");
+  again.erase("log");
+  EXPECT_TRUE(report == again);
 }
 
 TEST_F(Rehearse, AHostilePackageShowsNoControlBytes) {
@@ -168,7 +176,7 @@ TEST_F(Rehearse, WhatIsNoPackageOrNoHomeIsSaid) {
   done = rehearse();
   EXPECT_EQ(done.exit_status, 251);
   EXPECT_THAT(done.output, HasSubstr("  -5: the package could not be unpacked"));
-  EXPECT_THAT(done.output, HasSubstr("  It could not be looked at: "));
+  EXPECT_THAT(done.output, HasSubstr("  The package could not be looked at: "));
 
   fs::remove(work_ / "pkg");
   done = rehearse();
@@ -177,7 +185,7 @@ TEST_F(Rehearse, WhatIsNoPackageOrNoHomeIsSaid) {
   for (std::string const plain : {"TERM=xterm NO_COLOR=1", "TERM=dumb NO_COLOR="}) {
     EXPECT_THAT(on_a_terminal(plain), Not(HasSubstr("\033"))) << plain;
   }
-  EXPECT_THAT(on_a_terminal("TERM=xterm NO_COLOR="), HasSubstr("\033[31m  -1: "));
+  EXPECT_THAT(on_a_terminal("TERM=xterm NO_COLOR="), HasSubstr("\033[31mVerdict: not imported"));
 
   from_ = work_ / "gone";
   EXPECT_EQ(rehearse().error,
@@ -211,7 +219,7 @@ TEST_F(Rehearse, WhateverEndsItNothingRemains) {
   for (std::string const signal : {"INT", "TERM", "HUP", "KILL"}) {
     // Ended as soon as the run in it has begun to import; its processes must go with it.
     auto const done = work_.sh("rm -f fifo; mkfifo fifo; " + command() +
-                               " > fifo & while read -r line; do case $line in Backup*) kill -" +
+                               " 2> fifo & while read -r line; do case $line in Backup*) kill -" +
                                signal + " $!;; End*) echo $line; esac; done < fifo; wait $!");
     EXPECT_GT(done.exit_status, 128) << signal;
     EXPECT_EQ(done.output, "") << signal << ": the run went on";

@@ -71,10 +71,10 @@ void LiveRun::take(std::string const& piece) {
 
 void LiveRun::show(std::string const& line) {
   wait_.clear();
-  if (show_lines_) {
+  if (shown_) {
     bool const continues = line.starts_with('\t');
-    printf("  %s%s\n", continues ? "  " : "", printable(line.substr(continues ? 1 : 0)).c_str());
-    fflush(stdout);
+    fprintf(stderr, "  %s%s\n", continues ? "  " : "",
+            printable(shown_(line.substr(continues ? 1 : 0))).c_str());
   }
   wait_.begin(wait_after(line));
 }

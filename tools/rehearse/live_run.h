@@ -3,7 +3,9 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <string>
+#include <utility>
 
 namespace zeva {
 
@@ -29,10 +31,13 @@ class LongWait {
   long long shown_ = 0;  // seconds; 0 when nothing is shown
 };
 
+// What is shown of a line.
+using LineFilter = std::function<std::string(std::string const&)>;
+
 class LiveRun {
  public:
-  // With `show_lines`, the lines go to standard output; without, nothing does.
-  explicit LiveRun(bool show_lines) : show_lines_(show_lines) {}
+  // The lines go to standard error, as the filter gives them; without one they are not shown.
+  explicit LiveRun(LineFilter shown) : shown_(std::move(shown)) {}
   ~LiveRun();
   LiveRun(LiveRun const&) = delete;
   LiveRun& operator=(LiveRun const&) = delete;
@@ -43,7 +48,7 @@ class LiveRun {
  private:
   void show(std::string const& line);
 
-  bool const show_lines_;
+  LineFilter const shown_;
   std::string unfinished_;  // line
   LongWait wait_;
 };

@@ -1,15 +1,19 @@
 #include "rehearsal.h"
 
 #include "command.h"
+#include "digest.h"
 #include "examine.h"
+#include "export_secrets.h"
 #include "files.h"
+#include "json_report.h"
 #include "live_run.h"
 #include "opened_package.h"
 #include "package_key.h"
+#include "proof.h"
 #include "regserver_control.h"
 #include "rehearsal_home.h"
-#include "report.h"
 #include "sandbox.h"
+#include "secrets.h"
 #include "terminal.h"
 #include "tool.h"
 
@@ -39,7 +43,7 @@ std::string pack(std::string const& folder, std::string const& package) {
 }
 
 // Unpacks the package for itself and looks at what is in it.
-void examine(std::string const& package, Rehearsal& rehearsal) {
+void examine(std::string const& package, Rehearsal& rehearsal, Secrets& secrets) {
   std::string const copy = scratch("package");
   std::string const folder = scratch("export");
   std::string const key(kPackageKey.begin(), kPackageKey.end());
@@ -57,14 +61,16 @@ void examine(std::string const& package, Rehearsal& rehearsal) {
     CommandResult const done = run_command({command, "", go_on});
     if (!done.succeeded()) why_not = done.explanation();
   }
-  if (why_not.empty()) rehearsal.findings = examine_package(folder, go_on);
+  if (!why_not.empty()) return;
+  learn_export(folder, secrets);
+  rehearsal.findings = examine_package(folder, go_on);
 }
 
-CommandResult migrate(std::string const& package, bool show_lines) {
+CommandResult migrate(std::string const& package, LineFilter const& shown) {
   // Another library that is preloaded everywhere stays so.
   char const* const preloaded = getenv("LD_PRELOAD");
   std::string const home = kScratchHome;
-  LiveRun live(show_lines);
+  LiveRun live(shown);
   return run_command({{"env",
                        "LD_PRELOAD=" + home + "/lib/libzevawitness.so" +
                            (preloaded != nullptr ? std::string(":") + preloaded : ""),
@@ -92,13 +98,36 @@ void load_stores(RehearsalHome const& home, Rehearsal& rehearsal) {
     // A run that ended before its server was started leaves no store where there was none.
     if (!store->root && !store->absent) rehearsal.notes.push_back(store->failure);
   }
+  if (before.root) rehearsal.before_sha256 = store_digest(*before.root);
+  if (after.root) rehearsal.after_sha256 = store_digest(*after.root);
   rehearsal.before = std::move(before.root);
   rehearsal.after = std::move(after.root);
 }
 
+// Takes the secrets out of everything that will be told.
+[[nodiscard]] bool mask_secrets(Secrets& secrets, Rehearsal& rehearsal) {
+  std::string const salt = make_secret();
+  for (Key* const store : {rehearsal.before.get(), rehearsal.after.get()}) {
+    if (store == nullptr) continue;
+    secrets.learn(*store);
+    secrets.mask(*store, salt);
+  }
+  for (LogLine& line : rehearsal.log) line.message = secrets.hide(line.message);
+  for (Finding& finding : rehearsal.findings) finding.text = secrets.hide(finding.text);
+  for (std::string& note : rehearsal.notes) note = secrets.hide(note);
+  return !salt.empty();
+}
+
+int exit_status(int status, Rehearsal const& rehearsal, RehearsalOptions const& options) {
+  if (!options.exit_code || status != 0) return status;
+  Outline const outline = outline_of(rehearsal);
+  if (outline.left_out > 0) return kChangesWithLosses;
+  return outline.keys.all() > 0 ? kChanges : kNothingChanges;
+}
+
 }  // namespace
 
-int rehearse(std::string const& config, std::string const& given, bool json) {
+int rehearse(std::string const& config, std::string const& given, RehearsalOptions const& options) {
   std::error_code failed;
   bool const is_folder = fs::is_directory(given, failed);
   std::string const package = is_folder ? scratch("packed") : given;
@@ -112,30 +141,37 @@ int rehearse(std::string const& config, std::string const& given, bool json) {
   }
   Rehearsal rehearsal;
   rehearsal.had_store = home.had_store();
-  examine(package, rehearsal);
+  rehearsal.package_sha256 = file_digest(package).value_or("");
+  Secrets secrets(options.masked);
+  if (LoadedStore const store = home.load_original(); store.root) secrets.learn(*store.root);
+  examine(package, rehearsal, secrets);
   if (package == kRenamedPackage) {
-    rehearsal.findings.push_back(
-        {"package-name", "", "", "",
-         std::string("the package's path holds \"") + kRegServerProcess +
-             "\", by which the migration looks for its running server"});
+    rehearsal.findings.push_back({"package-name", "", "", "",
+                                  std::string("the package's path holds \"") + kRegServerProcess +
+                                      "\", by which the migration looks for its running server"});
   }
 
-  if (!json) puts("The run");
-  CommandResult const done = migrate(package, !json);
+  // Programs want no lines beside their object.
+  LineFilter const shown = [&](std::string const& line) { return secrets.hide(line); };
+  CommandResult const done = migrate(package, options.json ? LineFilter() : shown);
   rehearsal.result = read_result();
   if (!rehearsal.result) {
     return complain("the run did not come to its end", done.explanation());
   }
   rehearsal.log = read_witnessed_log(scratch("run.log"), scratch("notes"), kUnpackFolder);
   load_stores(home, rehearsal);
+  if (!mask_secrets(secrets, rehearsal)) {
+    return complain("secrets cannot be masked", "the system has no random bytes to give");
+  }
 
-  if (json) {
-    report_json(rehearsal, isatty(STDOUT_FILENO) == 1, std::cout);
+  if (options.json) {
+    report_json(rehearsal, options.scope, isatty(STDOUT_FILENO) == 1, std::cout);
   } else {
-    report_text(rehearsal, takes_colours(STDOUT_FILENO), std::cout);
+    report_text(rehearsal, options.scope, {options.detail, takes_colours(STDOUT_FILENO)},
+                std::cout);
   }
   if (!std::cout.flush()) return complain("standard output", "cannot be written");
-  return done.exit_status;
+  return exit_status(done.exit_status, rehearsal, options);
 }
 
 }  // namespace zeva

@@ -2,15 +2,34 @@
 // prints what it did.
 #pragma once
 
+#include "outline.h"
+#include "text_report.h"
+
 #include <string>
+#include <vector>
 
 namespace zeva {
 
 // The package's name in the sandbox when its own cannot be used there.
 inline constexpr char kRenamedPackage[] = "/tmp/.zeva-rehearsal/renamed-package";
 
+// What a rehearsal is told on its command line.
+struct RehearsalOptions {
+  bool json = false;
+  TextStyle::Detail detail = TextStyle::Detail::kValues;  // of the text
+  Scope scope;
+  std::vector<std::string> masked;  // paths of keys whose values are secret, in normal form
+  bool exit_code = false;           // the exit status tells a run that came to its end further
+};
+
+// Exit statuses of a run that came to its end, with `exit_code`.
+inline constexpr int kNothingChanges = 0;
+inline constexpr int kChanges = 3;
+inline constexpr int kChangesWithLosses = 4;
+
 // `config` is the folder that the store is copied from, `given` a package or a folder of export
-// files. Returns the run's exit status, or kFailed.
-[[nodiscard]] int rehearse(std::string const& config, std::string const& given, bool json);
+// files. Returns the exit status: the run's, unless the options say otherwise, or kFailed.
+[[nodiscard]] int rehearse(std::string const& config, std::string const& given,
+                           RehearsalOptions const& options);
 
 }  // namespace zeva

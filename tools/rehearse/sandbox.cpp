@@ -16,7 +16,8 @@
 namespace zeva {
 namespace {
 
-constexpr char kSubject[] = "ZEVA_REHEARSAL";  // environment variable
+// The environment variable that names the descriptor of the arguments.
+constexpr char kArguments[] = "ZEVA_REHEARSAL";
 
 // What the tool can do as root and needs for a package's files; another user has nothing to keep.
 constexpr char const* kCapabilities[] = {"CAP_CHOWN",  "CAP_DAC_OVERRIDE", "CAP_FOWNER",
@@ -26,7 +27,7 @@ constexpr char const* kInstalled[] = {"/bin", "/lib", "/config/zevautilerr"};
 constexpr char kFactoryStore[] = "/config/factory.xml";  // a gateway may have none
 
 std::vector<std::string> options(std::string const& installation, Visible const& visible,
-                                 std::string const& subject) {
+                                 int arguments) {
   std::vector<std::string> all{"--die-with-parent",
                                "--new-session",
                                "--unshare-pid",
@@ -56,15 +57,16 @@ std::vector<std::string> options(std::string const& installation, Visible const&
   if (geteuid() == 0) {
     for (char const* capability : kCapabilities) add({"--cap-add", capability});
   }
-  add({"--setenv", "ZEVA_HOME", kScratchHome, "--setenv", kSubject, subject});
+  add({"--setenv", "ZEVA_HOME", kScratchHome, "--setenv", kArguments, std::to_string(arguments)});
   return all;
 }
 
-// bwrap gets its options from a file, again because of the process list.
-Descriptor option_file(std::vector<std::string> const& options) {
+// A file that a program started from here inherits, each text with a NUL after it. bwrap gets its
+// own options so, too.
+Descriptor file_of(std::vector<std::string> const& texts) {
   std::string bytes;
-  for (std::string const& option : options) bytes += option + '\0';
-  Descriptor file(memfd_create("options", 0));
+  for (std::string const& text : texts) bytes += text + '\0';
+  Descriptor file(memfd_create("arguments", 0));
   bool const ready =
       file.get() >= 0 && write_all(file.get(), bytes) == 0 && lseek(file.get(), 0, SEEK_SET) == 0;
   return ready ? std::move(file) : Descriptor();
@@ -98,20 +100,27 @@ int status_of(pid_t child, sigset_t const& awaited) {
 
 }  // namespace
 
-std::optional<std::string> sandboxed_subject() {
-  char const* const subject = getenv(kSubject);
+std::optional<std::vector<std::string>> sandboxed_arguments() {
+  char const* const number = getenv(kArguments);
   // Anybody can set a variable, but only the sandbox has this program there.
   bool const here = own_folder() == std::string(kScratchHome) + "/bin";
-  return subject != nullptr && here ? std::optional<std::string>(subject) : std::nullopt;
+  std::string bytes;
+  if (number == nullptr || !here || read_regular(atoi(number), bytes) != 0) return std::nullopt;
+  std::vector<std::string> arguments;
+  for (size_t start = 0, end; (end = bytes.find('\0', start)) != bytes.npos; start = end + 1) {
+    arguments.push_back(bytes.substr(start, end - start));
+  }
+  return arguments;
 }
 
 int run_in_sandbox(std::string const& installation, Visible const& visible,
-                   std::string const& subject, std::vector<std::string> const& arguments) {
-  Descriptor const file = option_file(options(installation, visible, subject));
-  if (file.get() < 0) return -1;
+                   std::vector<std::string> const& arguments) {
+  Descriptor const given = file_of(arguments);
+  if (!given) return -1;
+  Descriptor const file = file_of(options(installation, visible, given.get()));
+  if (!file) return -1;
   std::vector<std::string> line{"bwrap", "--args", std::to_string(file.get()), "--",
                                 std::string(kScratchHome) + "/bin/zeva-rehearse"};
-  line.insert(line.end(), arguments.begin(), arguments.end());
 
   signal(SIGCHLD, SIG_DFL);  // ignored, it would take the child's status away
   sigset_t awaited = ending_signals();

@@ -17,16 +17,15 @@ inline constexpr char kScratchHome[] = "/tmp/.zeva-rehearsal/home";
 // What is seen in the sandbox, and where.
 using Visible = std::vector<std::pair<std::string, std::string>>;
 
-// What the process that run_in_sandbox has started was given as `subject`; nothing in any other.
-[[nodiscard]] std::optional<std::string> sandboxed_subject();
+// What the process that run_in_sandbox has started was given as `arguments`; nothing in any other.
+[[nodiscard]] std::optional<std::vector<std::string>> sandboxed_arguments();
 
-// Runs this program again in the sandbox, with the arguments, and returns its exit status. Its
-// scratch home has the programs and libraries of the installation; what is visible is seen even if
-// it lies in /tmp. The subject is handed on out of sight: the run looks for its server's name in
-// the process list, and arguments stand there. Signals that end this process end the sandbox.
-// Returns -1 with errno set when there can be no sandbox.
+// Runs this program again in the sandbox and returns its exit status. Its scratch home has the
+// programs and libraries of the installation; what is visible is seen even if it lies in /tmp. The
+// arguments are handed on out of sight: the run looks for its server's name in the process list.
+// Signals that end this process end the sandbox. Returns -1 with errno set when there can be no
+// sandbox.
 [[nodiscard]] int run_in_sandbox(std::string const& installation, Visible const& visible,
-                                 std::string const& subject,
                                  std::vector<std::string> const& arguments);
 
 }  // namespace zeva

@@ -6,7 +6,9 @@
 // rehearsal, nothing of it remains. Exit status: the tool's; 1 when it could not be run, 2 for a
 // wrong command line.
 
+#include "nvreg.h"
 #include "product_home.h"
+#include "regpath.h"
 #include "regserver_control.h"
 #include "rehearsal.h"
 #include "sandbox.h"
@@ -18,6 +20,8 @@
 
 #include <exception>
 #include <filesystem>
+#include <string>
+#include <vector>
 
 namespace fs = std::filesystem;
 
@@ -44,7 +48,8 @@ zeva::Visible visible_of(std::string const& config, std::string const& package,
   return visible;
 }
 
-int start(std::string const& home, std::string const& package, bool json) {
+// `line` is the command line; the sandbox gets it again.
+int start(std::string const& home, std::string const& package, std::vector<std::string> line) {
   std::error_code failure;
   std::string const installation = fs::path(zeva::own_folder().value_or("")).parent_path();
   if (!fs::exists(installation + "/bin/migration/zeva-migrate", failure)) {
@@ -62,10 +67,8 @@ int start(std::string const& home, std::string const& package, bool json) {
   // well when the package's path holds that name.
   bool const renamed = covers || package.find(zeva::kRegServerProcess) != std::string::npos;
   std::string const given = renamed ? zeva::kRenamedPackage : package;
-  std::vector<std::string> arguments{"--", given};
-  if (json) arguments.insert(arguments.begin(), "--json");
-  int const status =
-      zeva::run_in_sandbox(installation, visible_of(config, package, given), config, arguments);
+  line.insert(line.begin(), {config, given});
+  int const status = zeva::run_in_sandbox(installation, visible_of(config, package, given), line);
   if (status < 0) {
     return zeva::complain("bwrap cannot be run",
                           std::string(strerror(errno)) + "; it is in the package bubblewrap");
@@ -76,25 +79,88 @@ int start(std::string const& home, std::string const& package, bool json) {
   return status;
 }
 
+// The normal form of a key's path.
+std::string normal_path(std::string const& key) {
+  std::string path;
+  if (zeva::join_path("", key, path) != NVREG_OK) {
+    throw CLI::ValidationError(key, "is no key's path");
+  }
+  return path;
+}
+
+class CommandLine {
+ public:
+  CommandLine() {
+    using Detail = zeva::TextStyle::Detail;
+    app_.add_option("--from", home, "the home whose store to begin with (default: $ZEVA_HOME)");
+    auto* json = app_.add_flag("--json", options.json, "print one JSON object");
+    auto* summary = app_.add_flag_callback(
+        "--summary", [&] { options.detail = Detail::kSummary; },
+        "leave out the changes and the log");
+    app_.add_flag_callback(
+            "--names", [&] { options.detail = Detail::kNames; },
+            "show which keys change, without their values")
+        ->excludes(json, summary);
+    summary->excludes(json);
+    app_.add_option_function<std::string>(
+            "--only", [&](std::string const& id) { options.scope.area = zeva::area_named(id); },
+            "show the changes of one area")
+        ->check(CLI::IsMember(area_ids()));
+    app_.add_option("--key", options.scope.key, "show the changes at and below this key")
+        ->transform(normal_path);
+    app_.add_option("--mask", options.masked,
+                    "mask all values at and below this key, beside those whose names say that\n"
+                    "they are secret; may be given again")
+        ->transform(normal_path)
+        ->allow_extra_args(false);
+    app_.add_flag("--exit-code", options.exit_code,
+                  "after a run that came to its end, exit with 0 when nothing would change,\n"
+                  "3 for changes, 4 when something of the package is left out");
+    app_.add_option("PKG", package,
+                    "the settings package, or a folder of export files to pack first")
+        ->required();
+  }
+
+  std::optional<int> parse(int argc, char** argv) {
+    return zeva::parse_command_line(app_, argc, argv);
+  }
+
+  std::string home = zeva::product_home();
+  std::string package;
+  zeva::RehearsalOptions options;
+
+ private:
+  static std::vector<std::string> area_ids() {
+    std::vector<std::string> ids;
+    for (zeva::AreaName const& area : zeva::kAreas) ids.emplace_back(area.id);
+    return ids;
+  }
+
+  CLI::App app_{
+      "Shows what the migration of a package would do to a home's policy store: the real\n"
+      "tool runs in a sandbox, in a copy that is thrown away. The home is only read."};
+};
+
+// In the sandbox: the folder of the store and the package as it is seen there, then the command
+// line.
+int rehearse(std::vector<std::string> arguments) {
+  std::vector<char*> pointers;
+  for (std::string& argument : arguments) pointers.push_back(argument.data());
+  CommandLine line;
+  if (auto const status = line.parse(static_cast<int>(pointers.size()) - 2, pointers.data() + 2)) {
+    return *status;
+  }
+  zeva::prefer_own_commands();
+  return zeva::rehearse(arguments[0], arguments[1], line.options);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) try {
-  CLI::App app(
-      "Shows what the migration of a package would do to a home's policy store: the real\n"
-      "tool runs in a sandbox, in a copy that is thrown away. The home is only read.");
-  std::string home = zeva::product_home();
-  std::string package;
-  bool json = false;
-  app.add_option("--from", home, "the home whose store to begin with (default: $ZEVA_HOME)");
-  app.add_flag("--json", json, "print one JSON object");
-  app.add_option("PKG", package, "the settings package, or a folder of export files to pack first")
-      ->required();
-  if (auto const status = zeva::parse_command_line(app, argc, argv)) return *status;
-
-  auto const config = zeva::sandboxed_subject();
-  if (!config) return start(home, full_path(package), json);
-  zeva::prefer_own_commands();
-  return zeva::rehearse(*config, package, json);
+  if (auto const arguments = zeva::sandboxed_arguments()) return rehearse(*arguments);
+  CommandLine line;
+  if (auto const status = line.parse(argc, argv)) return *status;
+  return start(line.home, full_path(line.package), {argv, argv + argc});
 } catch (std::exception const& error) {
   return zeva::complain_of(error);
 }

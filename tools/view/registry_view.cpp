@@ -64,6 +64,7 @@ void visit_tree(Key const& top, std::string const& path, KeyVisitor const& visit
 // The entry is given each value in its decoded form: from raw bytes it would take one character off
 // a text that is stored without its terminator.
 std::string value_line(Value const& value) {
+  if (value.type == kMaskedValue) return "    " + value.name + "=(masked)";
   Nvregentry entry;
   auto const type = static_cast<_NvRegDataType>(value.type);
   entry.setname(value.name);
@@ -91,6 +92,10 @@ Json value_json(Value const& value) {
   static char const* const kTypes[] = {"dword", "string", "binary", "multistring"};
   Json shown;
   shown["name"] = text_json(value.name);
+  if (value.type == kMaskedValue) {
+    shown["type"] = "masked";
+    return shown;
+  }
   shown["type"] = value.type < std::size(kTypes) ? kTypes[value.type] : "unknown";
   switch (value.type) {
     case NVREG_DWORD:

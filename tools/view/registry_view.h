@@ -16,6 +16,10 @@ namespace zeva {
 // Keeps names in the order in which they are written.
 using Json = nlohmann::ordered_json;
 
+// The type of a value whose data is not to be shown. What it has in place of its data only tells it
+// from others of its name.
+inline constexpr uint32_t kMaskedValue = UINT32_MAX;
+
 struct KeyView {
   std::string path;  // from the root, in normal form
   std::vector<Value> values;
@@ -37,7 +41,7 @@ void visit_tree(Key const& top, std::string const& path, KeyVisitor const& visit
 // Without a newline. For a terminal in ASCII alone, as some characters beyond it are commands.
 [[nodiscard]] std::string json_line(Json const& json, bool for_terminal);
 
-// {"name":...,"type":...,"value":...}
+// {"name":...,"type":...,"value":...}; of a masked value without "value"
 [[nodiscard]] Json value_json(Value const& value);
 
 }  // namespace zeva

@@ -1,11 +1,10 @@
-// What a rehearsal has found, for a person or for a program.
+// What a rehearsal has come to: everything that is told of it.
 #pragma once
 
-#include "changes.h"
 #include "finding.h"
+#include "tree.h"
 #include "witnessed_log.h"
 
-#include <iosfwd>
 #include <memory>
 #include <optional>
 #include <string>
@@ -22,15 +21,10 @@ struct Rehearsal {
   std::vector<Finding> findings;
   std::string not_examined;        // why the package could not be looked at
   std::vector<std::string> notes;  // what could not be looked at, and why
+  // SHA-256 in hex; empty where there is nothing to take it of.
+  std::string package_sha256;
+  std::string before_sha256;
+  std::string after_sha256;
 };
-
-// In words, what a result code means.
-[[nodiscard]] std::string describe_result(int code);
-
-// Plain text, in colours for a terminal. No line holds anything but visible characters.
-void report_text(Rehearsal const& rehearsal, bool in_colour, std::ostream& out);
-
-// One JSON object on one line; zeva-rehearse(1) describes it. For a terminal it is in ASCII.
-void report_json(Rehearsal const& rehearsal, bool for_terminal, std::ostream& out);
 
 }  // namespace zeva

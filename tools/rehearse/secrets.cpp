@@ -1,0 +1,125 @@
+#include "secrets.h"
+
+#include "areas.h"
+#include "digest.h"
+#include "nvreg.h"
+#include "registry_view.h"
+#include "text.h"
+
+#include <ctype.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace zeva {
+namespace {
+
+constexpr size_t kShortest = 4;  // bytes
+
+// What the name of a secret ends in, apart from digits and signs.
+constexpr std::string_view kSecretWords[] = {
+    "password",  "passwd",    "passphrase", "passcode",    "pwd",
+    "secret",    "token",     "credential", "credentials", "apikey",
+    "secretkey", "accesskey", "privatekey", "sharedkey",   "passwordhash",
+};
+
+// As value_line() shows it: "    =BI 31 32 ".
+std::string spaced_hex(Value const& value) {
+  std::string const line = value_line({"", value.type, value.data});
+  size_t const start = line.find("=BI ") + 4;
+  return line.substr(start, line.find_last_not_of(' ') + 1 - start);
+}
+
+// What a value looks like in a log: a text as it is, the entries of a list, a number in decimal,
+// bytes in hex.
+std::vector<std::string> texts_of(Value const& value) {
+  if (value.type == NVREG_DWORD) return {value_json(value)["value"].dump()};
+  if (value.type == NVREG_BINARY) return {to_hex(value.data), spaced_hex(value)};
+  std::vector<std::string> texts;
+  std::string_view rest = value.data;
+  while (!rest.empty()) {
+    std::string_view const text = rest.substr(0, rest.find('\0'));
+    texts.emplace_back(text);
+    rest.remove_prefix(std::min(rest.size(), text.size() + 1));
+  }
+  return texts;
+}
+
+}  // namespace
+
+Secrets::Secrets(std::vector<std::string> prefixes) : prefixes_(std::move(prefixes)) {}
+
+bool Secrets::is_secret_name(std::string_view name) {
+  std::string letters;
+  for (unsigned char const c : name) {
+    if (isalpha(c)) letters += static_cast<char>(tolower(c));
+  }
+  return std::ranges::any_of(kSecretWords,
+                             [&](std::string_view word) { return letters.ends_with(word); });
+}
+
+bool Secrets::covers(std::string_view path, std::string_view name) const {
+  return is_secret_name(name) || std::ranges::any_of(prefixes_, [&](std::string const& prefix) {
+           return is_or_is_below(path, prefix);
+         });
+}
+
+void Secrets::learn(std::string_view secret) {
+  if (secret.size() < kShortest) return;
+  known_.emplace(secret);
+  lengths_[std::string(secret.substr(0, kShortest))].insert(secret.size());
+}
+
+void Secrets::learn(Key const& root) {
+  visit_tree(root, "", [&](KeyView const& key) {
+    for (Value const& value : key.values) {
+      if (!covers(key.path, value.name)) continue;
+      for (std::string const& text : texts_of(value)) learn(text);
+    }
+    return true;
+  });
+}
+
+size_t Secrets::secret_at(std::string_view text) const {
+  if (text.size() < kShortest) return 0;
+  auto const lengths = lengths_.find(std::string(text.substr(0, kShortest)));
+  if (lengths == lengths_.end()) return 0;
+  for (size_t const length : lengths->second) {
+    if (length <= text.size() && known_.contains(std::string(text.substr(0, length))))
+      return length;
+  }
+  return 0;
+}
+
+std::string Secrets::hide(std::string_view text) const {
+  if (known_.empty()) return std::string(text);
+  std::string shown;
+  while (!text.empty()) {
+    size_t const length = secret_at(text);
+    shown += length > 0 ? std::string_view(kHidden) : text.substr(0, 1);
+    text.remove_prefix(std::max<size_t>(length, 1));
+  }
+  return shown;
+}
+
+void Secrets::mask(Key& root, std::string_view salt) const {
+  std::string path;
+  std::vector<size_t> parents;  // the lengths of the paths that lead to the current one
+  auto const enter = [&](Key const& shown) {
+    parents.push_back(path.size());
+    if (!path.empty()) path += '\\';
+    path += shown.name;
+    Key& key = const_cast<Key&>(shown);  // a key of `root`
+    for (size_t i = 0; i < key.values.size(); ++i) {
+      Value& value = *key.values.find(key.values[i].name);
+      if (covers(path, value.name)) value = {value.name, kMaskedValue, keyed_digest(value, salt)};
+    }
+  };
+  auto const leave = [&](Key const&) {
+    path.resize(parents.back());
+    parents.pop_back();
+  };
+  walk(root, enter, leave);
+}
+
+}  // namespace zeva

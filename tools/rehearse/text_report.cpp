@@ -1,0 +1,239 @@
+#include "text_report.h"
+
+#include "printable.h"
+#include "registry_view.h"
+
+#include <algorithm>
+#include <array>
+#include <ostream>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+
+namespace zeva {
+namespace {
+
+using ChangeKind = KeyChange::Kind;
+using Detail = TextStyle::Detail;
+
+constexpr char kPlain[] = "\033[0m";
+constexpr char kBold[] = "\033[1m";
+constexpr char kRed[] = "\033[31m";
+constexpr char kGreen[] = "\033[32m";
+constexpr char kYellow[] = "\033[33m";
+
+// How many lost items of an area and how many findings a summary names.
+constexpr size_t kNamed = 3;
+
+// Lines under the files that they belong to, each file once, in the order of their first lines.
+class ByFile {
+ public:
+  void add(std::string const& file, std::string const& line) {
+    auto const [place, is_new] = places_.emplace(file, groups_.size());
+    if (is_new) groups_.push_back({file, {}});
+    groups_[place->second].second.push_back(line);
+  }
+  [[nodiscard]] auto const& groups() const { return groups_; }
+
+ private:
+  std::vector<std::pair<std::string, std::vector<std::string>>> groups_;
+  std::unordered_map<std::string, size_t> places_;
+};
+
+char const* colour_of(ChangeKind kind) {
+  return kind == ChangeKind::kGained ? kGreen : kind == ChangeKind::kLost ? kRed : kYellow;
+}
+
+// "2 gained, 1 lost", without what there is none of.
+std::string words_of(ChangeCounts const& counts) {
+  std::string words;
+  for (auto const& [count, word] :
+       {std::pair(counts.gained, " gained"), std::pair(counts.lost, " lost"),
+        std::pair(counts.changed, " changed")}) {
+    if (count == 0) continue;
+    words += (words.empty() ? "" : ", ") + std::to_string(count) + word;
+  }
+  return words.empty() ? "no change" : words;
+}
+
+// "1 error, 2 losses, 3 notes", without what there is none of.
+std::string count_findings(Outline const& outline) {
+  static constexpr char const* kMany[] = {"errors", "losses", "notes"};
+  std::string words;
+  for (size_t i = 0; i < outline.findings.size(); ++i) {
+    if (outline.findings[i] == 0) continue;
+    words +=
+        (words.empty() ? "" : ", ") + counted(outline.findings[i], kSeverityNames[i], kMany[i]);
+  }
+  return words.empty() ? "none" : words;
+}
+
+class TextReport {
+ public:
+  TextReport(Rehearsal const& rehearsal, Scope const& scope, TextStyle const& style,
+             std::ostream& out)
+      : rehearsal_(rehearsal),
+        outline_(outline_of(rehearsal)),
+        scope_(scope),
+        style_(style),
+        out_(out) {}
+
+  void write() {
+    write_verdict();
+    write_areas();
+    write_findings();
+    if (style_.detail == Detail::kSummary) return;
+    write_troubles();
+    write_changes();
+    write_log();
+  }
+
+ private:
+  void write_verdict() {
+    put(outline_.is_good ? kGreen : kRed, "Verdict: " + outline_.verdict);
+    if (rehearsal_.result) put("", "  " + describe_result(*rehearsal_.result));
+    if (!rehearsal_.had_store) {
+      put("", "  There was no store yet: the run began with the factory's.");
+    }
+    for (std::string const& note : rehearsal_.notes) put("", "  " + printable(note));
+    if (!rehearsal_.not_examined.empty()) {
+      put("", "  The package could not be looked at: " + printable(rehearsal_.not_examined));
+    }
+  }
+
+  void write_areas() {
+    heading("Areas");
+    if (!rehearsal_.before || !rehearsal_.after) put("", "  the stores cannot be compared");
+    for (size_t i = 0; rehearsal_.before && rehearsal_.after && i < outline_.areas.size(); ++i) {
+      AreaOutline const& area = outline_.areas[i];
+      put("", std::string("  ") + kAreas[i].title + ": " + words_of(area.items));
+      size_t const named = style_.detail == Detail::kSummary
+                               ? std::min(kNamed, area.lost_items.size())
+                               : area.lost_items.size();
+      for (size_t n = 0; n < named; ++n) {
+        put(kRed, "    lost: " + printable(area.lost_items[n]));
+      }
+      if (named < area.lost_items.size()) {
+        put(kRed, "    and " + std::to_string(area.lost_items.size() - named) + " more");
+      }
+    }
+  }
+
+  // The worst first, and those of one file together.
+  void write_findings() {
+    heading("Findings: " + count_findings(outline_));
+    size_t left = style_.detail == Detail::kSummary ? kNamed : rehearsal_.findings.size();
+    for (size_t i = 0; i < std::size(kSeverityNames); ++i) {
+      ByFile lines;
+      for (Finding const& finding : rehearsal_.findings) {
+        if (static_cast<size_t>(finding.severity) != i || left == 0) continue;
+        --left;
+        std::string const place = place_of(finding);
+        lines.add(finding.file, std::string(kSeverityNames[i]) + ": " +
+                                    (place.empty() ? "" : place + ": ") + finding.text + "; " +
+                                    finding.advice);
+      }
+      grouped(lines);
+    }
+    if (style_.detail == Detail::kSummary && rehearsal_.findings.size() > kNamed) {
+      put("", "  and " + std::to_string(rehearsal_.findings.size() - kNamed) + " more");
+    }
+  }
+
+  void write_troubles() {
+    ByFile troubles;
+    for (LogLine const& line : rehearsal_.log) {
+      if (line.is_trouble) troubles.add(line.file, line.message);
+    }
+    heading(std::string("Warnings and errors of the run") +
+            (troubles.groups().empty() ? ": none" : ""));
+    grouped(troubles);
+  }
+
+  void write_changes() {
+    heading("Changes in the store: " + counted(outline_.keys.gained, "key", "keys") + " gained, " +
+            std::to_string(outline_.keys.lost) + " lost, " + std::to_string(outline_.keys.changed) +
+            " changed");
+    std::array<size_t, std::size(kAreas)> shown{};
+    size_t hidden = 0;
+    visit_changes(rehearsal_, [&](KeyChange const& change) {
+      bool const seen = is_in(scope_, change);
+      (seen ? shown[static_cast<size_t>(item_at(change.path).area)] : hidden) += change.keys;
+    });
+    for (size_t i = 0; i < shown.size(); ++i) {
+      if (shown[i] == 0) continue;
+      put(kBold, std::string("  ") + kAreas[i].title + ": " + counted(shown[i], "key", "keys"));
+      visit_changes(rehearsal_, [&](KeyChange const& change) {
+        if (item_at(change.path).area == static_cast<Area>(i) && is_in(scope_, change)) {
+          write_change(change);
+        }
+      });
+    }
+    if (hidden > 0) {
+      put("", "  " + counted(hidden, "changed key is", "changed keys are") + " not shown.");
+    }
+  }
+
+  void write_change(KeyChange const& key) {
+    char const* const sign = key.kind == ChangeKind::kGained ? "+"
+                             : key.kind == ChangeKind::kLost ? "-"
+                                                             : "~";
+    put(colour_of(key.kind),
+        std::string("  ") + sign + " " + (key.path.empty() ? "(the root)" : printable(key.path)));
+    if (style_.detail == Detail::kNames) return;
+    for (ValueChange const& value : key.values) {
+      if (value.before) put(kRed, "  - " + printable(value_line(*value.before)));
+      if (value.after) put(kGreen, "  + " + printable(value_line(*value.after)));
+    }
+  }
+
+  void write_log() {
+    heading("The run's log");
+    for (LogLine const& line : rehearsal_.log) message(line.message);
+  }
+
+  void heading(std::string const& text) {
+    put("", "");
+    put(kBold, text);
+  }
+
+  void grouped(ByFile const& all) {
+    for (auto const& [file, lines] : all.groups()) {
+      put("", "  " + (file.empty() ? "(no file)" : printable(file)));
+      for (std::string const& line : lines) message(line);
+    }
+  }
+
+  // The lines of a message after its first are set back further.
+  void message(std::string_view text) {
+    char const* indent = "    ";
+    while (true) {
+      std::string_view line = text.substr(0, text.find('\n'));
+      text.remove_prefix(std::min(text.size(), line.size() + 1));
+      if (line.starts_with('\t')) line.remove_prefix(1);
+      put("", indent + printable(line));
+      if (text.empty()) return;
+      indent = "      ";
+    }
+  }
+
+  void put(char const* colour, std::string const& line) {
+    bool const coloured = style_.in_colour && colour[0] != '\0';
+    out_ << (coloured ? colour + line + kPlain : line) << '\n';
+  }
+
+  Rehearsal const& rehearsal_;
+  Outline const outline_;
+  Scope const& scope_;
+  TextStyle const& style_;
+  std::ostream& out_;
+};
+
+}  // namespace
+
+void report_text(Rehearsal const& rehearsal, Scope const& scope, TextStyle const& style,
+                 std::ostream& out) {
+  TextReport(rehearsal, scope, style, out).write();
+}
+
+}  // namespace zeva
