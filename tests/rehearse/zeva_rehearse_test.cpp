@@ -1,6 +1,9 @@
 // The installed zeva-rehearse, over the store of a gateway that goes on serving.
 
+#include "digest.h"
+#include "loader.h"
 #include "package_key.h"
+#include "plan.h"
 #include "product_home.h"
 #include "registry_client.h"
 #include "schema.h"
@@ -203,6 +206,56 @@ TEST_F(Rehearse, ANewHome) {
   EXPECT_THAT(done.output, HasSubstr(R"("before":{"name":"MaxDecompressCount","type":"dword",)"
                                      R"("value":12345})"));
   EXPECT_THAT(done.output, HasSubstr(R"("kind":"package-name")"));
+}
+
+TEST_F(Rehearse, APlanIsHeldAgainstWhatIsThere) {
+  pack("pkg");
+  work_.write("plan", "old");
+  auto done = rehearse(" --summary --save plan");
+  ASSERT_EQ(done.exit_status, 0) << done.error;
+  EXPECT_EQ(work_.sh("stat -c %a plan; ls").output, "600\nexport\npkg\nplan\ntmp\n");
+  std::string const held = *installed / "home/bin/zeva-rehearse ";
+  done = work_.sh(held + "--valid plan");
+  EXPECT_EQ(done.exit_status, 0) << done.error;
+  EXPECT_EQ(done.output,
+            "The package is the plan's: " + package_ + "\nThe store is as it was rehearsed.\n");
+  client_->create("XFilter\\New");
+  work_.write("other", "");
+  done = work_.sh(held + "--valid plan other");
+  EXPECT_EQ(done.exit_status, 3);
+  EXPECT_EQ(done.output,
+            "The package is another one: other\n"
+            "The store has changed since the rehearsal:\n  + XFilter\\New\n");
+  EXPECT_EQ(work_.sh(held + "--verify plan").exit_status, 3);
+  EXPECT_EQ(work_.sh(held + "--verify other").exit_status, 1);
+
+  zeva::Plan plan;
+  ASSERT_EQ(zeva::read_plan(work_ / "plan", plan), "");
+  plan.after = zeva::load_store(home_.config("")).root;
+  plan.after_sha256 = zeva::store_digest(*plan.after);
+  work_.write("plan", zeva::write_plan(plan, "{}\n"));
+  done = work_.sh(held + "--verify plan");
+  EXPECT_EQ(done.exit_status, 0) << done.output;
+  client_->create("XFilter\\Newer");
+  EXPECT_EQ(work_.sh(held + "--verify plan").output,
+            "The store is not what was planned:\n  + XFilter\\Newer\n");
+  before_ = traces();
+}
+
+// Where no plan can be kept, nothing is.
+TEST_F(Rehearse, APlanIsKeptWholeOrNotAtAll) {
+  pack("pkg");
+  for (std::string const file : {"tmp", "link", "gone/plan"}) {
+    work_.sh("ln -sf pkg link");
+    auto const done = rehearse(" --save " + file);
+    EXPECT_EQ(done.exit_status, 1) << file;
+    EXPECT_THAT(done.error, StartsWith("zeva-rehearse: " + file + ": ")) << file;
+    EXPECT_EQ(done.output, "") << file;
+  }
+  from_ = work_ / "empty";  // has no store, and the installation no factory's
+  fs::create_directories(from_ + "/config");
+  EXPECT_EQ(rehearse(" --save plan").exit_status, 1);
+  EXPECT_EQ(work_.sh("ls").output, "empty\nexport\nlink\npkg\ntmp\n");
 }
 
 // Here the shell that has started it ends first.

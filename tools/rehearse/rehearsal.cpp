@@ -9,6 +9,7 @@
 #include "live_run.h"
 #include "opened_package.h"
 #include "package_key.h"
+#include "plan.h"
 #include "proof.h"
 #include "regserver_control.h"
 #include "rehearsal_home.h"
@@ -24,6 +25,7 @@
 
 #include <filesystem>
 #include <iostream>
+#include <sstream>
 
 namespace fs = std::filesystem;
 
@@ -105,8 +107,7 @@ void load_stores(RehearsalHome const& home, Rehearsal& rehearsal) {
 }
 
 // Takes the secrets out of everything that will be told.
-[[nodiscard]] bool mask_secrets(Secrets& secrets, Rehearsal& rehearsal) {
-  std::string const salt = make_secret();
+void mask_secrets(Secrets& secrets, std::string const& salt, Rehearsal& rehearsal) {
   for (Key* const store : {rehearsal.before.get(), rehearsal.after.get()}) {
     if (store == nullptr) continue;
     secrets.learn(*store);
@@ -115,7 +116,29 @@ void load_stores(RehearsalHome const& home, Rehearsal& rehearsal) {
   for (LogLine& line : rehearsal.log) line.message = secrets.hide(line.message);
   for (Finding& finding : rehearsal.findings) finding.text = secrets.hide(finding.text);
   for (std::string& note : rehearsal.notes) note = secrets.hide(note);
-  return !salt.empty();
+}
+
+// Writes what --valid and --verify ask for; what went wrong, empty if nothing did. Takes the stores
+// and the log out of the rehearsal, which is told by then.
+std::string keep_plan(RehearsalSubject const& subject, RehearsalOptions const& options,
+                      std::string const& salt, Rehearsal& rehearsal) {
+  if (!rehearsal.before || !rehearsal.after) return "there are no two stores to compare";
+  rehearsal.log.clear();
+  std::ostringstream report;
+  report_json(rehearsal, {}, false, report);
+  std::error_code failed;
+  Plan const plan{subject.package,
+                  fs::is_directory(subject.given, failed),
+                  subject.home,
+                  options.masked,
+                  salt,
+                  rehearsal.package_sha256,
+                  rehearsal.before_sha256,
+                  rehearsal.after_sha256,
+                  std::move(rehearsal.before),
+                  std::move(rehearsal.after)};
+  int const error = write_all(subject.plan, write_plan(plan, report.str()));
+  return error == 0 ? "" : strerror(error);
 }
 
 int exit_status(int status, Rehearsal const& rehearsal, RehearsalOptions const& options) {
@@ -127,17 +150,17 @@ int exit_status(int status, Rehearsal const& rehearsal, RehearsalOptions const& 
 
 }  // namespace
 
-int rehearse(std::string const& config, std::string const& given, RehearsalOptions const& options) {
+int rehearse(RehearsalSubject const& subject, RehearsalOptions const& options) {
   std::error_code failed;
-  bool const is_folder = fs::is_directory(given, failed);
-  std::string const package = is_folder ? scratch("packed") : given;
+  bool const is_folder = fs::is_directory(subject.given, failed);
+  std::string const package = is_folder ? scratch("packed") : subject.given;
   if (is_folder) {
-    std::string const failure = pack(given, package);
+    std::string const failure = pack(subject.given, package);
     if (!failure.empty()) return complain("the folder cannot be packed", failure);
   }
   RehearsalHome home;
-  if (std::string const failure = home.lay_out(config); !failure.empty()) {
-    return complain(config, failure);
+  if (std::string const failure = home.lay_out(subject.config); !failure.empty()) {
+    return complain(subject.config, failure);
   }
   Rehearsal rehearsal;
   rehearsal.had_store = home.had_store();
@@ -160,9 +183,11 @@ int rehearse(std::string const& config, std::string const& given, RehearsalOptio
   }
   rehearsal.log = read_witnessed_log(scratch("run.log"), scratch("notes"), kUnpackFolder);
   load_stores(home, rehearsal);
-  if (!mask_secrets(secrets, rehearsal)) {
+  std::string const salt = make_secret();
+  if (salt.empty()) {
     return complain("secrets cannot be masked", "the system has no random bytes to give");
   }
+  mask_secrets(secrets, salt, rehearsal);
 
   if (options.json) {
     report_json(rehearsal, options.scope, isatty(STDOUT_FILENO) == 1, std::cout);
@@ -171,7 +196,10 @@ int rehearse(std::string const& config, std::string const& given, RehearsalOptio
                 std::cout);
   }
   if (!std::cout.flush()) return complain("standard output", "cannot be written");
-  return exit_status(done.exit_status, rehearsal, options);
+  int const status = exit_status(done.exit_status, rehearsal, options);
+  if (subject.plan < 0) return status;
+  std::string const failure = keep_plan(subject, options, salt, rehearsal);
+  return failure.empty() ? status : complain("the plan cannot be kept", failure);
 }
 
 }  // namespace zeva

@@ -27,9 +27,16 @@ inline constexpr int kNothingChanges = 0;
 inline constexpr int kChanges = 3;
 inline constexpr int kChangesWithLosses = 4;
 
-// `config` is the folder that the store is copied from, `given` a package or a folder of export
-// files. Returns the exit status: the run's, unless the options say otherwise, or kFailed.
-[[nodiscard]] int rehearse(std::string const& config, std::string const& given,
-                           RehearsalOptions const& options);
+// What is rehearsed, by its paths outside the sandbox and in it.
+struct RehearsalSubject {
+  std::string home;
+  std::string config;   // the home's folder that the store is copied from, seen at the same path
+  std::string package;  // or a folder of export files
+  std::string given;    // the same in the sandbox
+  int plan = -1;        // descriptor of the file that the plan is written to; -1 for none
+};
+
+// Returns the exit status: the run's, unless the options say otherwise, or kFailed.
+[[nodiscard]] int rehearse(RehearsalSubject const& subject, RehearsalOptions const& options);
 
 }  // namespace zeva

@@ -41,17 +41,20 @@ std::string RehearsalHome::lay_out(std::string const& config) {
   return "";
 }
 
-LoadedStore RehearsalHome::load_original() const {
-  if (had_store_) return load_store(kOriginal);
+LoadedStore load_factory_store(std::string const& config) {
   LoadedStore store;
   std::string bytes;
   auto root = std::make_unique<Key>();
-  if (int const error = read_file(kConfig + "/factory.xml", bytes)) {
+  if (int const error = read_file(config + "/factory.xml", bytes)) {
     store.failure = std::string("the factory's store cannot be read: ") + strerror(error);
   } else if (read_snapshot(bytes, *root, store.generation, store.failure)) {
     store.root = std::move(root);
   }
   return store;
+}
+
+LoadedStore RehearsalHome::load_original() const {
+  return had_store_ ? load_store(kOriginal) : load_factory_store(kConfig);
 }
 
 LoadedStore RehearsalHome::load_current() const {

@@ -8,6 +8,9 @@
 
 namespace zeva {
 
+// The store that a server would begin with in a folder `config` that holds none.
+[[nodiscard]] LoadedStore load_factory_store(std::string const& config);
+
 class RehearsalHome {
  public:
   // Copies the store from a home's folder `config`, which a server may be changing meanwhile.

@@ -104,8 +104,10 @@ std::optional<std::vector<std::string>> sandboxed_arguments() {
   char const* const number = getenv(kArguments);
   // Anybody can set a variable, but only the sandbox has this program there.
   bool const here = own_folder() == std::string(kScratchHome) + "/bin";
+  if (number == nullptr || !here) return std::nullopt;
+  Descriptor const file(atoi(number));
   std::string bytes;
-  if (number == nullptr || !here || read_regular(atoi(number), bytes) != 0) return std::nullopt;
+  if (read_regular(file.get(), bytes) != 0) return std::nullopt;
   std::vector<std::string> arguments;
   for (size_t start = 0, end; (end = bytes.find('\0', start)) != bytes.npos; start = end + 1) {
     arguments.push_back(bytes.substr(start, end - start));

@@ -1,7 +1,7 @@
 #include "text_report.h"
 
+#include "change_text.h"
 #include "printable.h"
-#include "registry_view.h"
 
 #include <algorithm>
 #include <array>
@@ -13,14 +13,7 @@
 namespace zeva {
 namespace {
 
-using ChangeKind = KeyChange::Kind;
 using Detail = TextStyle::Detail;
-
-constexpr char kPlain[] = "\033[0m";
-constexpr char kBold[] = "\033[1m";
-constexpr char kRed[] = "\033[31m";
-constexpr char kGreen[] = "\033[32m";
-constexpr char kYellow[] = "\033[33m";
 
 // How many lost items of an area and how many findings a summary names.
 constexpr size_t kNamed = 3;
@@ -39,10 +32,6 @@ class ByFile {
   std::vector<std::pair<std::string, std::vector<std::string>>> groups_;
   std::unordered_map<std::string, size_t> places_;
 };
-
-char const* colour_of(ChangeKind kind) {
-  return kind == ChangeKind::kGained ? kGreen : kind == ChangeKind::kLost ? kRed : kYellow;
-}
 
 // "2 gained, 1 lost", without what there is none of.
 std::string words_of(ChangeCounts const& counts) {
@@ -76,7 +65,7 @@ class TextReport {
         outline_(outline_of(rehearsal)),
         scope_(scope),
         style_(style),
-        out_(out) {}
+        text_(out, style.in_colour) {}
 
   void write() {
     write_verdict();
@@ -91,22 +80,22 @@ class TextReport {
  private:
   void write_verdict() {
     put(outline_.is_good ? kGreen : kRed, "Verdict: " + outline_.verdict);
-    if (rehearsal_.result) put("", "  " + describe_result(*rehearsal_.result));
+    if (rehearsal_.result) put(kNoColour, "  " + describe_result(*rehearsal_.result));
     if (!rehearsal_.had_store) {
-      put("", "  There was no store yet: the run began with the factory's.");
+      put(kNoColour, "  There was no store yet: the run began with the factory's.");
     }
-    for (std::string const& note : rehearsal_.notes) put("", "  " + printable(note));
+    for (std::string const& note : rehearsal_.notes) put(kNoColour, "  " + printable(note));
     if (!rehearsal_.not_examined.empty()) {
-      put("", "  The package could not be looked at: " + printable(rehearsal_.not_examined));
+      put(kNoColour, "  The package could not be looked at: " + printable(rehearsal_.not_examined));
     }
   }
 
   void write_areas() {
     heading("Areas");
-    if (!rehearsal_.before || !rehearsal_.after) put("", "  the stores cannot be compared");
+    if (!rehearsal_.before || !rehearsal_.after) put(kNoColour, "  the stores cannot be compared");
     for (size_t i = 0; rehearsal_.before && rehearsal_.after && i < outline_.areas.size(); ++i) {
       AreaOutline const& area = outline_.areas[i];
-      put("", std::string("  ") + kAreas[i].title + ": " + words_of(area.items));
+      put(kNoColour, std::string("  ") + kAreas[i].title + ": " + words_of(area.items));
       size_t const named = style_.detail == Detail::kSummary
                                ? std::min(kNamed, area.lost_items.size())
                                : area.lost_items.size();
@@ -136,7 +125,7 @@ class TextReport {
       grouped(lines);
     }
     if (style_.detail == Detail::kSummary && rehearsal_.findings.size() > kNamed) {
-      put("", "  and " + std::to_string(rehearsal_.findings.size() - kNamed) + " more");
+      put(kNoColour, "  and " + std::to_string(rehearsal_.findings.size() - kNamed) + " more");
     }
   }
 
@@ -165,25 +154,12 @@ class TextReport {
       put(kBold, std::string("  ") + kAreas[i].title + ": " + counted(shown[i], "key", "keys"));
       visit_changes(rehearsal_, [&](KeyChange const& change) {
         if (item_at(change.path).area == static_cast<Area>(i) && is_in(scope_, change)) {
-          write_change(change);
+          style_.detail == Detail::kNames ? text_.write_key(change) : text_.write(change);
         }
       });
     }
     if (hidden > 0) {
-      put("", "  " + counted(hidden, "changed key is", "changed keys are") + " not shown.");
-    }
-  }
-
-  void write_change(KeyChange const& key) {
-    char const* const sign = key.kind == ChangeKind::kGained ? "+"
-                             : key.kind == ChangeKind::kLost ? "-"
-                                                             : "~";
-    put(colour_of(key.kind),
-        std::string("  ") + sign + " " + (key.path.empty() ? "(the root)" : printable(key.path)));
-    if (style_.detail == Detail::kNames) return;
-    for (ValueChange const& value : key.values) {
-      if (value.before) put(kRed, "  - " + printable(value_line(*value.before)));
-      if (value.after) put(kGreen, "  + " + printable(value_line(*value.after)));
+      put(kNoColour, "  " + counted(hidden, "changed key is", "changed keys are") + " not shown.");
     }
   }
 
@@ -193,13 +169,13 @@ class TextReport {
   }
 
   void heading(std::string const& text) {
-    put("", "");
+    put(kNoColour, "");
     put(kBold, text);
   }
 
   void grouped(ByFile const& all) {
     for (auto const& [file, lines] : all.groups()) {
-      put("", "  " + (file.empty() ? "(no file)" : printable(file)));
+      put(kNoColour, "  " + (file.empty() ? "(no file)" : printable(file)));
       for (std::string const& line : lines) message(line);
     }
   }
@@ -211,22 +187,19 @@ class TextReport {
       std::string_view line = text.substr(0, text.find('\n'));
       text.remove_prefix(std::min(text.size(), line.size() + 1));
       if (line.starts_with('\t')) line.remove_prefix(1);
-      put("", indent + printable(line));
+      put(kNoColour, indent + printable(line));
       if (text.empty()) return;
       indent = "      ";
     }
   }
 
-  void put(char const* colour, std::string const& line) {
-    bool const coloured = style_.in_colour && colour[0] != '\0';
-    out_ << (coloured ? colour + line + kPlain : line) << '\n';
-  }
+  void put(char const* colour, std::string const& line) { text_.put(colour, line); }
 
   Rehearsal const& rehearsal_;
   Outline const outline_;
   Scope const& scope_;
   TextStyle const& style_;
-  std::ostream& out_;
+  ChangeText text_;
 };
 
 }  // namespace

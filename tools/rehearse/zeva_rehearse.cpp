@@ -3,21 +3,26 @@
 //
 // The program starts itself again in a sandbox. There it copies the store, examines the package and
 // runs the tool itself with a real registry server. The home is only read, and whatever ends the
-// rehearsal, nothing of it remains. Exit status: the tool's; 1 when it could not be run, 2 for a
-// wrong command line.
+// rehearsal, nothing of it remains but the plan that it was asked to keep. Exit status: the tool's;
+// 1 when it could not be run, 2 for a wrong command line.
 
+#include "held_plan.h"
+#include "kept_file.h"
 #include "nvreg.h"
 #include "product_home.h"
 #include "regpath.h"
 #include "regserver_control.h"
 #include "rehearsal.h"
+#include "results.h"
 #include "sandbox.h"
 #include "tool.h"
 
 #include <errno.h>
 #include <signal.h>
+#include <stdlib.h>
 #include <string.h>
 
+#include <algorithm>
 #include <exception>
 #include <filesystem>
 #include <string>
@@ -48,8 +53,18 @@ zeva::Visible visible_of(std::string const& config, std::string const& package,
   return visible;
 }
 
+// Whether an exit status of the sandbox says that a report was made: the low bits of a run's code,
+// or what --exit-code makes of it.
+bool is_of_report(int status) {
+  return status == zeva::kChanges || status == zeva::kChangesWithLosses ||
+         std::ranges::any_of(zeva::kResults, [&](zeva::Result const& result) {
+           return (result.code & 0xFF) == status;
+         });
+}
+
 // `line` is the command line; the sandbox gets it again.
-int start(std::string const& home, std::string const& package, std::vector<std::string> line) {
+int start(std::string const& home, std::string const& package, zeva::KeptFile const& plan,
+          std::vector<std::string> line) {
   std::error_code failure;
   std::string const installation = fs::path(zeva::own_folder().value_or("")).parent_path();
   if (!fs::exists(installation + "/bin/migration/zeva-migrate", failure)) {
@@ -67,7 +82,8 @@ int start(std::string const& home, std::string const& package, std::vector<std::
   // well when the package's path holds that name.
   bool const renamed = covers || package.find(zeva::kRegServerProcess) != std::string::npos;
   std::string const given = renamed ? zeva::kRenamedPackage : package;
-  line.insert(line.begin(), {config, given});
+  line.insert(line.begin(),
+              {full_path(home), config, package, given, std::to_string(plan.descriptor())});
   int const status = zeva::run_in_sandbox(installation, visible_of(config, package, given), line);
   if (status < 0) {
     return zeva::complain("bwrap cannot be run",
@@ -77,6 +93,18 @@ int start(std::string const& home, std::string const& package, std::vector<std::
     zeva::complain("the rehearsal was killed", "perhaps there was not enough memory for it");
   }
   return status;
+}
+
+int start_and_keep(std::string const& home, std::string const& package, std::string const& plan,
+                   std::vector<std::string> const& line) {
+  zeva::KeptFile file;
+  if (!plan.empty()) {
+    if (int const error = file.make(plan)) return zeva::complain(plan, strerror(error));
+  }
+  int const status = start(home, package, file, line);
+  if (plan.empty() || !is_of_report(status)) return status;
+  int const error = file.keep();
+  return error == 0 ? status : zeva::complain(plan, strerror(error));
 }
 
 // The normal form of a key's path.
@@ -93,6 +121,14 @@ class CommandLine {
   CommandLine() {
     using Detail = zeva::TextStyle::Detail;
     app_.add_option("--from", home, "the home whose store to begin with (default: $ZEVA_HOME)");
+    auto* save = app_.add_option("--save", plan, "keep the plan in this file");
+    auto* valid = app_.add_option(
+        "--valid", plan_to_check,
+        "no run: say whether package (PKG, if given) and store are still those of this plan");
+    auto* verify = app_.add_option("--verify", plan_to_verify,
+                                   "no run: say whether the store has become what this plan says");
+    valid->excludes(save, verify);
+    verify->excludes(save);
     auto* json = app_.add_flag("--json", options.json, "print one JSON object");
     auto* summary = app_.add_flag_callback(
         "--summary", [&] { options.detail = Detail::kSummary; },
@@ -117,16 +153,24 @@ class CommandLine {
                   "after a run that came to its end, exit with 0 when nothing would change,\n"
                   "3 for changes, 4 when something of the package is left out");
     app_.add_option("PKG", package,
-                    "the settings package, or a folder of export files to pack first")
-        ->required();
+                    "the settings package, or a folder of export files to pack first");
   }
 
   std::optional<int> parse(int argc, char** argv) {
-    return zeva::parse_command_line(app_, argc, argv);
+    if (auto const status = zeva::parse_command_line(app_, argc, argv)) return status;
+    if (!package.empty() || !plan_to_check.empty() || !plan_to_verify.empty()) return std::nullopt;
+    zeva::complain("PKG is required", "see --help");
+    return zeva::kWrongUsage;
   }
+
+  // The home to look at for a plan; empty for the plan's own.
+  [[nodiscard]] std::string home_instead() const { return app_.count("--from") > 0 ? home : ""; }
 
   std::string home = zeva::product_home();
   std::string package;
+  std::string plan;
+  std::string plan_to_check;
+  std::string plan_to_verify;
   zeva::RehearsalOptions options;
 
  private:
@@ -141,17 +185,21 @@ class CommandLine {
       "tool runs in a sandbox, in a copy that is thrown away. The home is only read."};
 };
 
-// In the sandbox: the folder of the store and the package as it is seen there, then the command
-// line.
+// In the sandbox: what start() has put before the command line, and that.
 int rehearse(std::vector<std::string> arguments) {
+  constexpr size_t kBefore = 5;
+  if (arguments.size() <= kBefore) return zeva::kFailed;
   std::vector<char*> pointers;
   for (std::string& argument : arguments) pointers.push_back(argument.data());
   CommandLine line;
-  if (auto const status = line.parse(static_cast<int>(pointers.size()) - 2, pointers.data() + 2)) {
+  if (auto const status =
+          line.parse(static_cast<int>(pointers.size() - kBefore), pointers.data() + kBefore)) {
     return *status;
   }
   zeva::prefer_own_commands();
-  return zeva::rehearse(arguments[0], arguments[1], line.options);
+  return zeva::rehearse(
+      {arguments[0], arguments[1], arguments[2], arguments[3], atoi(arguments[4].c_str())},
+      line.options);
 }
 
 }  // namespace
@@ -160,7 +208,13 @@ int main(int argc, char** argv) try {
   if (auto const arguments = zeva::sandboxed_arguments()) return rehearse(*arguments);
   CommandLine line;
   if (auto const status = line.parse(argc, argv)) return *status;
-  return start(line.home, full_path(line.package), {argv, argv + argc});
+  if (!line.plan_to_check.empty()) {
+    return zeva::check_plan(line.plan_to_check, line.package, line.home_instead());
+  }
+  if (!line.plan_to_verify.empty()) {
+    return zeva::verify_plan(line.plan_to_verify, line.home_instead());
+  }
+  return start_and_keep(line.home, full_path(line.package), line.plan, {argv, argv + argc});
 } catch (std::exception const& error) {
   return zeva::complain_of(error);
 }
