@@ -8,6 +8,7 @@
 #include "registry_client.h"
 #include "schema.h"
 #include "scratch_home.h"
+#include "secrets.h"
 #include "work_folder.h"
 
 #include <gmock/gmock.h>
@@ -209,10 +210,21 @@ TEST_F(Rehearse, ANewHome) {
 }
 
 TEST_F(Rehearse, APlanIsHeldAgainstWhatIsThere) {
+  // Secrets in the store, in what is imported, in a key that nobody asks for, and in a value that
+  // is told of as no number.
+  client_->create("Proxy");
+  EXPECT_EQ(client_->set("Proxy", "Token", NVREG_STRING, "canary-1"), NVREG_OK);
+  edit("misc.txt",
+       "s/=2:SmartHost/=2:RelayPassword/; s/^Value=2:smtp.*/Value=2:canary-2/; "
+       "s/=2:MaxQueueLength/=2:Passcode/; s/^Value=1:4294967295/Value=1:9canary/");
+  edit("scanlimit.txt", "$aapiKey=2:canary-4");
+  before_ = traces();
   pack("pkg");
   work_.write("plan", "old");
-  auto done = rehearse(" --summary --save plan");
+  auto done = rehearse(" --save plan");
   ASSERT_EQ(done.exit_status, 0) << done.error;
+  EXPECT_THAT(done.output, HasSubstr("  +     RelayPassword=(masked)\n"));
+  EXPECT_THAT(done.output + done.error + work_.read("plan"), Not(HasSubstr("canary")));
   EXPECT_EQ(work_.sh("stat -c %a plan; ls").output, "600\nexport\npkg\nplan\ntmp\n");
   std::string const held = *installed / "home/bin/zeva-rehearse ";
   done = work_.sh(held + "--valid plan");
@@ -233,6 +245,7 @@ TEST_F(Rehearse, APlanIsHeldAgainstWhatIsThere) {
   ASSERT_EQ(zeva::read_plan(work_ / "plan", plan), "");
   plan.after = zeva::load_store(home_.config("")).root;
   plan.after_sha256 = zeva::store_digest(*plan.after);
+  zeva::Secrets().mask(*plan.after, plan.salt);
   work_.write("plan", zeva::write_plan(plan, "{}\n"));
   done = work_.sh(held + "--verify plan");
   EXPECT_EQ(done.exit_status, 0) << done.output;

@@ -119,41 +119,12 @@ std::string normal_path(std::string const& key) {
 class CommandLine {
  public:
   CommandLine() {
-    using Detail = zeva::TextStyle::Detail;
-    app_.add_option("--from", home, "the home whose store to begin with (default: $ZEVA_HOME)");
-    auto* save = app_.add_option("--save", plan, "keep the plan in this file");
-    auto* valid = app_.add_option(
-        "--valid", plan_to_check,
-        "no run: say whether package (PKG, if given) and store are still those of this plan");
-    auto* verify = app_.add_option("--verify", plan_to_verify,
-                                   "no run: say whether the store has become what this plan says");
-    valid->excludes(save, verify);
-    verify->excludes(save);
-    auto* json = app_.add_flag("--json", options.json, "print one JSON object");
-    auto* summary = app_.add_flag_callback(
-        "--summary", [&] { options.detail = Detail::kSummary; },
-        "leave out the changes and the log");
-    app_.add_flag_callback(
-            "--names", [&] { options.detail = Detail::kNames; },
-            "show which keys change, without their values")
-        ->excludes(json, summary);
-    summary->excludes(json);
-    app_.add_option_function<std::string>(
-            "--only", [&](std::string const& id) { options.scope.area = zeva::area_named(id); },
-            "show the changes of one area")
-        ->check(CLI::IsMember(area_ids()));
-    app_.add_option("--key", options.scope.key, "show the changes at and below this key")
-        ->transform(normal_path);
-    app_.add_option("--mask", options.masked,
-                    "mask all values at and below this key, beside those whose names say that\n"
-                    "they are secret; may be given again")
-        ->transform(normal_path)
-        ->allow_extra_args(false);
-    app_.add_flag("--exit-code", options.exit_code,
-                  "after a run that came to its end, exit with 0 when nothing would change,\n"
-                  "3 for changes, 4 when something of the package is left out");
-    app_.add_option("PKG", package,
-                    "the settings package, or a folder of export files to pack first");
+    app_.add_option("PKG", package, "the settings package, or a folder of export files")
+        ->option_text(" ");
+    app_.add_option("--from", home, "begin with the store of this home\n(default: $ZEVA_HOME)")
+        ->option_text("HOME");
+    add_output_options();
+    add_plan_options();
   }
 
   std::optional<int> parse(int argc, char** argv) {
@@ -174,6 +145,49 @@ class CommandLine {
   zeva::RehearsalOptions options;
 
  private:
+  void add_output_options() {
+    using Detail = zeva::TextStyle::Detail;
+    auto* json = app_.add_flag("--json", options.json, "print one JSON object");
+    auto* summary = app_.add_flag_callback(
+        "--summary", [&] { options.detail = Detail::kSummary; }, "leave out changes and log");
+    auto* names = app_.add_flag_callback(
+        "--names", [&] { options.detail = Detail::kNames; }, "show keys without their values");
+    names->excludes(json, summary)->option_text(" ");
+    summary->excludes(json)->option_text(" ");
+    json->option_text(" ");
+    app_.add_option_function<std::string>(
+            "--only", [&](std::string const& id) { options.scope.area = zeva::area_named(id); },
+            "show the changes of one area:\n" + CLI::detail::join(area_ids(), "\n"))
+        ->check(CLI::IsMember(area_ids()))
+        ->option_text("AREA");
+    app_.add_option("--key", options.scope.key, "show the changes at and below this key")
+        ->transform(normal_path)
+        ->option_text("PREFIX");
+    app_.add_option("--mask", options.masked,
+                    "mask the values at and below this key, too, not\n"
+                    "only those whose names say that they are secret;\n"
+                    "may be given again")
+        ->transform(normal_path)
+        ->allow_extra_args(false)
+        ->option_text("PREFIX");
+    app_.add_flag("--exit-code", options.exit_code,
+                  "after a run that came to its end, exit with\n"
+                  "0 when nothing would change, 3 for changes,\n"
+                  "4 when something of the package is left out");
+  }
+
+  void add_plan_options() {
+    auto* save = app_.add_option("--save", plan, "keep the plan in this file");
+    auto* valid = app_.add_option("--valid", plan_to_check,
+                                  "do not run: are the package (PKG, if given) and\n"
+                                  "the store still those of this plan?");
+    auto* verify = app_.add_option("--verify", plan_to_verify,
+                                   "do not run: has the store become what this plan says?");
+    valid->excludes(save, verify);
+    verify->excludes(save);
+    for (CLI::Option* const option : {save, valid, verify}) option->option_text("FILE");
+  }
+
   static std::vector<std::string> area_ids() {
     std::vector<std::string> ids;
     for (zeva::AreaName const& area : zeva::kAreas) ids.emplace_back(area.id);
