@@ -52,7 +52,8 @@ bool Server::open_store(std::string const& config, std::string& why) {
   return store_ != nullptr;
 }
 
-// The cookie is there before the first client can be, the number of the process after that.
+// The cookie is there before the first client can be, the number of the process after that: who
+// knows it may end the server, which must be ready to take its pid file away again.
 bool Server::listen(std::string const& config, std::string& why) {
   cookie_ = make_cookie(config + kCookieFile, why);
   if (cookie_.empty()) return false;
@@ -62,14 +63,14 @@ bool Server::listen(std::string const& config, std::string& why) {
     why = "cannot listen on the port: " + error.message();
     return false;
   }
+  signals_.add(SIGTERM);
+  signals_.add(SIGINT);
   int written = pid_file_.write(config + "/regserver.pid");
   if (written != 0) why = config + "/regserver.pid: " + strerror(written);
   return written == 0;
 }
 
 void Server::run() {
-  signals_.add(SIGTERM);
-  signals_.add(SIGINT);
   signals_.async_wait([this](asio::error_code, int) { io_.stop(); });
   accept();
   io_.run();

@@ -6,6 +6,7 @@
 
 #include <signal.h>
 #include <stdlib.h>
+#include <sys/ptrace.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -33,7 +34,7 @@ class Service : public testing::Test {
   std::string pid() const { return read_text(home_.config("regserver.pid")); }
 
   ScratchHome home_;
-  std::string script_ = "\"$ZEVA_HOME/bin/migration/S99Reg\"";
+  std::string script_ = "timeout 30 \"$ZEVA_HOME/bin/migration/S99Reg\"";
   std::string output_;
 };
 
@@ -148,6 +149,24 @@ TEST_F(Service, AHomeOfAnyName) {
   script_ = "'" + home_.path() + "/S99Reg'";
   fs::copy(odd + "/bin/migration/S99Reg", home_.path() + "/S99Reg");
   EXPECT_EQ(run("start"), 127) << "/bin/regserver";
+}
+
+// At the very moment that its pid file is there.
+TEST_F(Service, CanBeEndedAsSoonAsItIsFound) {
+  pid_t const server = fork();
+  if (server == 0) {
+    ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
+    execl((home_.path() + "/bin/regserver").c_str(), "regserver", nullptr);
+    _exit(127);
+  }
+  int status;
+  while (waitpid(server, &status, 0) == server && WIFSTOPPED(status) && pid().empty())
+    ptrace(PTRACE_SYSCALL, server, nullptr, nullptr);
+  kill(server, SIGTERM);
+  ptrace(PTRACE_DETACH, server, nullptr, nullptr);
+  EXPECT_EQ(waitpid(server, &status, 0), server);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(pid(), "");
 }
 
 // A server that does not hear is ended all the same, and its pid file's end is not taken for its
