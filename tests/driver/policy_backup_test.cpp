@@ -102,31 +102,25 @@ struct Case {
   char const* in_the_way = "true";  // a shell command in the backup folder
 };
 
+Files const kNewGateway = {{"xml", "snapshot"}, {"xml.redo", "r"}};
+Files without(Files files, char const* name) {
+  files.erase(name);
+  return files;
+}
+
 Case const kCases[] = {
-    {"NewGateway",
-     {{"xml", "snapshot"}, {"xml.redo", "r"}},
-     nullptr,
-     nullptr,
-     nullptr,
-     {{"xml", "snapshot"}, {"xml.redo", "r"}}},
-    {"AllGoesWell"},
-    {"NoCopyWorks", kStore, ">backup/", nullptr, nullptr, {}},
-    {"OneCopyFails",
-     kStore,
-     "xml.redo>",
-     nullptr,
-     nullptr,
-     {{"xml", "snapshot"}, {"xml.bak", kStore.at("xml.bak")}}},
-    {"CopyGoneWhenNeeded", kStore, nullptr, "backup/cFlt_db.xml"},
-    {"PipeForCopy", kStore, nullptr, nullptr, nullptr, kStore, "mkfifo cFlt_db.xml"},
-    {"FolderForCopy",
-     kStore,
-     nullptr,
-     nullptr,
-     nullptr,
-     {{"xml.redo", ""}, {"xml.bak", kStore.at("xml.bak")}},
-     "mkdir -p cFlt_db.xml/folder"},
-    {"NoRestoreWorks", kStore, nullptr, nullptr, "backup/"},
+    {.name = "NewGateway", .before = kNewGateway, .backups = kNewGateway},
+    {.name = "AllGoesWell"},
+    {.name = "NoCopyWorks", .failing_backups = ">backup/", .backups = {}},
+    {.name = "OneCopyFails",
+     .failing_backups = "xml.redo>",
+     .backups = without(kStore, "xml.redo")},
+    {.name = "CopyGoneWhenNeeded", .lost_backup = "backup/cFlt_db.xml"},
+    {.name = "PipeForCopy", .in_the_way = "mkfifo cFlt_db.xml"},
+    {.name = "FolderForCopy",
+     .backups = without(kStore, "xml"),
+     .in_the_way = "mkdir -p cFlt_db.xml/folder"},
+    {.name = "NoRestoreWorks", .failing_restores = "backup/"},
 };
 
 TEST_F(PolicyBackup, PutsBackWhateverFails) {
