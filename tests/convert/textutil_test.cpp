@@ -1,7 +1,9 @@
 #include "homepath.h"
 #include "names.h"
+#include "scratch_folder.h"
 #include "split.h"
 #include "unicode.h"
+#include "updatelog.h"
 #include "version.h"
 
 #include <gmock/gmock.h>
@@ -86,6 +88,15 @@ TEST(TextUtil, ConvertsToBytesWithinTheBuffer) {
   commonustringtoutf8(record, icu::UnicodeString(), icu::UnicodeString(600, u'c', 600));
   EXPECT_STREQ(record.displayName, "kept");
   EXPECT_EQ(std::string(record.comment, sizeof record.comment), std::string(512, 'c'));
+}
+
+TEST(TextUtil, AddsToTheUpdateLog) {
+  ScratchFolder const home;
+  EXPECT_EQ(writelog(home.path(), "lost\n"), -1);
+  home.write("log/updatelog.debug", "before\n");
+  EXPECT_EQ(writelog(home.path(), "%s"), 0);
+  EXPECT_THAT(home.read("log/updatelog.debug"),
+              testing::MatchesRegex("before\n... ... ../../.. ..:..[AP]M   %s"));
 }
 
 TEST(TextUtil, KnowsTheHome) {

@@ -55,6 +55,7 @@ TEST(Identifier, ReadsHexadecimalFields) {
       {"000102030405060708090a0b0c0d0eff",
        std::string("\0\1\2\3\4\5\6\7\10\11\12\13\14\15\16\xff", 16)},
       {" 1 a10 2" + std::string(24, '3'), "\1\x0a\x10\2" + std::string(12, '\x33')},
+      {"1 " + std::string(30, '3'), "\1" + std::string(15, '\x33')},
       {" a b10", "\x0a\xb1"},
       {"1 2 3", "\1\2\3"},
       {"12g4", "\x12"},

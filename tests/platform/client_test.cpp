@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/socket.h>
+
 namespace {
 
 class Client : public testing::Test {
@@ -97,6 +99,19 @@ TEST_F(Client, HandlesKnowTheirKindAndOutliveTheirRegistry) {
   nvreg_setValue(key, "v", NVREG_STRING, nullptr, 0, &status);
   EXPECT_EQ(status, NVREG_OK);
   nvreg_closeKey(key, &status);
+}
+
+// A server that has proved itself may take any time over a call.
+TEST_F(Client, WaitsForAnAnswerWithoutEnd) {
+  RegistryClient client(home_.address());
+  int sockets = 0;
+  for (int fd = 0; fd < 64; ++fd) {
+    timeval wait = {};
+    socklen_t size = sizeof wait;
+    sockets += getsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &wait, &size) == 0;
+    EXPECT_EQ(wait.tv_sec, 0);
+  }
+  EXPECT_GT(sockets, 0);
 }
 
 TEST_F(Client, OpenSaysWhyNot) {

@@ -3,6 +3,7 @@
 #include "nvclassification.h"
 
 #include "policy_store.h"
+#include "registry_client.h"
 
 using testing::ElementsAre;
 using testing::Pair;
@@ -152,11 +153,9 @@ TEST_F(Classifications, ShowsSettingsAsTextByTheirType) {
   entries[1].setname("list");
   entries[1].setvalue(NVREG_MULTISTRING, Texts{"a", "b c"});
   EXPECT_EQ(hive_.setactionsettings(key.get(), entries), 0);
-  int32_t status = 0;
-  nvreg_setValue(key.get(), "bytes", NVREG_BINARY,
-                 reinterpret_cast<unsigned char const*>("\x0a\xff"), 2, &status);
-  nvreg_setValue(key.get(), "text", NVREG_STRING, reinterpret_cast<unsigned char const*>("%d"), 3,
-                 &status);
+  RegistryClient client(home_.address());
+  EXPECT_EQ(client.set(kPolicy + "\\setting", "bytes", NVREG_BINARY, "\x0a\xff"), 0);
+  EXPECT_EQ(client.set(kPolicy + "\\setting", "text", NVREG_STRING, std::string("%d", 3)), 0);
   std::map<std::string, std::string> settings;
   EXPECT_EQ(hive_.getactionsettings(key.get(), settings), 0);
   EXPECT_THAT(settings, ElementsAre(Pair("bytes", "BI 0a ff "), Pair("list", "MS a;b c;"),

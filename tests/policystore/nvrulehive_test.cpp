@@ -245,7 +245,8 @@ TEST_F(RuleHive, KeepsWhatARuleRefersToInATreeOfAnyDepth) {
   bottom += "\\rules\\bottom";
   set(bottom + "\\tasks\\t\\Classification", "Passed", "Keep");
   set(bottom, "condition1", "*;Staff");
-  set(root + "\\rules\\" + long_name, "condition1", "Guests;*");
+  for (std::string const& name : {long_name, std::string("later")})
+    set(root + "\\rules\\" + name, "condition1", "Guests;*");
 
   NvClassification classes(kPolicy, home_.address());
   NvAddresslist lists(kPolicy, home_.address());
