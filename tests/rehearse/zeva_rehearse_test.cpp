@@ -35,6 +35,13 @@ class Rehearse : public testing::Test {
     auto const done = installed->sh(CMAKE_PROGRAM " --install " BUILD_FOLDER
                                                   " --prefix home && rm home/config/factory.xml");
     ASSERT_EQ(done.exit_status, 0) << done.error;
+    // What runs in the sandbox tries to write into the home that it has been given to read.
+    installed->sh(R"(cd home/bin; mv rc4 real; cp real rc4; cat > rc4 << 'END'
+#!/bin/sh
+touch ${ZEVA_REHEARSAL:-/nowhere}/x 2> /dev/null
+exec ${0%/*}/real "$@"
+END
+)");
   }
   static void TearDownTestSuite() { delete installed; }
 
@@ -62,9 +69,11 @@ class Rehearse : public testing::Test {
     ASSERT_EQ(work_.sh(*installed / "home/bin/zeva-pack export " + package).error, "");
   }
 
-  // The command, with the waits of the run in it shortened.
+  // The command, with the waits of the run in it shortened, and with a variable set that means
+  // something only in the sandbox.
   std::string command() {
-    return "TMPDIR=\"$PWD/tmp\" LD_PRELOAD='/usr/$LIB/faketime/libfaketime.so.1' FAKETIME='+0 x30' "
+    return "ZEVA_REHEARSAL=x TMPDIR=\"$PWD/tmp\" LD_PRELOAD='/usr/$LIB/faketime/libfaketime.so.1' "
+           "FAKETIME='+0 x30' "
            "ASAN_OPTIONS=verify_asan_link_order=0 env --default-signal=INT " +
            *installed / "home/bin/zeva-rehearse --from " + from_ + " " + package_;
   }

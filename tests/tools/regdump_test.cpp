@@ -129,6 +129,8 @@ TEST_F(RegDump, BadInputIsNamed) {
     EXPECT_EQ(std::count(result.error.begin(), result.error.end(), '\n'), 1) << result.error;
     EXPECT_EQ(result.output, "");
   }
+  // An empty home is a home, too: not the standard one.
+  EXPECT_THAT(work_.sh("ZEVA_HOME= " REGDUMP).error, HasSubstr(" /config/"));
 }
 
 }  // namespace
