@@ -99,7 +99,7 @@ int run_importers(char const* address) {
   for (Importer const& importer : kImporters) {
     if (importer.progress != nullptr) {
       LogDebugMessage("%s", importer.progress);
-      SyncDebugLog();
+      sync_debug_log();
     }
     int const result =
         unless_out_of_memory([&] { return importer.import(kUnpackFolder, address); });

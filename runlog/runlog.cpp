@@ -164,7 +164,7 @@ void LogDebugMessage(char const* format, ...) {
   (void)zeva::write_all(STDOUT_FILENO, {message, echoed + 1});
 }
 
-void SyncDebugLog() {
+void zeva::sync_debug_log() {
   SignalsHeld held;
   zeva::Descriptor const log = open_log(O_WRONLY | O_APPEND);
   if (log) fsync(log.get());

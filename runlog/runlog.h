@@ -22,5 +22,9 @@ void SetDebugLogFileName(char const* path);
 // reported on standard error, with the reason.
 void LogDebugMessage(char const* format, ...) __attribute__((format(printf, 1, 2)));
 
+namespace zeva {
+
 // Brings the log to the disk: after a power cut it says how far the run had come.
-void SyncDebugLog();
+void sync_debug_log();
+
+}  // namespace zeva

@@ -158,7 +158,7 @@ TEST_F(PolicyBackup, IsOnTheDiskBeforeTheRunGoesOn) {
   EXPECT_THAT(events, ElementsAre("xml>backup/xml", "sync backup/xml", "xml.redo>backup/xml.redo",
                                   "sync backup/xml.redo", "xml.bak>backup/xml.bak",
                                   "sync backup/xml.bak", "sync backup", "sync "));
-  SyncDebugLog();
+  zeva::sync_debug_log();
   EXPECT_THAT(events.back(), testing::EndsWith("/log"));
   events.clear();
   zeva::restore_policy_files();
