@@ -1,8 +1,7 @@
-#include "import_addr_list.h"
-
 #include "addr_list_keys.h"
 #include "export_file.h"
 #include "importers.h"
+#include "nvaddresslist.h"
 #include "package_names.h"
 #include "runlog.h"
 #include "textfield.h"

@@ -1,5 +1,3 @@
-#include "import_config.h"
-
 #include "config_keys.h"
 #include "export_file.h"
 #include "importers.h"

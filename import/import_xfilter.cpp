@@ -1,5 +1,3 @@
-#include "import_xfilter.h"
-
 #include "export_file.h"
 #include "importers.h"
 #include "list_walk.h"
