@@ -136,7 +136,7 @@ int signal_received() {
 }
 
 std::string CommandResult::explanation() const {
-  if (!not_run.empty()) return not_run;
+  if (not_run) return *not_run;
   if (stopped) return "interrupted";
   size_t const begin = error.find_first_not_of('\n');
   if (begin != std::string::npos) return error.substr(begin, error.find('\n', begin) - begin);

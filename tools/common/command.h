@@ -8,6 +8,7 @@
 #include <signal.h>
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -33,11 +34,11 @@ struct CommandResult {
   std::string program;
   int exit_status = -1;  // 0 to 255; 128 and the signal's number when a signal ended it
   std::string output;
-  std::string error;     // its standard error
-  std::string not_run;   // why it could not be started; empty when it was
-  bool stopped = false;  // ended early, by a signal to this program
+  std::string error;                   // its standard error
+  std::optional<std::string> not_run;  // why it could not be started
+  bool stopped = false;                // ended early, by a signal to this program
 
-  [[nodiscard]] bool succeeded() const { return not_run.empty() && !stopped && exit_status == 0; }
+  [[nodiscard]] bool succeeded() const { return !not_run && !stopped && exit_status == 0; }
   // One line for a person: the first line that is not empty of its standard error, or how it ended.
   [[nodiscard]] std::string explanation() const;
 };

@@ -1,6 +1,7 @@
 // A folder that only this user can enter, removed with all that is in it.
 #pragma once
 
+#include <optional>
 #include <string>
 
 namespace zeva {
@@ -13,14 +14,14 @@ class PrivateFolder {
   PrivateFolder(PrivateFolder const&) = delete;
   PrivateFolder& operator=(PrivateFolder const&) = delete;
 
-  // Why it could not be made; empty when it was.
-  [[nodiscard]] std::string const& error() const { return error_; }
+  // Why it could not be made, if it could not.
+  [[nodiscard]] std::optional<std::string> const& error() const { return error_; }
   [[nodiscard]] std::string const& path() const { return path_; }
   [[nodiscard]] std::string operator/(std::string const& name) const { return path_ + "/" + name; }
 
  private:
   std::string path_;
-  std::string error_;
+  std::optional<std::string> error_;
 };
 
 }  // namespace zeva

@@ -230,8 +230,8 @@ bool pack(std::string const& folder, std::string const& package) {
   Contents contents;
   if (!place || !is_export(folder) || !list(folder, contents)) return false;
   zeva::PrivateFolder const work(*place);
-  if (!work.error().empty()) {
-    zeva::complain(package, "cannot be made: " + work.error());
+  if (work.error()) {
+    zeva::complain(package, "cannot be made: " + *work.error());
     return false;
   }
   std::string const made = work / "package";

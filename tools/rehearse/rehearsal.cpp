@@ -36,12 +36,12 @@ std::string scratch(std::string const& name) {
   return kScratchFolder + ("/" + name);
 }
 
-// Makes a package of a folder of export files; what went wrong, empty if nothing did.
-std::string pack(std::string const& folder, std::string const& package) {
+// Makes a package of a folder of export files; what went wrong, if anything did.
+std::optional<std::string> pack(std::string const& folder, std::string const& package) {
   LongWait wait("the export to be packed");
   CommandResult const done = run_command(
       {{"zeva-pack", "--", folder, package}, "", [&](std::string const&) { wait.show(); }});
-  return done.succeeded() ? "" : done.explanation();
+  return done.succeeded() ? std::nullopt : std::optional(done.explanation());
 }
 
 // Unpacks the package for itself and looks at what is in it.
@@ -155,13 +155,11 @@ int rehearse(RehearsalSubject const& subject, RehearsalOptions const& options) {
   bool const is_folder = fs::is_directory(subject.given, failed);
   std::string const package = is_folder ? scratch("packed") : subject.given;
   if (is_folder) {
-    std::string const failure = pack(subject.given, package);
-    if (!failure.empty()) return complain("the folder cannot be packed", failure);
+    if (auto const failure = pack(subject.given, package))
+      return complain("the folder cannot be packed", *failure);
   }
   RehearsalHome home;
-  if (std::string const failure = home.lay_out(subject.config); !failure.empty()) {
-    return complain(subject.config, failure);
-  }
+  if (auto const failure = home.lay_out(subject.config)) return complain(subject.config, *failure);
   Rehearsal rehearsal;
   rehearsal.had_store = home.had_store();
   rehearsal.package_sha256 = file_digest(package).value_or("");

@@ -20,7 +20,7 @@ std::string const kOriginal = std::string(kScratchFolder) + "/original";
 
 }  // namespace
 
-std::string RehearsalHome::lay_out(std::string const& config) {
+std::optional<std::string> RehearsalHome::lay_out(std::string const& config) {
   StoreCopy files;
   if (int const error = read_store(config, files)) {
     return std::string("the store cannot be read: ") + strerror(error);
@@ -38,7 +38,7 @@ std::string RehearsalHome::lay_out(std::string const& config) {
       }
     }
   }
-  return "";
+  return std::nullopt;
 }
 
 LoadedStore load_factory_store(std::string const& config) {

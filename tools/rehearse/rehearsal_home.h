@@ -4,6 +4,7 @@
 
 #include "loader.h"
 
+#include <optional>
 #include <string>
 
 namespace zeva {
@@ -14,8 +15,8 @@ namespace zeva {
 class RehearsalHome {
  public:
   // Copies the store from a home's folder `config`, which a server may be changing meanwhile.
-  // Returns what went wrong, empty if nothing did.
-  [[nodiscard]] std::string lay_out(std::string const& config);
+  // Returns what went wrong, if anything did.
+  [[nodiscard]] std::optional<std::string> lay_out(std::string const& config);
 
   // False: there was no store to copy, and the run's server begins with the factory's.
   [[nodiscard]] bool had_store() const { return had_store_; }
