@@ -29,7 +29,7 @@ bool write_identifier(_NvPolComHandle* key, std::string const& name, std::string
 bool read_data(NvConfigFile const& file, std::string const& section, std::string const& key,
                tag_VALUE_TYPE type, void* data, bool quiet) {
   std::string stored;
-  file.getattribute(section, key, stored);
+  (void)file.getattribute(section, key, stored);  // no typed text is empty
   RegValue value;
   if (!parse_str(trans_str(stored).c_str(), value, type)) {
     if (!quiet) log_unreadable(148, file, section, key);
@@ -55,7 +55,7 @@ bool read_data(NvConfigFile const& file, _tag_MAP_ITEM const* rows, int count, b
 tag_VALUE_TYPE get_data_type(NvConfigFile const& file, std::string const& section,
                              std::string const& key) {
   std::string stored;
-  file.getattribute(section, key, stored);
+  (void)file.getattribute(section, key, stored);
   RegValue value;
   // Untranslated: what trans_str puts back is neither digit nor colon, so the type is the same.
   if (!parse_str(stored.c_str(), value, VALUE_ANY)) log_unreadable(130, file, section, key);

@@ -85,10 +85,15 @@ bool copy(Path const& source, Path const& target) {
   return copyfile(source.c_str(), target.c_str()) && is_regular(target);
 }
 
-// Of a file, or of a folder: the names in it.
-bool sync_to_disk(Path const& path) {
+[[nodiscard]] bool sync_to_disk(Path const& path) {
   Descriptor const file = open_file(path, O_RDONLY);
   return file && fsync(file.get()) == 0;
+}
+
+// The names in a folder. Where this fails they are there all the same, and nothing better can be
+// done.
+void sync_names(Path const& folder) {
+  (void)sync_to_disk(folder);
 }
 
 int make_backup_folder(Path const& folder) {
@@ -192,8 +197,8 @@ int back_up_policy_files() {
     return kNoBackup;
   }
   // What holds the copies is new, too, the first time.
-  sync_to_disk(folder);
-  sync_to_disk(in_home("/config"));
+  sync_names(folder);
+  sync_names(in_home("/config"));
   return 0;
 }
 
@@ -203,7 +208,7 @@ void restore_policy_files() {
   for (PolicyFile& file : policy_files) {
     if (file.backed_up()) put_back(file);
   }
-  sync_to_disk(in_home("/config"));
+  sync_names(in_home("/config"));
 }
 
 void check_restored_policy_files() {
@@ -215,7 +220,7 @@ void check_restored_policy_files() {
     if (file.put_back) continue;
     LogDebugMessage("Error [%d]: restore %s failed.", 372, original_of(file).c_str());
   }
-  sync_to_disk(in_home("/config"));
+  sync_names(in_home("/config"));
 }
 
 }  // namespace zeva

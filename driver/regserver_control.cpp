@@ -31,7 +31,7 @@ FixedText<Size> service_command(char const* action) {
 bool StartRegServer() {
   if (_find_process(kRegServerProcess)) {
     LogDebugMessage("StartRegServer [%d]: regserver is running, try to stop it firstly.", 0);
-    StopRegServer();
+    (void)StopRegServer();  // one that stays counts as started
   }
 
   auto command = service_command<kStartSize>("start");

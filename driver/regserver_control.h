@@ -17,4 +17,4 @@ inline constexpr char kRegServerProcess[] = "regserver";
 // Stops the server with its service script and waits up to about 122 s until it has left the
 // process list. False, after logging it, when the script could not be run or the server stays: the
 // run ends as it would all the same.
-bool StopRegServer();
+[[nodiscard]] bool StopRegServer();

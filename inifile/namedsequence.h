@@ -46,10 +46,12 @@ class NamedSequence {
   }
 
   // The first item of that name, null when there is none; valid until the sequence changes.
-  Item const* find(std::string_view name) const {
+  [[nodiscard]] Item const* find(std::string_view name) const {
     return find(name, index_.empty() ? 0 : name_hash(name));
   }
-  Item* find(std::string_view name) { return const_cast<Item*>(std::as_const(*this).find(name)); }
+  [[nodiscard]] Item* find(std::string_view name) {
+    return const_cast<Item*>(std::as_const(*this).find(name));
+  }
 
   // The first item of that name, appended when there is none; valid until the sequence changes. The
   // name may be part of an item.
@@ -96,7 +98,7 @@ class NamedSequence {
   }
 
   // The hash counts only where there is an index.
-  Item const* find(std::string_view name, uint32_t hash) const {
+  [[nodiscard]] Item const* find(std::string_view name, uint32_t hash) const {
     if (index_.empty()) {
       for (Item const& item : items_)
         if (name_of(item) == name) return &item;

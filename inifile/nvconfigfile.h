@@ -3,8 +3,8 @@
 // docs/export-files.md describes their grammar.
 //
 // Lookups are exact, case-sensitive and find the first match in file order, in constant time. A
-// lookup that fails leaves its output as it was, so that a caller may put a default there and not
-// look at the result. Copying copies the whole model.
+// lookup that fails leaves its output as it was, so that a caller may put a default there; a list
+// says itself that there was nothing. Copying copies the whole model.
 //
 // The migration reads. Changing a model and writing it back is for programs that prepare and
 // correct such files beside the migration.
@@ -50,16 +50,17 @@ class NvConfigFile {
   // All sections, and the first one of that name, null when there is none; valid until the file
   // changes.
   std::vector<Nvsectionpair> const& sections() const { return sections_.items(); }
-  Nvinielement const* find(std::string_view section) const;
+  [[nodiscard]] Nvinielement const* find(std::string_view section) const;
 
   // Copies the first section of that name. 0, or -1 when there is none.
-  int getelements(std::string_view section, Nvinielement& element) const;
+  [[nodiscard]] int getelements(std::string_view section, Nvinielement& element) const;
 
   // The value of the first key of that name in the first section of that name. 0, or -1.
-  int getattribute(std::string_view section, std::string_view key, std::string& value) const;
+  [[nodiscard]] int getattribute(std::string_view section, std::string_view key,
+                                 std::string& value) const;
 
   // The same for a file that holds exactly one section, whatever its name; -1 for any other.
-  int getattribute(std::string_view key, std::string& value) const;
+  [[nodiscard]] int getattribute(std::string_view key, std::string& value) const;
 
   // Copies the keys of the first section of that name. 0, or -1 when there is none.
   int getsection(std::string_view section, std::vector<Nvkeypair>& attributes) const;

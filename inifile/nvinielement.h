@@ -20,7 +20,7 @@ class Nvinielement {
 
   // The value of the first key of exactly that name, in constant time. 0, or -1 when there is none;
   // `value` is then left as it was.
-  int getattribute(std::string_view key, std::string& value) const;
+  [[nodiscard]] int getattribute(std::string_view key, std::string& value) const;
 
   // Replaces the value of the first key of that name, in its place; appends the pair when there is
   // none.

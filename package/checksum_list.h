@@ -25,11 +25,11 @@ class ChecksumList {
  private:
   enum class Gap { kUnknown, kBlank, kBlankAndMark };
 
-  int next_byte();
-  bool next_line();
-  bool parse_tagged(size_t at, std::string& name) const;
-  bool parse_untagged(size_t at, std::string& name);
-  bool parse(std::string& name);
+  [[nodiscard]] int next_byte();
+  [[nodiscard]] bool next_line();
+  [[nodiscard]] bool parse_tagged(size_t at, std::string& name) const;
+  [[nodiscard]] bool parse_untagged(size_t at, std::string& name);
+  [[nodiscard]] bool parse(std::string& name);
 
   int fd_;
   bool failed_ = false;

@@ -9,9 +9,9 @@ NvPoRegistry::NvPoRegistry() {
 }
 
 NvPoRegistry::NvPoRegistry(std::string const& file) : file_(file) {
-  nvregopen();
+  // A failure is recorded below: before the catalogue is open there is no text for it.
+  (void)nvregopen();
   initResBundle();
-  // A failure is recorded once more: before the catalogue was open there was no text for it.
   check_named(open_status_, "nvreg_open", file_);
 }
 

@@ -45,7 +45,7 @@ class NvPoRegistry : public zeva::ErrorRecord {
   void setfilename(std::string const& file) { file_ = file; }
 
   // Opens the registry at the stored address, in place of one that was open.
-  bool nvregopen();
+  [[nodiscard]] bool nvregopen();
   bool isopen() const { return registry_ != nullptr; }
   // Makes the changes so far visible to other processes and durable.
   [[nodiscard]] int nvregrefresh();

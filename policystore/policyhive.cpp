@@ -7,7 +7,7 @@ namespace zeva {
 bool PolicyHive::open_key(std::string const& key, std::string const& file) {
   open_catalogue();
   registry_.setfilename(file);
-  registry_.nvregopen();  // nvregopenkey fails when this has
+  (void)registry_.nvregopen();  // nvregopenkey fails when this has
   if (registry_.nvregopenkey(key, regkey_) == 0) return true;
   appenderror(registry_.geterror());
   return false;

@@ -18,7 +18,7 @@ class PolicyHive : public ErrorRecord {
 
   // Opens the catalogue, the registry at the address `file` and its key `key`, which is created
   // when missing. false when the key cannot be opened; the registry's error texts are taken over.
-  bool open_key(std::string const& key, std::string const& file);
+  [[nodiscard]] bool open_key(std::string const& key, std::string const& file);
 
   // Closes what open_key has opened, as far as it is open, and makes the changes so far durable and
   // visible to other processes.
