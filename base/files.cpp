@@ -45,6 +45,20 @@ int read_file(std::string const& path, std::string& bytes) {
   return file ? read_regular(file.get(), bytes) : errno;
 }
 
+int read_at(int fd, size_t place, char* bytes, size_t& size) {
+  size_t filled = 0;
+  while (filled < size) {
+    ssize_t const got =
+        pread(fd, bytes + filled, size - filled, static_cast<off_t>(place + filled));
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return errno;
+    if (got == 0) break;
+    filled += static_cast<size_t>(got);
+  }
+  size = filled;
+  return 0;
+}
+
 int write_all(int fd, std::string_view bytes) {
   while (!bytes.empty()) {
     ssize_t written = write(fd, bytes.data(), bytes.size());

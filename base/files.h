@@ -19,7 +19,11 @@ namespace zeva {
 // that stands in its place.
 [[nodiscard]] int read_file(std::string const& path, std::string& bytes);
 
-// Writes all bytes to a descriptor.
+// Reads from a place of a file, wherever the descriptor stands. `size` is how much is wanted, and
+// afterwards how much there was: less at the file's end alone. No heap.
+[[nodiscard]] int read_at(int fd, size_t place, char* bytes, size_t& size);
+
+// Writes all bytes to a descriptor. No heap.
 [[nodiscard]] int write_all(int fd, std::string_view bytes);
 
 // Makes a file of mode 0600 that holds the bytes and is on the disk, in place of a file left under

@@ -1,7 +1,7 @@
 #include "policy_backup.h"
 
 #include "commands.h"
-#include "descriptor.h"
+#include "files.h"
 #include "fixed_text.h"
 #include "product_home.h"
 #include "results.h"
@@ -14,6 +14,8 @@
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <algorithm>
 
 namespace zeva {
 namespace {
@@ -108,15 +110,10 @@ int make_backup_folder(Path const& folder) {
   return 0;
 }
 
-// Reads a size's worth of bytes from the beginning of a file; false when there are fewer.
-bool read_bytes(int fd, char* bytes, size_t size) {
-  for (size_t at = 0; at < size;) {
-    ssize_t const got = pread(fd, bytes + at, size - at, static_cast<off_t>(at));
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) return false;
-    at += static_cast<size_t>(got);
-  }
-  return true;
+// False when there are fewer bytes.
+bool read_whole(int fd, size_t place, char* bytes, size_t size) {
+  size_t got = size;
+  return read_at(fd, place, bytes, got) == 0 && got == size;
 }
 
 // The bytes of a file, null when they cannot be had. In a mapping of their own, which neither a
@@ -131,7 +128,7 @@ char const* hold(Path const& path, size_t& size) {
       mmap(nullptr, size + 1, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   if (room == MAP_FAILED) return nullptr;
   auto const bytes = static_cast<char*>(room);
-  if (read_bytes(source.get(), bytes, size)) return bytes;
+  if (read_whole(source.get(), 0, bytes, size)) return bytes;
   munmap(room, size + 1);
   return nullptr;
 }
@@ -152,12 +149,10 @@ bool is_as_it_was(PolicyFile const& file) {
   if (!now || fstat(now.get(), &status) != 0 || static_cast<size_t>(status.st_size) != file.size)
     return false;
   char piece[16 * 1024];
-  for (size_t at = 0; at < file.size;) {
-    size_t const wanted = file.size - at < sizeof piece ? file.size - at : sizeof piece;
-    ssize_t const got = pread(now.get(), piece, wanted, static_cast<off_t>(at));
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0 || memcmp(piece, file.bytes + at, static_cast<size_t>(got)) != 0) return false;
-    at += static_cast<size_t>(got);
+  for (size_t at = 0; at < file.size; at += sizeof piece) {
+    size_t const length = std::min(file.size - at, sizeof piece);
+    if (!read_whole(now.get(), at, piece, length) || memcmp(piece, file.bytes + at, length) != 0)
+      return false;
   }
   return true;
 }
@@ -165,15 +160,8 @@ bool is_as_it_was(PolicyFile const& file) {
 // Over what stands there, which a full disk has room for.
 bool write_held(PolicyFile const& file) {
   Descriptor const target = open_file(original_of(file), O_WRONLY | O_CREAT);
-  if (!target) return false;
-  for (size_t at = 0; at < file.size;) {
-    ssize_t const written =
-        pwrite(target.get(), file.bytes + at, file.size - at, static_cast<off_t>(at));
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return false;
-    at += static_cast<size_t>(written);
-  }
-  return ftruncate(target.get(), static_cast<off_t>(file.size)) == 0;
+  return target && write_all(target.get(), {file.bytes, file.size}) == 0 &&
+         ftruncate(target.get(), static_cast<off_t>(file.size)) == 0;
 }
 
 void put_back(PolicyFile& file) {

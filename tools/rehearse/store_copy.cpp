@@ -36,18 +36,11 @@ bool still_there(std::string const& path, StoreFile const& file) {
 }
 
 int read_all(StoreFile& file) {
-  file.bytes.resize(static_cast<size_t>(file.info.st_size));
-  size_t filled = 0;
-  while (filled < file.bytes.size()) {
-    ssize_t const got = pread(file.file.get(), file.bytes.data() + filled,
-                              file.bytes.size() - filled, static_cast<off_t>(filled));
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) return errno;
-    if (got == 0) break;
-    filled += static_cast<size_t>(got);
-  }
-  file.bytes.resize(filled);
-  return 0;
+  size_t size = static_cast<size_t>(file.info.st_size);
+  file.bytes.resize(size);
+  int const failure = read_at(file.file.get(), 0, file.bytes.data(), size);
+  file.bytes.resize(size);
+  return failure;
 }
 
 // Reads the three files as they were at one moment. 0, an errno, or EAGAIN when the server was
