@@ -9,7 +9,8 @@
 namespace zeva {
 
 // Closes its descriptor; -1 is none. Closing leaves errno alone, so that what failed before it can
-// still be told. No heap, so it may stand where the watchdog jumps to.
+// still be told. No heap, so it may stand where the watchdog jumps to and in a signal handler. A
+// jump out of its scope leaves the descriptor open.
 class Descriptor {
  public:
   explicit Descriptor(int fd = -1) : fd_(fd) {}

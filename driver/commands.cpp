@@ -1,5 +1,7 @@
 #include "commands.h"
 
+#include "descriptor.h"
+
 #include <dirent.h>
 #include <fcntl.h>
 #include <signal.h>
@@ -89,14 +91,12 @@ bool copyfile(char const* source, char const* target) {
 }
 
 bool delete_all_files_in_folder(char const* folder) {
-  int fd = open(folder, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-  if (fd < 0) return false;
-  bool emptied = is_own(fd);
-  if (emptied) {
-    for_each_entry(fd, [&](char const* name) { remove_entry(fd, folder, name); });
-    for_each_entry(fd, [&](char const*) { emptied = false; });
-  }
-  close(fd);
+  zeva::Descriptor const opened(open(folder, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  int const fd = opened.get();
+  if (!opened || !is_own(fd)) return false;
+  for_each_entry(fd, [&](char const* name) { remove_entry(fd, folder, name); });
+  bool emptied = true;
+  for_each_entry(fd, [&](char const*) { emptied = false; });
   return emptied;
 }
 

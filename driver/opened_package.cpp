@@ -79,10 +79,10 @@ bool copy_bytes(int source, int target, off_t size) {
 
 bool copy_into_own_file(int source, off_t size) {
   memcpy(unfinished_copy, kUnfinishedCopy, sizeof kUnfinishedCopy);
-  int target = mkostemp(unfinished_copy, O_CLOEXEC);
-  bool copied = target >= 0 && copy_bytes(source, target, size);
-  if (target >= 0) {
-    copied = close(target) == 0 && copied && rename(unfinished_copy, kPackageCopy) == 0;
+  Descriptor target(mkostemp(unfinished_copy, O_CLOEXEC));
+  bool copied = target && copy_bytes(source, target.get(), size);
+  if (target) {
+    copied = close(target.release()) == 0 && copied && rename(unfinished_copy, kPackageCopy) == 0;
     if (!copied) unlink(unfinished_copy);
   }
   unfinished_copy[0] = '\0';
@@ -131,10 +131,11 @@ int make_unpack_folder() {
 bool write_key_file() {
   key_file_made = 1;
   unlink(kKeyFile);
-  int fd = open(kKeyFile, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-  if (fd < 0) return false;
-  bool written = write(fd, kPackageKey.data(), kPackageKey.size()) == ssize_t{kPackageKey.size()};
-  return close(fd) == 0 && written;
+  Descriptor file(open(kKeyFile, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+  if (!file) return false;
+  bool const written =
+      write(file.get(), kPackageKey.data(), kPackageKey.size()) == ssize_t{kPackageKey.size()};
+  return close(file.release()) == 0 && written;
 }
 
 void remove_key_file() {
@@ -162,10 +163,8 @@ int decrypt_package() {
 
 // An archive that holds its own top folder would give that folder the owner and mode it had
 // elsewhere, were tar to follow it.
-void take_unpack_folder_back(int folder) {
-  if (folder < 0) return;
-  if (fchown(folder, geteuid(), getegid()) == 0) fchmod(folder, 0700);
-  close(folder);
+void take_unpack_folder_back(Descriptor const& folder) {
+  if (folder && fchown(folder.get(), geteuid(), getegid()) == 0) fchmod(folder.get(), 0700);
 }
 
 int run_unpacking(FixedText<> const& command) {
@@ -177,7 +176,7 @@ int unpack_package() {
   LogDebugMessage("Unpacking package...");
   FixedText command;
   command.add("tar zxvf ").add(kPackageCopy).add(" > /dev/null 2>&1");
-  int folder = open(kUnpackFolder, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  Descriptor const folder(open(kUnpackFolder, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   int status = run_unpacking(command);
   take_unpack_folder_back(folder);
   if (status != 0) {

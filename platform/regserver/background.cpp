@@ -17,11 +17,11 @@ namespace {
 constexpr char kReady = '\0';  // after it there is no report any more
 
 void use_null(int fd) {
-  int null = open("/dev/null", O_RDWR);
-  if (null >= 0 && null != fd) {
-    dup2(null, fd);
-    close(null);
-  }
+  Descriptor null(open("/dev/null", O_RDWR));
+  if (null.get() == fd)
+    null.release();  // it has taken that place itself
+  else if (null)
+    dup2(null.get(), fd);
 }
 
 [[noreturn]] void wait_for_child(int reports) {
@@ -49,7 +49,7 @@ void go_to_background() {
   // The lowest three may be closed; the pipe must not take their places.
   for (int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
     if (fcntl(fd, F_GETFD) < 0) use_null(fd);
-  int reports[2];
+  int reports[2];  // nobody's: one process never returns, the other one closes all that it has
   if (pipe(reports) != 0) fail("regserver: pipe");
   pid_t child = fork();
   if (child < 0) fail("regserver: fork");

@@ -1,5 +1,7 @@
 #include "command.h"
 
+#include "descriptor.h"
+
 #include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
@@ -16,27 +18,19 @@ namespace {
 constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 constexpr int kTick = 1000;  // milliseconds
 
-int signal_fd = -1;
+int signal_fd = -1;  // once open, to the program's end
 sigset_t mask_before;
 int received = 0;
 
 struct Pipe {
-  int from = -1;
-  int to = -1;
-  bool open() {
+  Descriptor from;
+  Descriptor to;
+  [[nodiscard]] bool open() {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) return false;
-    from = ends[0];
-    to = ends[1];
+    from = Descriptor(ends[0]);
+    to = Descriptor(ends[1]);
     return true;
-  }
-  void close_end(int& end) {
-    if (end >= 0) close(end);
-    end = -1;
-  }
-  ~Pipe() {
-    close_end(from);
-    close_end(to);
   }
 };
 
@@ -51,8 +45,8 @@ int start(Command const& command, Pipe const& output, Pipe const& error, pid_t& 
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_adddup2(&actions, output.to, STDOUT_FILENO);
-  posix_spawn_file_actions_adddup2(&actions, error.to, STDERR_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, output.to.get(), STDOUT_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, error.to.get(), STDERR_FILENO);
   if (!command.folder.empty()) {
     posix_spawn_file_actions_addchdir_np(&actions, command.folder.c_str());
   }
@@ -76,10 +70,10 @@ int start(Command const& command, Pipe const& output, Pipe const& error, pid_t& 
 void drain(Pipe& pipe, std::string& collected,
            std::function<void(std::string const&)> const& seen) {
   char buffer[16 * 1024];
-  ssize_t const got = read(pipe.from, buffer, sizeof buffer);
+  ssize_t const got = read(pipe.from.get(), buffer, sizeof buffer);
   if (got < 0 && errno == EINTR) return;
   if (got <= 0) {
-    pipe.close_end(pipe.from);
+    pipe.from = Descriptor();
     return;
   }
   std::string const piece(buffer, static_cast<size_t>(got));
@@ -89,8 +83,9 @@ void drain(Pipe& pipe, std::string& collected,
 
 void collect(Command const& command, pid_t child, Pipe& output, Pipe& error,
              CommandResult& result) {
-  while (output.from >= 0 || error.from >= 0) {
-    pollfd sources[] = {{output.from, POLLIN, 0}, {error.from, POLLIN, 0}, {signal_fd, POLLIN, 0}};
+  while (output.from || error.from) {
+    pollfd sources[] = {
+        {output.from.get(), POLLIN, 0}, {error.from.get(), POLLIN, 0}, {signal_fd, POLLIN, 0}};
     int const ready = poll(sources, 3, kTick);
     if (ready < 0 && errno != EINTR) break;
     if (ready <= 0) {
@@ -158,8 +153,8 @@ CommandResult run_command(Command const& command) {
     result.not_run = command.arguments[0] + " cannot be run: " + strerror(failure);
     return result;
   }
-  output.close_end(output.to);
-  error.close_end(error.to);
+  output.to = Descriptor();
+  error.to = Descriptor();
   collect(command, child, output, error, result);
 
   int status = 0;
