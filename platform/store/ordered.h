@@ -38,10 +38,13 @@ class Ordered {
   Item& at(std::string_view name) {
     uint32_t const hash = name_hash(name);
     if (Item* item = by_name_.find(name, hash, name_of).item) return *item;
-    auto& slot = slots_.emplace_back(Slot{next_, std::make_unique<Item>()});
-    slot.item->name = name;
-    by_name_.add(hash, {next_++, slot.item.get()});
-    return *slot.item;
+    auto made = std::make_unique<Item>();
+    made->name = name;
+    // Wherever memory runs out, there is then no item by place that is not there by name, and none
+    // by name that is gone.
+    if (slots_.size() == slots_.capacity()) slots_.reserve(2 * slots_.size() + 1);
+    by_name_.add(hash, {next_, made.get()});
+    return *slots_.emplace_back(Slot{next_++, std::move(made)}).item;
   }
 
   // Does nothing when there is none of that name.

@@ -24,7 +24,6 @@ struct Place {
 };
 
 Place const kPlaces[] = {
-    {"None", "true", true},
     {"LongerFile", "printf %0200d 7 > mig_result", true},
     {"OthersFile", "echo old > mig_result; chown 65534 mig_result", true},
     {"OwnLink", "ln -s kept mig_result", true},

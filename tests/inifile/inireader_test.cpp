@@ -18,9 +18,10 @@ using namespace std::string_literals;
 namespace {
 size_t held, most_held;  // bytes of the heap
 }
+size_t failing_allocation;  // counts down to the one that there is no memory for
 
 void* operator new(size_t size) {
-  void* const block = malloc(size);
+  void* const block = --failing_allocation == 0 ? nullptr : malloc(size);
   if (block == nullptr) throw std::bad_alloc();
   most_held = std::max(most_held, held += malloc_usable_size(block));
   return block;

@@ -1,10 +1,13 @@
 #include "namedsequence.h"
 
 #include "nvkeypair.h"
+#include "ordered.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+
+extern size_t failing_allocation;
 
 namespace {
 
@@ -54,6 +57,21 @@ TEST(NamedSequence, FindsTheFirstOfANameWithAndWithoutAnIndex) {
                 std::ranges::find(list, pair.name, &Nvkeypair::name) - list.begin());
     EXPECT_EQ(copy.find("new"), nullptr);
     EXPECT_EQ(copy.find("k0"), &copy.items()[0]);
+  }
+}
+
+// The store's sequence, tried here because this program can be short of memory.
+TEST(Ordered, HoldsEachNameOnceWhereverMemoryHasRunOut) {
+  for (size_t failing = 1; failing < 120; ++failing) {
+    zeva::Ordered<Nvkeypair> items;
+    for (size_t const allocation : {failing, size_t{0}}) {
+      failing_allocation = allocation;
+      try {
+        for (char c = 'a'; c < 'u'; ++c) items.at(std::string(50, c));
+      } catch (std::bad_alloc const&) {
+      }
+    }
+    EXPECT_EQ(items.size(), 20u) << failing;
   }
 }
 

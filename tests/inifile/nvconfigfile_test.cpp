@@ -30,37 +30,26 @@ TEST(NvConfigFile, MissesLeaveTheOutputAlone) {
   EXPECT_EQ(names, (std::vector<std::string>{"kept", "s1", "s2"}));
 }
 
-TEST(Nvinielement, CommentLinesAreAddedToTheirItemUntilInitialize) {
+TEST(Nvinielement, CommentLinesStayWithTheirNamesUntilInitialize) {
   Nvinielement element;
-  element.setname("s");
   element.setcomment("s", "#1");
   element.setcomments("k", {"#2", ""});
   element.setcomment("k", "#3");
-  element.setattribute("k", "v");
-  NvConfigFile file;
-  file.setelements(element);
-  EXPECT_EQ(shown(file), "#1\n[s]\n#2\n\n#3\nk=v|\n");
-
-  element.initialize();
-  element.setattribute("k", "w");
-  file.setelements(element);
-  EXPECT_EQ(shown(file), "#1\n[s]\n#2\n\n#3\nk=v|\n[]\nk=w|\n");
-  element.setname("s");
-  file.setelements(element);
-  EXPECT_EQ(shown(file), "[s]\nk=w|\n[]\nk=w|\n");
-}
-
-TEST(Nvinielement, CommentLinesOfANameThatBecomesTheSectionsAreTheHeaders) {
-  Nvinielement element;
-  element.setcomment("s", "#1");
-  element.setcomment("k", "#2");
   element.setattribute("k", "v");
   NvConfigFile file;
   for (char const* name : {"s", "k", "s"}) {
     element.setname(name);
     file.setelements(element);
   }
-  EXPECT_EQ(shown(file), "#1\n[s]\n#2\nk=v|\n#1\n[k]\n#2\nk=v|\n");
+  EXPECT_EQ(shown(file), "#1\n[s]\n#2\n\n#3\nk=v|\n#1\n[k]\n#2\n\n#3\nk=v|\n");
+  element.setcomment("s", "#4");
+  EXPECT_EQ(element.getheadercomment(), "#1\n#4\n");
+
+  element.initialize();
+  element.setattribute("k", "w");
+  file = NvConfigFile();
+  file.setelements(element);
+  EXPECT_EQ(shown(file), "[]\nk=w|\n");
 }
 
 // Short texts lie inside their items, which move when a list grows; that of a copy has no room
@@ -72,13 +61,11 @@ TEST(NvConfigFile, StoresTextsOfItsOwn) {
   section.addkeycomment("k", "new");
   section.addheadercomment("new");
   auto text = [](Nvinielement const& element) { return element.getkeycomment("k"); };
-  Nvinielement keys = section, lines = section, line = section, several = section;
+  Nvinielement keys = section, lines = section, several = section;
   keys.setattribute(keys.getattributes()[0].value, keys.getattributes()[0].value);
   EXPECT_EQ(keys.getattributes(), (std::vector<Nvkeypair>{{"k", "new"}, {"new", "new"}}));
   lines.addkeycomment(text(lines), text(lines));
   EXPECT_EQ(lines.getkeycomment("new"), "new");
-  line.setcomment(text(line), text(line));
-  EXPECT_EQ(line.getkeycomment("new"), "new\n");
   several.setcomments(text(several), {"1", "2"});
   EXPECT_EQ(several.getkeycomment("new"), "1\n2\n");
 
