@@ -15,8 +15,6 @@ namespace zeva {
 
 namespace {
 
-constexpr int kMaxLinks = 40;  // as many as the kernel follows
-
 // The walk along a path, one component after the other.
 class Walk {
  public:

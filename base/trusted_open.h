@@ -8,6 +8,8 @@
 
 namespace zeva {
 
+inline constexpr int kMaxLinks = 40;  // on one way, as many as the kernel follows
+
 enum class Links {
   kOwn,   // those that this user or root has made are followed, and those of /proc
   kNone,  // none is followed

@@ -6,11 +6,11 @@
 // each turn in a process of its own, so that none inherits another's heap, and repeated there on
 // small files. What counts is processor time, for other work on the machine weighs less on it.
 // Freeing what was loaded is not timed.
+#include "nvconfigfile.h"
+
 #include <glib.h>
 #include <INIReader.h>
 #define SI_NO_CONVERSION  // of characters: names and values are bytes, as in the others
-#include "nvconfigfile.h"
-
 #include <SimpleIni.h>
 
 #include <stdlib.h>
@@ -97,7 +97,7 @@ class Inih : public Reader {
   std::unique_ptr<INIReader> file_;
 };
 
-template <typename T>
+template <class T>
 std::unique_ptr<Reader> make() {
   return std::make_unique<T>();
 }

@@ -81,8 +81,6 @@ class Way {
   }
 
  private:
-  static constexpr int kMaxLinks = 40;
-
   static std::string take_component(std::string& rest) {
     rest.erase(0, rest.find_first_not_of('/'));
     std::string component = rest.substr(0, rest.find('/'));

@@ -66,22 +66,22 @@ void import_numbered_texts(NvPoRegistry& registry, _NvPolComHandle* key, NvConfi
   }
 }
 
-void import_condition(NvPoRegistry& registry, _NvPolComHandle* policyKey,
-                      NvConfigFile const& policyConfig, int count) {
-  import_numbered_texts(registry, policyKey, policyConfig, kConditions, count);
+void import_condition(NvPoRegistry& registry, _NvPolComHandle* policy_key,
+                      NvConfigFile const& policy_config, int count) {
+  import_numbered_texts(registry, policy_key, policy_config, kConditions, count);
 }
 
-void import_inactive_tasks(NvPoRegistry& registry, _NvPolComHandle* inactiveKey,
-                           NvConfigFile const& policyConfig, int count) {
-  import_numbered_texts(registry, inactiveKey, policyConfig, kInactiveTasks, count);
+void import_inactive_tasks(NvPoRegistry& registry, _NvPolComHandle* inactive_key,
+                           NvConfigFile const& policy_config, int count) {
+  import_numbered_texts(registry, inactive_key, policy_config, kInactiveTasks, count);
 }
 
-void import_tasks(std::string const& exportDir, NvPoRegistry& registry, _NvPolComHandle* tasksKey,
-                  NvConfigFile const& policyConfig, int count, std::string const& policyPath) {
+void import_tasks(std::string const& export_dir, NvPoRegistry& registry, _NvPolComHandle* tasks_key,
+                  NvConfigFile const& policy_config, int count, std::string const& policy_path) {
   for (int i = 0; i < count; ++i) {
     ValueTable task(numbered(kTask.name, i + 1), kTask.keys);
-    if (!task.read(policyConfig)) return;
-    import_task(exportDir, registry, tasksKey, task.text(kTaskFileName), policyPath);
+    if (!task.read(policy_config)) return;
+    import_task(export_dir, registry, tasks_key, task.text(kTaskFileName), policy_path);
   }
 }
 
@@ -136,11 +136,11 @@ void import_sub_policy(PolicyTree& tree) {
   import_policy_file(tree, values.text(kSubPolicyFileName));
 }
 
-void import_all_policy(std::string const& policyFile, NvPoRegistry& registry,
-                       _NvPolComHandle* parentKey, std::string const& policyPath,
-                       std::string const& exportDir) {
-  PolicyTree tree{registry, parentKey, exportDir, "", policyPath, {}};
-  import_policy_file(tree, policyFile);
+void import_all_policy(std::string const& policy_file, NvPoRegistry& registry,
+                       _NvPolComHandle* parent_key, std::string const& policy_path,
+                       std::string const& export_dir) {
+  PolicyTree tree{registry, parent_key, export_dir, "", policy_path, {}};
+  import_policy_file(tree, policy_file);
   while (!tree.levels.empty()) import_sub_policy(tree);
 }
 

@@ -71,11 +71,11 @@ bool import_sections(NvPoRegistry& registry, _NvPolComHandle* task, NvConfigFile
   return false;
 }
 
-bool import_content_task(NvPoRegistry& registry, _NvPolComHandle* tasksKey, NvConfigFile& file,
+bool import_content_task(NvPoRegistry& registry, _NvPolComHandle* tasks_key, NvConfigFile& file,
                          RequiredSections required) {
   ValueTable head(kTaskHead);
   if (!head.read(file)) return false;
-  RegistryKey task(registry, tasksKey, head.text(kTaskName), kTaskKeyCode);
+  RegistryKey task(registry, tasks_key, head.text(kTaskName), kTaskKeyCode);
   if (!task || !head.write(registry, task.get())) return false;
   return import_sections(registry, task.get(), file, required);
 }

@@ -32,24 +32,24 @@ void correct_detection_rate(long& rate) {
   }
 }
 
-bool import_task_spx_classification(NvPoRegistry& registry, _NvPolComHandle* taskKey,
-                                    NvConfigFile const& taskConfig) {
-  return import_section(registry, taskKey, taskConfig, kSpamClasses, 56);
+bool import_task_spx_classification(NvPoRegistry& registry, _NvPolComHandle* task_key,
+                                    NvConfigFile const& task_config) {
+  return import_section(registry, task_key, task_config, kSpamClasses, 56);
 }
 
 bool import_task_spx_classification_ui(NvPoRegistry& registry, _NvPolComHandle* key,
-                                       NvConfigFile const& taskConfig) {
-  return import_section(registry, key, taskConfig, kShownSpamClasses, 118);
+                                       NvConfigFile const& task_config) {
+  return import_section(registry, key, task_config, kShownSpamClasses, 118);
 }
 
-bool import_task_spx_setting(NvPoRegistry& registry, _NvPolComHandle* taskKey,
-                             NvConfigFile const& taskConfig) {
+bool import_task_spx_setting(NvPoRegistry& registry, _NvPolComHandle* task_key,
+                             NvConfigFile const& task_config) {
   ValueTable settings(kSpamSettings);
-  if (!settings.read(taskConfig)) return false;
+  if (!settings.read(task_config)) return false;
   correct_detection_rate(settings.number(kDetectionRate));
-  RegistryKey key(registry, taskKey, kSpamSettings.stored_in, 166);
+  RegistryKey key(registry, task_key, kSpamSettings.stored_in, 166);
   return key && settings.write(registry, key.get()) &&
-         import_task_spx_classification_ui(registry, key.get(), taskConfig);
+         import_task_spx_classification_ui(registry, key.get(), task_config);
 }
 
 // A missing entry is left out; one that cannot be written fails the list, but not the next entry.
@@ -72,8 +72,8 @@ bool import_list(NvPoRegistry& registry, _NvPolComHandle* key, NvConfigFile cons
 }
 
 bool import_bw_list(NvPoRegistry& registry, NvConfigFile const& config,
-                    std::string const& policyPath) {
-  RegistryKey key(registry, kMailLists.stored_in + ("\\" + policyPath), 197);
+                    std::string const& policy_path) {
+  RegistryKey key(registry, kMailLists.stored_in + ("\\" + policy_path), 197);
   if (!key) return false;
   ValueTable head(kMailListHead);
   if (!head.read(config)) {

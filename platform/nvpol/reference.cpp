@@ -52,7 +52,7 @@ namespace {
 
 [[nodiscard]] int32_t find_in_conditions(_NvPolComHandle* rule, char const* list) {
   uint32_t index = 0;
-  return NumberedTexts(rule, kCondition)
+  return NumberedTexts(rule, kConditionStem)
       .find(
           [list](std::string const& text) {
             Condition const condition(text);

@@ -11,7 +11,7 @@ using namespace zeva;
 namespace {
 
 NumberedTexts conditions_of(_NvPolComHandle* rule) {
-  return {rule, kCondition};
+  return {rule, kConditionStem};
 }
 
 [[nodiscard]] int32_t add_condition(_NvPolComHandle* rule, _NvPolAddrPairCond const* condition) {

@@ -16,7 +16,7 @@ namespace zeva {
 
 inline constexpr char kRootRule[] = "Rule\\Mail";
 inline constexpr char kRules[] = "rules";
-inline constexpr char kCondition[] = "condition";
+inline constexpr char kConditionStem[] = "condition";
 inline constexpr char kInactive[] = "inactive";
 inline constexpr char kTasks[] = "tasks";
 inline constexpr char kOutcomes[] = "Classification";
