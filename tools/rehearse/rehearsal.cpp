@@ -8,7 +8,6 @@
 #include "json_report.h"
 #include "live_run.h"
 #include "opened_package.h"
-#include "package_key.h"
 #include "plan.h"
 #include "proof.h"
 #include "regserver_control.h"
@@ -17,6 +16,7 @@
 #include "secrets.h"
 #include "terminal.h"
 #include "tool.h"
+#include "unpacking.h"
 
 #include <stdio.h>
 #include <stdlib.h>
@@ -46,24 +46,11 @@ std::optional<std::string> pack(std::string const& folder, std::string const& pa
 
 // Unpacks the package for itself and looks at what is in it.
 void examine(std::string const& package, Rehearsal& rehearsal, Secrets& secrets) {
-  std::string const copy = scratch("package");
   std::string const folder = scratch("export");
-  std::string const key(kPackageKey.begin(), kPackageKey.end());
   LongWait wait("the examination of the package");
-  auto const go_on = [&](std::string const& = "") { wait.show(); };
-  std::string& why_not = rehearsal.not_examined;
-  int const error = write_new_file(scratch("key"), key);
-  if (error != 0) why_not = std::string("the key cannot be written: ") + strerror(error);
-  for (std::vector<std::string> const& command :
-       {std::vector<std::string>{"cp", "--", package, copy},
-        {"rc4", "-dec", "-in", copy, "-key", scratch("key")},
-        {"mkdir", folder},
-        {"tar", "-xzf", copy, "-C", folder}}) {
-    if (!why_not.empty()) return;
-    CommandResult const done = run_command({command, "", go_on});
-    if (!done.succeeded()) why_not = done.explanation();
-  }
-  if (!why_not.empty()) return;
+  auto const go_on = [&] { wait.show(); };
+  rehearsal.not_examined = unpack(package, kScratchFolder, folder, go_on);
+  if (!rehearsal.not_examined.empty()) return;
   learn_export(folder, secrets);
   rehearsal.findings = examine_package(folder, go_on);
 }

@@ -1,0 +1,148 @@
+#include "package_key.h"
+#include "work_folder.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using testing::EndsWith;
+
+class Unpack : public testing::Test {
+ protected:
+  Unpack() { work_.write("key", {zeva::kPackageKey.begin(), zeva::kPackageKey.end()}); }
+
+  // In a shell that finds the commands of the test's own in bin, and in which `encipher FILE` makes
+  // a package of an archive and `list FILE...` a list of checksums.
+  zeva::CommandResult sh(std::string const& line) {
+    return work_.sh("PATH=$PWD/bin:" RC4_FOLDER
+                    ":$PATH; encipher() { rc4 -enc -in $1 -key key; }; "
+                    "list() { (cd in && md5sum \"$@\" > md5.sum); }; " +
+                    line);
+  }
+  zeva::CommandResult unpack(std::string const& arguments) {
+    return sh("exec " UNPACK " " + arguments);
+  }
+
+  WorkFolder work_;
+};
+
+TEST_F(Unpack, WhatItOpensCanBeCorrectedAndPackedAgain) {
+  for (std::string const name : {"misc.txt", "-", "--help", "sub/new\nline", "sub/x/\xFF"})
+    work_.write("in/" + name, "content of " + name);
+  // Passwords are for the one who opens it, however open the export was.
+  sh("chmod 777 in/sub; chmod 666 in/misc.txt; " PACK " in pkg; chmod -R go=,u=rwX in; " PACK
+     " in closed");
+  for (char const* const folder : {"out", "$PWD/empty/", "sub/../deeper"}) {
+    sh("mkdir -m 755 -p empty sub");
+    ASSERT_EQ(unpack(std::string("pkg ") + folder).exit_status, 0) << folder;
+    EXPECT_EQ(sh(std::string("diff -r -x md5.sum in ") + folder + "; stat -c %a " + folder).output,
+              "700\n");
+    ASSERT_EQ(sh(std::string(PACK " ") + folder + " again && cmp again closed; rm again").output,
+              "");
+  }
+  work_.write("out/misc.txt", "corrected");
+  EXPECT_EQ(
+      sh(PACK " out corrected && " UNPACK " corrected last && diff -r -x md5.sum out last").output,
+      "");
+}
+
+TEST_F(Unpack, AHostilePackageGetsNoFurtherThanItsFolder) {
+  std::string const here = "zeva-unpack: " + (work_ / "out/");
+  std::string const no_file = ", which no importer opens; left out\n";
+  struct Case {
+    char const* script;  // in "in", which holds misc.txt; makes the archive pkg
+    std::string error;
+    int exit_status = 3;
+    std::string modes = "600 ./md5.sum\n600 ./misc.txt\n700 .\n";
+  };
+  for (Case const& c : {
+           Case{"ln -s /etc/passwd in/link; ln -s misc.txt in/near; list misc.txt",
+                here + "link: is a link" + no_file + here + "near: is a link" + no_file},
+           Case{"mkfifo in/fifo; list misc.txt", here + "fifo: is a pipe" + no_file},
+           Case{"chmod 6777 in in/misc.txt; mkdir -m 0 in/shut; list misc.txt", "", 0,
+                "600 ./md5.sum\n600 ./misc.txt\n700 .\n700 ./shut\n"},
+           Case{"list misc.txt; echo more >> in/misc.txt",
+                here + "misc.txt: does not have the checksum that md5.sum says\n"},
+           Case{"touch in/x; list misc.txt x; rm in/x",
+                here + "x: is listed in md5.sum and is not there\n"},
+           Case{"list misc.txt $PWD/key", here + "md5.sum: lists " + (work_ / "key") +
+                                              ", outside of the package; not followed\n"},
+           Case{"echo > in/md5.sum",
+                here + "md5.sum: md5sum: md5.sum: no properly formatted checksum lines found\n"},
+           Case{"mkdir in/md5.sum", here + "md5.sum: is missing; zeva-pack makes one\n", 3,
+                "600 ./misc.txt\n700 .\n700 ./md5.sum\n"},
+           Case{"list misc.txt; truncate -s 17G in/misc.txt",
+                "zeva-unpack: pkg: holds more than 16 GiB, which no migration takes\n", 1, ""},
+       }) {
+    work_.write("in/misc.txt", "content");
+    ASSERT_EQ(sh(std::string(c.script) + "; tar -cSzf pkg -C in . && encipher pkg").exit_status, 0);
+    auto const done = sh("umask 0; TAR_OPTIONS='-p --one-top-level=elsewhere' " UNPACK " pkg out");
+    EXPECT_EQ(done.exit_status, c.exit_status) << c.script;
+    // Folders are read in any order.
+    auto const sorted = [&](std::string const& text) {
+      work_.write("lines", text);
+      return sh("sort lines").output;
+    };
+    EXPECT_EQ(sorted(done.error), sorted(c.error));
+    EXPECT_EQ(sh("cd out && find . -printf '%m %p\\n' | sort").output, c.modes);
+    EXPECT_EQ(sh("chmod -R u+rwx in; rm -r in out; ls -A").output, "key\nlines\npkg\n");
+  }
+}
+
+TEST_F(Unpack, WhatCannotBeOpenedLeavesNothingBehind) {
+  work_.write("in/misc.txt", std::string(8 << 20, '\0'));
+  work_.write("full/file", "keep");
+  ASSERT_EQ(sh(PACK " in pkg; ln -s in link; mkdir empty; mkfifo fifo; cd in; tar -czf ../up -P "
+                    "../full; tar -czf ../end misc.txt; cd ..; head -c 5000 end > short; cp end "
+                    "bent; printf x | dd of=bent bs=1 seek=$(($(stat -c %s end) - 6)) "
+                    "conv=notrunc; : > nothing; for f "
+                    "in up short bent nothing; do encipher $f; done")
+                .exit_status,
+            0);
+  std::string const no_package =
+      "is no settings package, or one of another key: what it holds is no gzip archive";
+  std::string const small = "bwrap --dev-bind / / --size 4194304 --tmpfs /mnt " UNPACK;
+  struct Case {
+    std::string line;
+    std::string error;
+    int exit_status = 1;
+    char const* command = "tar";  // one of the test's own in its place
+    char const* script = nullptr;
+  };
+  for (Case const& c : {
+           Case{UNPACK " pkg", "FOLDER is required: see --help", 2},
+           Case{UNPACK " gone out", "gone: cannot be read: No such file or directory"},
+           Case{UNPACK " fifo out", "fifo: is not a file"},
+           Case{UNPACK " full out", "full: is not a file"},
+           Case{UNPACK " nothing out", "nothing: " + no_package},
+           Case{UNPACK " end out", "end: " + no_package},
+           Case{UNPACK " short out", "short: is damaged: it ends too early"},
+           Case{UNPACK " bent out", "bent: is damaged"},
+           Case{UNPACK " up out",
+                "up: cannot be unpacked: tar: Removing leading `../' from member names"},
+           Case{UNPACK " pkg full", "full: is not empty; name another folder"},
+           Case{UNPACK " pkg link", "link: is no folder"},
+           Case{UNPACK " pkg link/", "link: is no folder"},
+           Case{UNPACK " pkg key/out", "key/out: cannot be made: Not a directory"},
+           Case{small + " pkg /mnt/out", "pkg: holds more than the disk has room for"},
+           Case{UNPACK " pkg empty", "pkg: interrupted", 128 + SIGTERM, "tar",
+                "kill -TERM $PPID; sleep 600"},
+           Case{UNPACK " pkg empty", "empty/md5.sum: interrupted", 128 + SIGINT, "md5sum",
+                "kill -INT $PPID; sleep 600"},
+           Case{UNPACK " pkg empty", "empty: cannot be made: Not a directory", 1, "md5sum",
+                "rmdir ../../empty; : > ../../empty"},
+       }) {
+    auto const before = work_.names();
+    if (c.script != nullptr) {
+      work_.write(std::string("bin/") + c.command, std::string("#!/bin/sh\n") + c.script);
+      sh("chmod +x bin/*");
+    }
+    auto const done = sh(c.line);
+    sh("rm -rf bin");
+    EXPECT_EQ(done.exit_status, c.exit_status) << c.error;
+    EXPECT_THAT(done.error, EndsWith(c.error + "\n"));
+    EXPECT_EQ(work_.names(), before) << c.error;
+  }
+}
+
+}  // namespace

@@ -1,0 +1,24 @@
+// Settings packages, opened for a tool as the migration opens them for itself.
+#pragma once
+
+#include <stdint.h>
+
+#include <functional>
+#include <string>
+
+namespace zeva {
+
+// The migration checks the sums of no larger export, and nobody has one.
+inline constexpr uint64_t kLargestExport = uint64_t{16} << 30;
+
+// Makes the folder `folder` and unpacks a package into it. `work` is a folder that nobody else can
+// enter; it holds the deciphered archive and the package key until this returns. Owners and set-id
+// bits that the archive names do not count. How much there is to unpack is looked at first: it must
+// be no more than kLargestExport, and fit on the disk.
+//
+// `go_on` is called now and then, about every second. Returns why the package cannot be unpacked,
+// empty when it was; until then the folder may hold a part of it.
+[[nodiscard]] std::string unpack(std::string const& package, std::string const& work,
+                                 std::string const& folder, std::function<void()> const& go_on);
+
+}  // namespace zeva
