@@ -14,7 +14,7 @@ std::string page(std::string const& name) {
 }
 
 TEST(ManualPages, NameTheOptionsOfEachTool) {
-  for (std::string const program : {PACK, UNPACK, REGDUMP, REHEARSE}) {
+  for (std::string const program : {PACK, UNPACK, REGDUMP, REHEARSE, RESTORE}) {
     std::string const name = program.substr(program.rfind('/') + 1);
     auto const help = zeva::run_command({{program, "--help"}, "", {}});
     ASSERT_EQ(help.exit_status, 0);

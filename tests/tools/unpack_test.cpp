@@ -56,8 +56,7 @@ TEST_F(Unpack, AHostilePackageGetsNoFurtherThanItsFolder) {
     std::string modes = "600 ./md5.sum\n600 ./misc.txt\n700 .\n";
   };
   for (Case const& c : {
-           Case{"ln -s /etc/passwd in/link; ln -s misc.txt in/near; list misc.txt",
-                here + "link: is a link" + no_file + here + "near: is a link" + no_file},
+           Case{"ln -s /etc/passwd in/link; list misc.txt", here + "link: is a link" + no_file},
            Case{"mkfifo in/fifo; list misc.txt", here + "fifo: is a pipe" + no_file},
            Case{"chmod 6777 in in/misc.txt; mkdir -m 0 in/shut; list misc.txt", "", 0,
                 "600 ./md5.sum\n600 ./misc.txt\n700 .\n700 ./shut\n"},
@@ -78,14 +77,9 @@ TEST_F(Unpack, AHostilePackageGetsNoFurtherThanItsFolder) {
     ASSERT_EQ(sh(std::string(c.script) + "; tar -cSzf pkg -C in . && encipher pkg").exit_status, 0);
     auto const done = sh("umask 0; TAR_OPTIONS='-p --one-top-level=elsewhere' " UNPACK " pkg out");
     EXPECT_EQ(done.exit_status, c.exit_status) << c.script;
-    // Folders are read in any order.
-    auto const sorted = [&](std::string const& text) {
-      work_.write("lines", text);
-      return sh("sort lines").output;
-    };
-    EXPECT_EQ(sorted(done.error), sorted(c.error));
+    EXPECT_EQ(done.error, c.error);
     EXPECT_EQ(sh("cd out && find . -printf '%m %p\\n' | sort").output, c.modes);
-    EXPECT_EQ(sh("chmod -R u+rwx in; rm -r in out; ls -A").output, "key\nlines\npkg\n");
+    EXPECT_EQ(sh("chmod -R u+rwx in; rm -r in out; ls -A").output, "key\npkg\n");
   }
 }
 
@@ -95,12 +89,10 @@ TEST_F(Unpack, WhatCannotBeOpenedLeavesNothingBehind) {
   ASSERT_EQ(sh(PACK " in pkg; ln -s in link; mkdir empty; mkfifo fifo; cd in; tar -czf ../up -P "
                     "../full; tar -czf ../end misc.txt; cd ..; head -c 5000 end > short; cp end "
                     "bent; printf x | dd of=bent bs=1 seek=$(($(stat -c %s end) - 6)) "
-                    "conv=notrunc; : > nothing; for f "
-                    "in up short bent nothing; do encipher $f; done")
+                    "conv=notrunc; for f "
+                    "in up short bent; do encipher $f; done")
                 .exit_status,
             0);
-  std::string const no_package =
-      "is no settings package, or one of another key: what it holds is no gzip archive";
   std::string const small = "bwrap --dev-bind / / --size 4194304 --tmpfs /mnt " UNPACK;
   struct Case {
     std::string line;
@@ -113,15 +105,14 @@ TEST_F(Unpack, WhatCannotBeOpenedLeavesNothingBehind) {
            Case{UNPACK " pkg", "FOLDER is required: see --help", 2},
            Case{UNPACK " gone out", "gone: cannot be read: No such file or directory"},
            Case{UNPACK " fifo out", "fifo: is not a file"},
-           Case{UNPACK " full out", "full: is not a file"},
-           Case{UNPACK " nothing out", "nothing: " + no_package},
-           Case{UNPACK " end out", "end: " + no_package},
+           Case{UNPACK " end out",
+                "end: is no settings package, or one of another key: what it holds is no gzip "
+                "archive"},
            Case{UNPACK " short out", "short: is damaged: it ends too early"},
            Case{UNPACK " bent out", "bent: is damaged"},
            Case{UNPACK " up out",
                 "up: cannot be unpacked: tar: Removing leading `../' from member names"},
            Case{UNPACK " pkg full", "full: is not empty; name another folder"},
-           Case{UNPACK " pkg link", "link: is no folder"},
            Case{UNPACK " pkg link/", "link: is no folder"},
            Case{UNPACK " pkg key/out", "key/out: cannot be made: Not a directory"},
            Case{small + " pkg /mnt/out", "pkg: holds more than the disk has room for"},
@@ -141,7 +132,7 @@ TEST_F(Unpack, WhatCannotBeOpenedLeavesNothingBehind) {
     sh("rm -rf bin");
     EXPECT_EQ(done.exit_status, c.exit_status) << c.error;
     EXPECT_THAT(done.error, EndsWith(c.error + "\n"));
-    EXPECT_EQ(work_.names(), before) << c.error;
+    EXPECT_EQ(work_.names(), before);
   }
 }
 

@@ -1,0 +1,45 @@
+#include "home_server.h"
+
+#include "command.h"
+#include "commands.h"
+#include "regserver_control.h"
+
+#include <unistd.h>
+
+namespace zeva {
+namespace {
+
+constexpr int kDoesNotRun = 3;  // of "status"
+constexpr int kNoScript = 127;
+
+// As long as a migration waits, but looking more often.
+constexpr int kRounds = 610;
+constexpr useconds_t kRound = 200000;  // microseconds
+
+}  // namespace
+
+// A server that is left behind must not hold our ends of its output.
+int HomeServer::call(std::string const& action) const {
+  return run_command({{"sh", "-c", "exec \"$0\" \"$1\" > /dev/null 2>&1", script_, action}, "", {}})
+      .exit_status;
+}
+
+bool HomeServer::runs() const {
+  return _find_process(kRegServerProcess) && call("status") != kDoesNotRun;
+}
+
+std::string HomeServer::start() const {
+  return call("start") == 0 ? "" : script_ + " start says why";
+}
+
+std::string HomeServer::stop() const {
+  // What the script says counts for less than whether the server goes.
+  if (call("stop") == kNoScript) return script_ + " cannot be run";
+  for (int round = 0; runs(); ++round) {
+    if (round == kRounds) return "it does not go; " + script_ + " stop says why";
+    usleep(kRound);
+  }
+  return "";
+}
+
+}  // namespace zeva
