@@ -29,6 +29,8 @@ inline constexpr ExportKey kAreaCount = {"FileNum", VALUE_NUMBER, Fate::kUsed};
 inline constexpr ExportKey kAreaName = {"AreaName", VALUE_TEXT};
 inline constexpr ExportKey kAreaShownName = {"DisplayName", VALUE_TEXT};
 inline constexpr ExportKey kAreaPath = {"Path", VALUE_TEXT};
+// Where this installation keeps quarantined mail, wherever the old one did.
+inline constexpr char kQuarantineFolder[] = "/opt/norva/zeva/queue/quarantine";
 inline constexpr ExportKey kAreaKeys[] = {
     kAreaName,
     kAreaShownName,

@@ -41,6 +41,8 @@ inline constexpr ExportKey kForwardKeys[] = {
     {"Content", VALUE_TEXT},
 };
 inline constexpr ExportKey kArchiveFolderKeys[] = {{"ArchiveFolder", VALUE_TEXT}};
+// Where this installation archives, wherever the old one did.
+inline constexpr char kArchiveFolder[] = "/opt/norva/zeva/queue/archive";
 inline constexpr ExportKey kArchiveEmailKeys[] = {{"ArchiveMailAccount", VALUE_TEXT}};
 inline constexpr ExportKey kNotifyEmailKeys[] = {
     {"SpecifiedAddress", VALUE_TEXT},

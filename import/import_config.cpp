@@ -12,9 +12,6 @@ using namespace zeva;
 
 namespace {
 
-// Where this installation keeps quarantined mail, wherever the old one did.
-char const kQuarantineFolder[] = "/opt/norva/zeva/queue/quarantine";
-
 // Copies a section of the file into its key. `code` is that of the key's opening.
 bool copy_section(NvConfigFile const& file, char const* regfile, ExportSection const& section,
                   int code) {

@@ -19,9 +19,6 @@ using namespace zeva;
 
 namespace {
 
-// Where this installation archives, wherever the old one did.
-char const kArchiveFolder[] = "/opt/norva/zeva/queue/archive";
-
 void bind(ValueTable& values, PostponeSetting& setting) {
   values.bind<kPostponeKeys>(setting.PostponeTime);
 }

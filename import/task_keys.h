@@ -115,6 +115,7 @@ inline constexpr ExportSection kShownSpamClasses = {"Classification_UI", kShownS
                                                     "Classification_UI"};
 
 inline constexpr ExportKey kDetectionRate = {"BaselineDetectionRate", VALUE_NUMBER};
+inline constexpr ExportKey kControllingPolicy = {"ControllingPolicyPath", VALUE_TEXT};
 inline constexpr ExportKey kSpamSettingKeys[] = {
     kDetectionRate,
     {"PornMultiplier", VALUE_NUMBER},
@@ -123,7 +124,7 @@ inline constexpr ExportKey kSpamSettingKeys[] = {
     {"RacistMultiplier", VALUE_NUMBER},
     {"tmp_taskActive", VALUE_NUMBER},
     {"tmp_wblistActive", VALUE_NUMBER},
-    {"ControllingPolicyPath", VALUE_TEXT},
+    kControllingPolicy,
 };
 inline constexpr ExportSection kSpamSettings = {"setting", kSpamSettingKeys, "setting"};
 

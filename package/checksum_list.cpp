@@ -101,17 +101,20 @@ bool ChecksumList::parse(std::string& name) {
   return parsed && (!escaped || unescape(name));
 }
 
-bool ChecksumList::parse_tagged(size_t at, std::string& name) const {
+bool ChecksumList::parse_tagged(size_t at, std::string& name) {
   if (line_.compare(at, 1, " ") == 0) ++at;
   if (line_.compare(at, 1, "(") != 0 || bracket_ == std::string::npos || bracket_ <= at)
     return false;
   name = line_.substr(at + 1, bracket_ - at - 1);
-  return cut_ || is_equals_sum(std::string_view(line_).substr(bracket_ + 1));
+  if (!cut_ && !is_equals_sum(std::string_view(line_).substr(bracket_ + 1))) return false;
+  sum_ = cut_ ? "" : line_.substr(line_.size() - kSumDigits);
+  return true;
 }
 
 bool ChecksumList::parse_untagged(size_t at, std::string& name) {
   size_t end = line_.find_first_not_of(kHexDigits, at);
   if (end == std::string::npos || end != at + kSumDigits || !is_blank(line_[end])) return false;
+  sum_ = line_.substr(at, kSumDigits);
   name = line_.substr(end + 1);
   if (name.empty()) return false;
   bool marked = name.size() > 1 && (name[0] == ' ' || name[0] == '*');

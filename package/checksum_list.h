@@ -20,6 +20,10 @@ class ChecksumList {
   // on. What is too long for a path may be cut, to a length that still is too long.
   [[nodiscard]] bool next(std::string& name);
 
+  // The checksum of the name that next() gave last, in digits as they are written. Empty where the
+  // line was cut.
+  [[nodiscard]] std::string const& sum() const { return sum_; }
+
   [[nodiscard]] bool failed() const { return failed_; }
 
  private:
@@ -27,7 +31,7 @@ class ChecksumList {
 
   [[nodiscard]] int next_byte();
   [[nodiscard]] bool next_line();
-  [[nodiscard]] bool parse_tagged(size_t at, std::string& name) const;
+  [[nodiscard]] bool parse_tagged(size_t at, std::string& name);
   [[nodiscard]] bool parse_untagged(size_t at, std::string& name);
   [[nodiscard]] bool parse(std::string& name);
 
@@ -38,6 +42,7 @@ class ChecksumList {
   std::string line_;    // without the blanks in front of it
   bool cut_ = false;    // the line goes on behind line_
   size_t bracket_ = 0;  // where the whole line has its last ")"
+  std::string sum_;
   Gap gap_ = Gap::kUnknown;
 };
 

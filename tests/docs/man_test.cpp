@@ -47,8 +47,8 @@ TEST(ManualPages, NameTheKindsOfFindings) {
   std::string text = page("zeva-rehearse.1");
   text = text.substr(text.find(".SH FINDINGS"));
   text = text.substr(0, text.find(".SH EXIT"));
-  Names documented = all(text, R"(\n\.TP\n\.B ([a-z-]+))");
-  documented.merge(all(text, R"(\\fB([a-z-]+))"));
+  Names documented = all(text, R"(\n\.TP\n\.B ([a-z0-9-]+))");
+  documented.merge(all(text, R"(\\fB([a-z0-9-]+))"));
   Names known;
   for (zeva::FindingKind const& kind : zeva::kFindingKinds) known.insert(kind.name);
   EXPECT_EQ(known, documented);

@@ -25,8 +25,10 @@ TEST(ChecksumList, NamesWhatMd5sumWouldCheck) {
     zeva::Descriptor const file(open((work / "md5.sum").c_str(), O_RDONLY));
     zeva::ChecksumList list(file.get());
     bool named = false;
-    for (std::string name; list.next(name); named = true)
+    for (std::string name; list.next(name); named = true) {
       EXPECT_TRUE(std::filesystem::exists(work / name)) << line;
+      EXPECT_EQ(list.sum(), kEmptySum) << line;
+    }
     EXPECT_EQ(named, work.sh("md5sum -c md5.sum").succeeded()) << line;
   }
 }

@@ -128,10 +128,9 @@ TEST_F(Rehearse, AGoodPackage) {
   EXPECT_EQ(report["result"], 0);
   EXPECT_EQ(report["factory_store"], false);
   EXPECT_EQ(report["notes"].size(), 0u) << report["notes"];
-  EXPECT_EQ(report["findings"].dump(),
-            R"([{"advice":"correct the name, if it was to be imported","file":"scanlimit.txt",)"
-            R"("key":"Fun","kind":"unread-key","section":"common","severity":"loss",)"
-            R"("text":"no importer asks for this key"}])");
+  EXPECT_THAT(done.output, HasSubstr(R"({"severity":"loss","kind":"unread-key",)"
+                                     R"("file":"scanlimit.txt","section":"common","key":"Fun",)"
+                                     R"("text":"no importer asks for this key","advice":)"));
   std::vector<std::string> troubles;
   for (auto const& line : report["log"]) {
     if (line["trouble"]) troubles.push_back(line["file"]);

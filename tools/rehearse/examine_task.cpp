@@ -31,10 +31,11 @@ void report_left_out(ExportReader& file, ExportSection const& section,
               std::string("is not imported, because ") + before.name + " is not");
 }
 
-void examine_virus_task(ExportReader& file) {
+void examine_virus_task(ExportReader& file, References& references) {
   bool const classified = examine_part(file, kVirusClasses);
   examine_part(file, kVirusSettings);
   if (!classified) report_left_out(file, kVirusSettings, kVirusClasses);
+  references.call_classifications(file, kVirusClasses.name);
 }
 
 void examine_mail_lists(ExportReader& file) {
@@ -53,15 +54,22 @@ void examine_mail_lists(ExportReader& file) {
   file.take_unreadable();
 }
 
-void examine_spam_task(ExportReader& file) {
+void examine_spam_task(ExportReader& file, References& references) {
   examine_part(file, kSpamClasses);
   bool const set = examine_part(file, kSpamSettings);
   examine_part(file, kShownSpamClasses);
   if (!set) report_left_out(file, kShownSpamClasses, kSpamSettings);
+  references.call_classifications(file, kSpamClasses.name);
+  references.call_classifications(file, kShownSpamClasses.name);
+  if (auto const path = file.asked_text(kSpamSettings.name, kControllingPolicy)) {
+    report_slashes(file, kSpamSettings.name, kControllingPolicy, *path);
+    references.call(file, kSpamSettings.name, kControllingPolicy.name, Thing::kPolicies, *path);
+  }
   examine_mail_lists(file);
 }
 
-void examine_content_task(ExportReader& file, std::span<RequiredSection const> required) {
+void examine_content_task(ExportReader& file, std::span<RequiredSection const> required,
+                          References& references) {
   auto const sections = file.sections();
   for (RequiredSection const& wanted : required) {
     if (std::ranges::any_of(sections, [&](auto const& name) { return wanted.is(name); })) continue;
@@ -73,11 +81,19 @@ void examine_content_task(ExportReader& file, std::span<RequiredSection const> r
     file.whole_section(section);
     report_part(file, section);
   }
+  references.call_classifications(file, kVirusClasses.name);
 }
 
 }  // namespace
 
-void examine_task(ExportReader& file) {
+void report_slashes(ExportReader& file, std::string const& section, ExportKey const& key,
+                    std::string const& path) {
+  if (path.find('/') == path.npos || path.find('\\') != path.npos) return;
+  file.report("slash-path", section, key.name,
+              "\"" + path + "\" is one name to the registry, not a path");
+}
+
+bool examine_task(ExportReader& file, References& references) {
   bool const head = file.values(kCommon, kTaskHead.keys);
   std::string const place = file.take_unreadable();
   int const filter = file.asked_number(kCommon, kTaskFilter).value_or(0);
@@ -88,12 +104,13 @@ void examine_task(ExportReader& file) {
     file.report("skipped", kCommon, kTaskFilter.name,
                 "the task: there is no filter of number " + std::to_string(filter));
   } else if (filter == kVirusTask) {
-    examine_virus_task(file);
+    examine_virus_task(file, references);
   } else if (filter == kSpamTask) {
-    examine_spam_task(file);
+    examine_spam_task(file, references);
   } else {
-    examine_content_task(file, kind->required);
+    examine_content_task(file, kind->required, references);
   }
+  return head && kind != std::end(kTaskKinds);
 }
 
 }  // namespace zeva

@@ -1,11 +1,13 @@
 #include "export_reader.h"
 
+#include "encoding.h"
 #include "files.h"
 #include "inireader.h"
 #include "mapping.h"
 #include "nvpol.h"
 #include "nvporegistry.h"
 #include "printable.h"
+#include "text.h"
 #include "typedtext.h"
 
 #include <errno.h>
@@ -17,16 +19,6 @@
 
 namespace zeva {
 namespace {
-
-std::string number_loss(std::string const& payload) {
-  errno = 0;
-  char* end = nullptr;
-  long long const number = strtoll(payload.c_str(), &end, 10);
-  bool const fits = errno == 0 && number >= INT32_MIN && number <= int64_t{UINT32_MAX};
-  if (fits && !payload.empty() && *end == '\0') return "";
-  return "\"" + payload + "\" is no number of 32 bits; the store gets " +
-         std::to_string(static_cast<uint32_t>(number));
-}
 
 std::string list_loss(std::string const& payload) {
   std::vector<std::string> entries;
@@ -86,6 +78,11 @@ bool ExportReader::read() {
   bool const done = read_regular(opened_.get(), bytes, kLargestFile) == 0;
   opened_ = Descriptor();
   if (!done) return false;
+  if (auto const converted = converted_from_utf16(bytes)) {
+    about_bytes_.push_back({"utf-16", name_, "", "", "is UTF-16, of which nothing can be read"});
+    about_bytes_.back().severity = unreadable_;
+    bytes = *converted;  // what else is the matter with it counts as well
+  }
   note_bytes(bytes);
   read_ini(bytes, file_);
   return true;
@@ -140,15 +137,16 @@ std::optional<std::string> ExportReader::value(std::string const& section, Expor
   std::string text;
   if (file_.getattribute(section, key.name, text) != 0) {
     if (key.optional) return std::nullopt;
-    if (unreadable_.empty()) unreadable_ = place;
-    report("missing", section, key.name, "is missing");
+    if (first_unreadable_.empty()) first_unreadable_ = place;
+    report_unreadable("missing", section, key.name, "is missing");
     return std::nullopt;
   }
   asked_.emplace(section, key.name);
   RegValue parsed;
   if (!parse_str(trans_str(text).c_str(), parsed, key.type)) {
-    if (unreadable_.empty()) unreadable_ = place;
-    report("lost-value", section, key.name, "\"" + text + "\" is not " + describe(key.type));
+    if (first_unreadable_.empty()) first_unreadable_ = place;
+    report_unreadable("lost-value", section, key.name,
+                      "\"" + text + "\" is not " + describe(key.type));
     return std::nullopt;
   }
   std::string payload = parsed.text;
@@ -167,10 +165,43 @@ void ExportReader::report_loss(std::string const& section, ExportKey const& key,
                           : type == VALUE_LIST       ? list_loss(payload)
                                                      : "";
   if (!cut.empty()) report("cut", section, key.name, cut);
-  std::string const lost = type == VALUE_NUMBER       ? number_loss(payload)
-                           : type == VALUE_IDENTIFIER ? identifier_loss(payload)
-                                                      : "";
+  if (type == VALUE_NUMBER) report_number(section, key, payload);
+  if (type == VALUE_TEXT || type == VALUE_LIST) note_text(section, key, payload);
+  std::string const lost = type == VALUE_IDENTIFIER ? identifier_loss(payload) : "";
   if (!lost.empty()) report("lost-value", section, key.name, lost);
+}
+
+void ExportReader::report_number(std::string const& section, ExportKey const& key,
+                                 std::string const& payload) {
+  errno = 0;
+  char* end = nullptr;
+  long long const number = strtoll(payload.c_str(), &end, 10);
+  bool const is_number = !payload.empty() && *end == '\0';
+  bool const is_count = key.fate == Fate::kUsed;
+  int64_t const largest = is_count ? INT32_MAX : int64_t{UINT32_MAX};
+  if (is_number && errno == 0 && number >= 0 && number <= largest) return;
+
+  std::string const taken =
+      is_count ? "; it counts as " + std::to_string(static_cast<int32_t>(number))
+               : "; the store gets " + std::to_string(static_cast<uint32_t>(number));
+  if (!is_number) {
+    report("lost-value", section, key.name, "\"" + payload + "\" is no number of 32 bits" + taken);
+    return;
+  }
+  Finding& wrapped =
+      report("wrapped-number", section, key.name,
+             payload + (number < 0 ? " is negative" : " is too large for 32 bits") + taken);
+  // The same 32 bits, which is how -1 stands for "no limit".
+  if (!is_count && number < 0 && number >= INT32_MIN) wrapped.severity = Severity::kNote;
+}
+
+void ExportReader::note_text(std::string const& section, ExportKey const& key,
+                             std::string const& payload) {
+  constexpr size_t kSample = size_t{64} << 10;
+  if (is_utf8(payload)) return;
+  if (!first_broken_) first_broken_.emplace(section, key.name);
+  ++broken_count_;
+  if (broken_.size() < kSample) broken_ += payload + "\n";
 }
 
 int ExportReader::number(std::string const& section, ExportKey const& key) {
@@ -215,12 +246,17 @@ bool ExportReader::whole_section(std::string const& section) {
 }
 
 std::string ExportReader::take_unreadable() {
-  return std::exchange(unreadable_, "");
+  return std::exchange(first_unreadable_, "");
 }
 
-void ExportReader::report(Kind kind, std::string const& section, std::string const& key,
-                          std::string const& text) {
-  findings_.emplace_back(kind, name_, section, key, text);
+Finding& ExportReader::report(Kind kind, std::string const& section, std::string const& key,
+                              std::string const& text) {
+  return findings_.emplace_back(kind, name_, section, key, text);
+}
+
+void ExportReader::report_unreadable(Kind kind, std::string const& section, std::string const& key,
+                                     std::string const& text) {
+  report(kind, section, key, text).severity = unreadable_;
 }
 
 void ExportReader::report_missing(std::vector<int> const& held, std::string const& section,
@@ -230,6 +266,18 @@ void ExportReader::report_missing(std::vector<int> const& held, std::string cons
   report("missing", section, key.name,
          "announces " + std::to_string(count) + ", of which " + std::to_string(missing) +
              (missing == 1 ? " is" : " are") + " missing");
+}
+
+void ExportReader::report_rest() {
+  if (first_broken_) {
+    std::string const encoding = likely_encoding(broken_);
+    report("no-utf-8", first_broken_->first, first_broken_->second,
+           (broken_count_ == 1 ? "is"
+                               : "and " + counted(broken_count_ - 1, "other", "others") + " are") +
+               " no UTF-8, as which the console will show it" +
+               (encoding.empty() ? "" : "; by its bytes it is " + encoding));
+  }
+  report_unasked();
 }
 
 void ExportReader::report_unasked() {

@@ -32,6 +32,8 @@ class ExportReader {
   [[nodiscard]] bool read();
   // Reports the bytes that an editor or a transfer has put into the file that was read.
   void report_bytes();
+  // From here on, what cannot be read is what the importer ends the run for.
+  void unreadable_ends_run(bool does) { unreadable_ = does ? Severity::kError : Severity::kLoss; }
 
   [[nodiscard]] std::string const& name() const { return name_; }
   [[nodiscard]] NvConfigFile const& file() const { return file_; }
@@ -60,18 +62,24 @@ class ExportReader {
   // could.
   std::string take_unreadable();
 
-  void report(Kind kind, std::string const& section, std::string const& key,
-              std::string const& text);
+  Finding& report(Kind kind, std::string const& section, std::string const& key,
+                  std::string const& text);
+  // Reports something without which its importer ends the run, if it does.
+  void report_unreadable(Kind kind, std::string const& section, std::string const& key,
+                         std::string const& text);
   // Reports the items that a count announces and the file does not hold.
   void report_missing(std::vector<int> const& held, std::string const& section,
                       ExportKey const& key, int count);
-  // Reports what the file holds and nobody has asked for.
-  void report_unasked();
+  // Reports what the file holds and nobody has asked for, and the texts that are no UTF-8.
+  void report_rest();
 
  private:
   void note_bytes(std::string_view bytes);
   void report_loss(std::string const& section, ExportKey const& key, tag_VALUE_TYPE type,
                    std::string const& payload);
+  void report_number(std::string const& section, ExportKey const& key, std::string const& payload);
+  void note_text(std::string const& section, ExportKey const& key, std::string const& payload);
+  void report_unasked();
 
   std::string const folder_;
   std::string const name_;
@@ -81,7 +89,12 @@ class ExportReader {
   FileIdentity identity_{};
   std::vector<Finding> about_bytes_;
   std::set<std::pair<std::string, std::string>> asked_;  // sections and keys that are there
-  std::string unreadable_;
+  std::string first_unreadable_;
+  Severity unreadable_ = Severity::kLoss;
+  // The texts that are no UTF-8: where the first one stands, and a sample of all.
+  std::optional<std::pair<std::string, std::string>> first_broken_;
+  size_t broken_count_ = 0;
+  std::string broken_;
 };
 
 }  // namespace zeva

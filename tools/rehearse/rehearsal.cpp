@@ -52,7 +52,7 @@ void examine(std::string const& package, Rehearsal& rehearsal, Secrets& secrets)
   rehearsal.not_examined = unpack(package, kScratchFolder, folder, go_on);
   if (!rehearsal.not_examined.empty()) return;
   learn_export(folder, secrets);
-  rehearsal.findings = examine_package(folder, go_on);
+  rehearsal.findings = examine_package(folder, {.go_on = go_on});
 }
 
 CommandResult migrate(std::string const& package, LineFilter const& shown) {

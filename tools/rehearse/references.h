@@ -1,0 +1,64 @@
+// The names that an export gives its things, and those by which it calls for them.
+//
+// Every thing becomes a key of the store, so two of one name in one place become one; and what is
+// called for by a name that no key will have, does not work.
+#pragma once
+
+#include "export_reader.h"
+#include "future_store.h"
+
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zeva {
+
+enum class Thing { kClassifications, kActions, kAreas, kPolicies, kTasks, kLists, kFilters };
+
+class References {
+ public:
+  // The store before the run, null when it is not known.
+  explicit References(Key const* today) : store_(today) {}
+
+  [[nodiscard]] FutureStore& store() { return store_; }
+
+  // The file gives a thing the name that stands at a key of it. Where that is taken in `folder`,
+  // this is reported. Null when the name makes no key.
+  Key* give(ExportReader& file, std::string const& section, ExportKey const& key, Thing thing,
+            Key& folder, std::string const& name);
+  // The same for things whose folder is always the same.
+  Key* give(ExportReader& file, std::string const& section, ExportKey const& key, Thing thing);
+
+  // The file calls for a thing by the name that stands at a key of it; an empty one calls for
+  // nothing.
+  void call(ExportReader const& file, std::string const& section, std::string const& key,
+            Thing thing, std::string const& name);
+  // The same for each text of a section, all of which are names of classifications.
+  void call_classifications(ExportReader const& file, std::string const& section);
+
+  // Not all names of these things could be read: calls for them are not judged.
+  void forget(Thing thing) { unknown_.insert(thing); }
+
+  // The policies below the top one, for those that are called for by their path.
+  void set_top_policy(std::string const& path) { top_policy_ = path; }
+
+  // Reports the calls that nothing will answer.
+  void report(std::vector<Finding>& findings) const;
+
+ private:
+  struct Call {
+    std::string file, section, key;
+    Thing thing;
+    std::string name;
+  };
+
+  [[nodiscard]] std::string path_of(Call const& call) const;
+
+  FutureStore store_;
+  std::vector<Call> calls_;
+  std::set<Thing> unknown_;
+  std::string top_policy_;
+};
+
+}  // namespace zeva
