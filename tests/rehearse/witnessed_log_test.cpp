@@ -24,6 +24,9 @@ TEST(WitnessedLog, TellsEachLineItsFile) {
        "b.txt! Error [148]: read value [a.b from c] from /tmp/migrate/b.txt failed."},
       {"misc.txt", "Error [258]: a value that forges a line\n" + kHead + "Error [1]: of the log",
        "misc.txt! Error [258]: a value that forges a line\n" + kHead + "Error [1]: of the log"},
+      {nullptr, "Error [63]: after it", "misc.txt! Error [63]: after it"},
+      {nullptr, "Import address groups...", "  Import address groups..."},
+      {nullptr, "Error [55]: of the store", "! Error [55]: of the store"},
   };
   WorkFolder work;
   std::string log, notes;

@@ -5,11 +5,12 @@
 #include <stdlib.h>
 
 #include <string_view>
+#include <utility>
 
 namespace zeva {
 namespace {
 
-// Where a line of the log begins, and what had been read by then.
+// Where a line of the log begins, and what was read last since the line before; empty for nothing.
 struct Beginning {
   size_t place;
   std::string file;
@@ -26,7 +27,7 @@ std::vector<Beginning> read_beginnings(std::string const& log_path, std::string_
     if (blank == std::string::npos) continue;
     std::string const path = note.substr(blank + 1);
     if (path == log_path) {
-      beginnings.push_back({strtoul(note.c_str(), nullptr, 10), file});
+      beginnings.push_back({strtoul(note.c_str(), nullptr, 10), std::exchange(file, "")});
     } else if (path.starts_with(folder + "/")) {
       file = path.substr(folder.size() + 1);
     }
@@ -78,12 +79,16 @@ std::vector<LogLine> read_witnessed_log(std::string const& log_path, std::string
       if (log.find('\n', at) == std::string::npos) break;
     }
   }
+  // A line that tells of no trouble begins a step of the run, for which nothing was read yet.
+  std::string read_last;
   for (size_t i = 0; i < beginnings.size(); ++i) {
+    if (!beginnings[i].file.empty()) read_last = beginnings[i].file;
     size_t const start = std::min(beginnings[i].place, log.size());
     size_t const end = i + 1 < beginnings.size() ? beginnings[i + 1].place : log.size();
     std::string const message = message_of(std::string_view(log).substr(start, end - start));
     std::string const named = file_named_in(message, folder);
-    lines.push_back({message, named.empty() ? beginnings[i].file : named, is_trouble(message)});
+    if (!is_trouble(message)) read_last.clear();
+    lines.push_back({message, named.empty() ? read_last : named, is_trouble(message)});
   }
   return lines;
 }

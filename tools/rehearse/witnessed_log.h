@@ -1,5 +1,5 @@
 // The run log of a rehearsed migration, each line with the export file that was read last when it
-// was written.
+// was written, in the same step of the run.
 #pragma once
 
 #include <string>
@@ -9,7 +9,7 @@ namespace zeva {
 
 struct LogLine {
   std::string message;  // may hold newlines
-  std::string file;     // in the package; empty before the first and when it is unknown
+  std::string file;     // in the package; empty for none and when it is unknown
   bool is_trouble;      // an error or a warning
 };
 
