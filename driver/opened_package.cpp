@@ -150,7 +150,7 @@ int decrypt_package() {
     return kNotDecrypted;
   }
   FixedText command;
-  command.add("rc4 -dec -in ").add(kPackageCopy).add(" -key ").add(kKeyFile);
+  command.add(kDecipherCommand).add(" -dec -in ").add(kPackageCopy).add(" -key ").add(kKeyFile);
   command.add(" > /dev/null 2>&1");
   int status = run_shell(command);
   remove_key_file();

@@ -8,6 +8,9 @@ inline constexpr char kPackageCopy[] = "/tmp/migrate_pkg";
 inline constexpr char kUnpackFolder[] = "/tmp/migrate";
 inline constexpr char kKeyFile[] = "/tmp/rc_key";
 
+// The command that deciphers it, looked up in PATH.
+inline constexpr char kDecipherCommand[] = "rc4";
+
 // Copies, decrypts, unpacks and checks the package, logging each step. Returns 0, or the result of
 // the step that failed: kNotCopied, kNoUnpackFolder, kNotDecrypted, kNotUnpacked or
 // kChecksumsDoNotHold.

@@ -5,22 +5,30 @@
 #include "runlog.h"
 
 int getregport(char const* home, std::string& port) {
-  std::string path = std::string(home) + "/bin/migration/RegSvrCfg.ini";
-  NvConfigFile settings(path);
-  if (settings.readfile() != 0) {
-    LogDebugMessage("Error [%d]: read RegSvrCfg.ini failed.", 183);
-    return -1;
+  switch (zeva::find_regport(home, port)) {
+    case zeva::PortSetting::kFound:
+      return 0;
+    case zeva::PortSetting::kNoFile:
+      LogDebugMessage("Error [%d]: read RegSvrCfg.ini failed.", 183);
+      return -1;
+    case zeva::PortSetting::kNoPort:
+      LogDebugMessage(
+          "Error [%d]: read CFILTER_REGSERVER, CFILTER_REGSERVER_PORT from RegSvrCfg.ini failed.",
+          188);
+      return -1;
   }
-  if (settings.getattribute("CFILTER_REGSERVER", "CFILTER_REGSERVER_PORT", port) != 0) {
-    LogDebugMessage(
-        "Error [%d]: read CFILTER_REGSERVER, CFILTER_REGSERVER_PORT from RegSvrCfg.ini failed.",
-        188);
-    return -1;
-  }
-  return 0;
+  return -1;
 }
 
 namespace zeva {
+
+PortSetting find_regport(std::string const& home, std::string& port) {
+  NvConfigFile settings(home + "/bin/migration/RegSvrCfg.ini");
+  if (settings.readfile() != 0) return PortSetting::kNoFile;
+  return settings.getattribute("CFILTER_REGSERVER", "CFILTER_REGSERVER_PORT", port) == 0
+             ? PortSetting::kFound
+             : PortSetting::kNoPort;
+}
 
 FixedText<> regserver_address() {
   std::string port = std::to_string(kRegistryPort);

@@ -11,6 +11,10 @@
 
 namespace zeva {
 
+// The same without a word in the log.
+enum class PortSetting { kFound, kNoFile, kNoPort };
+[[nodiscard]] PortSetting find_regport(std::string const& home, std::string& port);
+
 // The server's address as the importers take it, "ZEVA:" and its port. In a buffer of its own: a
 // string would have to be freed after the watchdog's jump.
 [[nodiscard]] FixedText<> regserver_address();

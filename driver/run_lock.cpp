@@ -1,5 +1,6 @@
 #include "run_lock.h"
 
+#include "descriptor.h"
 #include "fixed_text.h"
 #include "product_home.h"
 
@@ -115,7 +116,26 @@ bool take(RunLock& lock, char const* path, pid_t& holder) {
   return true;
 }
 
+// Only the lock of the run itself is looked at: the commands' one cannot be without taking it.
+pid_t holder_in(char const* folder) {
+  Descriptor const place(open(folder, O_PATH | O_DIRECTORY | O_CLOEXEC));
+  Descriptor const file(
+      place ? openat(place.get(), kLockFile, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC) : -1);
+  struct flock whole = {};
+  whole.l_type = F_WRLCK;
+  whole.l_whence = SEEK_SET;
+  bool const held = file && fcntl(file.get(), F_GETLK, &whole) == 0 && whole.l_type != F_UNLCK;
+  return held ? whole.l_pid : 0;
+}
+
 }  // namespace
+
+pid_t active_run(char const* home) {
+  FixedText<> config;
+  config.add(home).add("/config");
+  pid_t const holder = holder_in("/tmp");
+  return holder != 0 || !config.fits() ? holder : holder_in(config.c_str());
+}
 
 bool take_run_lock(pid_t& holder) {
   FixedText<> config;

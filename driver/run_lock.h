@@ -17,6 +17,10 @@ namespace zeva {
 // understood why.
 [[nodiscard]] bool take_run_lock(pid_t& holder);
 
+// The run that holds the lock of the machine or of a home, 0 if there is none. Takes and changes
+// neither.
+[[nodiscard]] pid_t active_run(char const* home);
+
 // Whether the commands started from now on hold the locks, too, as they do at first. One that
 // leaves a server behind must not.
 void share_run_lock(bool shared);

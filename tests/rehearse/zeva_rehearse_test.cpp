@@ -19,6 +19,7 @@
 #include <unistd.h>
 
 #include <optional>
+#include <regex>
 
 namespace {
 
@@ -144,8 +145,10 @@ TEST_F(Rehearse, AGoodPackage) {
   EXPECT_EQ(changes["registry\\policy\\Rule\\Mail\\rules\\Cardiff"], "gained");
   EXPECT_EQ(changes["registry\\policy\\Rule\\Mail"], "changed");
   EXPECT_THAT(done.output, HasSubstr(R"("after":{"name":"RetryMinutes","type":"masked"})"));
-  report.erase("log");
-  again.erase("log");
+  for (auto* const each : {&report, &again}) {
+    each->erase("log");
+    each->erase("target");
+  }
   EXPECT_TRUE(report == again);
 }
 
@@ -190,6 +193,13 @@ TEST_F(Rehearse, WhatIsNoPackageOrNoHomeIsSaid) {
   EXPECT_THAT(done.output, HasSubstr("  -5: the package could not be unpacked"));
   EXPECT_THAT(done.output, HasSubstr("  The package could not be looked at: "));
 
+  std::string const check = *installed / "home/bin/zeva-rehearse --check ";
+  done = work_.sh(check + "pkg");
+  EXPECT_EQ(done.exit_status, 1);
+  EXPECT_THAT(done.error, StartsWith("zeva-rehearse: " + package_ + ": "));
+  edit("scanlimit.txt", "$aFun=1:1");
+  EXPECT_EQ(work_.sh(check + "export").exit_status, 3);
+
   fs::remove(work_ / "pkg");
   done = rehearse();
   EXPECT_EQ(done.exit_status, 255);
@@ -204,6 +214,50 @@ TEST_F(Rehearse, WhatIsNoPackageOrNoHomeIsSaid) {
             "zeva-rehearse: " + (work_ / "gone") + ": is no folder to take a store from\n");
 }
 
+// On a machine of its own, with the home's commands in PATH.
+TEST_F(Rehearse, LooksAtTheMachine) {
+  std::string const home = work_ / "home";
+  fs::copy(*installed / "home", home, fs::copy_options::recursive);
+  for (char const* file : {"", ".redo", ".bak"}) {
+    fs::copy(home_.config("cFlt_db.xml") + file, home + "/config");
+  }
+  std::string const bwrap =
+      "bwrap --die-with-parent --dev-bind / / --unshare-pid --unshare-net --proc /proc ";
+  std::string const serve =
+      "regserver & until $H/bin/zeva-regdump --home $ZEVA_HOME registry "
+      "&& [ -e $ZEVA_HOME/config/*.redo ]; do sleep 0.1; done >&2; ";
+  struct Machine {
+    std::string finding;  // empty for none
+    std::string setup;
+    std::string disk = {}, mount = {};  // options of bwrap
+  };
+  for (Machine const& machine : {
+           Machine{"", "touch /tmp/rc_key"},
+           {R"("not-writable","file":"$H/config")", "", "", " --ro-bind $H/config $H/config"},
+           {R"("no-room","file":"/tmp")", "", "--size 4096 "},
+           {"", "ZEVA_HOME=$H; " + serve},
+           {R"("port","file":"127.0.0.1:5069")", "cp -r $H /tmp/x; ZEVA_HOME=/tmp/x; " + serve},
+           {R"("in-the-way","file":"/tmp/migrate_pkg")", "mkdir /tmp/migrate_pkg"},
+           {R"("no-command","file":"rc4")", "PATH=/usr/bin:/bin"},
+           {R"("active-run","file":"$H")",
+            "mkfifo pipe; zeva-migrate pipe log >&2 & until [ -e $H/config/migrate.lock ]; do "
+            "sleep 0.1; done"},
+           {R"("false-server","file":"/proc/)", "sh -c 'sleep 9; : regserver' & sleep 0.1"},
+           {"", "sh -c 'sleep 9; : grep regserver' & sleep 0.1"},
+       }) {
+    work_.write("line", "export ZEVA_HOME=$H PATH=$H/bin:$H/bin/migration:$PATH\n" + machine.setup +
+                            "\n$H/bin/zeva-rehearse --check --json --from $H "
+                            "export; status=$?; kill %1 2>&-; exit $status");
+    auto const done = work_.sh("export H=" + home + "; " + bwrap + machine.disk +
+                               "--tmpfs /tmp --bind " + work_.path() + " " + work_.path() +
+                               machine.mount + " sh line; s=$?; rm -f pipe; exit $s");
+    std::string const wanted = std::regex_replace(machine.finding, std::regex(R"(\$H)"), home);
+    EXPECT_EQ(done.exit_status, wanted.empty() ? 0 : 4)
+        << machine.setup << done.output << done.error;
+    EXPECT_THAT(done.output, HasSubstr(wanted));
+  }
+}
+
 // It begins with its own factory's store, and finds its server whatever the package is called.
 TEST_F(Rehearse, ANewHome) {
   from_ = work_ / "new";
@@ -215,6 +269,8 @@ TEST_F(Rehearse, ANewHome) {
   EXPECT_THAT(done.output, HasSubstr(R"("before":{"name":"MaxDecompressCount","type":"dword",)"
                                      R"("value":12345})"));
   EXPECT_THAT(done.output, HasSubstr(R"("kind":"package-name")"));
+  package_ = work_ / "regserver.gone";
+  EXPECT_THAT(rehearse(" --json").output, HasSubstr("package " + package_ + " don't exists"));
 }
 
 TEST_F(Rehearse, APlanIsHeldAgainstWhatIsThere) {

@@ -49,6 +49,13 @@ inline constexpr FindingKind kFindingKinds[] = {
     {"checksum", Severity::kError,
      "take the file from the old installation again; if it was changed on purpose, pack it anew"},
     {"package-name", Severity::kError, "rename the package"},
+    {"not-writable", Severity::kError, "start the migration as a user who may write there: root"},
+    {"no-room", Severity::kError, "make room on that disk"},
+    {"port", Severity::kError, "end that program, or give the server another port"},
+    {"in-the-way", Severity::kError, "remove it"},
+    {"no-command", Severity::kError, "put the home's bin folder into PATH"},
+    {"active-run", Severity::kError, "wait until that has ended"},
+    {"false-server", Severity::kError, "end that process before the migration"},
 };
 
 // The row of a kind. An unknown name does not compile.
@@ -56,6 +63,8 @@ class Kind {
  public:
   template <size_t Size>
   consteval Kind(char const (&name)[Size]) : row_(find(name)) {}  // NOLINT: as a name is written
+
+  constexpr Kind(FindingKind const& row) : row_(&row) {}  // NOLINT: as above
 
   constexpr FindingKind const* operator->() const { return row_; }
 

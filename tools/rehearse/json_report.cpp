@@ -1,5 +1,6 @@
 #include "json_report.h"
 
+#include "finding_report.h"
 #include "registry_view.h"
 
 #include <ostream>
@@ -42,13 +43,6 @@ Json areas_json(Outline const& outline) {
     areas.push_back(std::move(area));
   }
   return areas;
-}
-
-Json finding_json(Finding const& finding) {
-  return {{"severity", name_of(finding.severity)}, {"kind", finding.kind},
-          {"file", text_json(finding.file)},       {"section", text_json(finding.section)},
-          {"key", text_json(finding.key)},         {"text", text_json(finding.text)},
-          {"advice", text_json(finding.advice)}};
 }
 
 Json change_json(KeyChange const& key) {
@@ -97,10 +91,8 @@ void report_json(Rehearsal const& rehearsal, Scope const& scope, bool for_termin
   head["notes"] = notes_json(rehearsal);
   head["keys"] = counts_json(outline.keys);
   head["areas"] = areas_json(outline);
-  head["findings"] = Json::array();
-  for (Finding const& finding : rehearsal.findings) {
-    head["findings"].push_back(finding_json(finding));
-  }
+  head["findings"] = findings_json(rehearsal.findings);
+  head["target"] = findings_json(rehearsal.target);
   std::string const first = json_line(head, for_terminal);
   out << std::string_view(first).substr(0, first.size() - 1) << ",\"changes\":[";
   char const* separator = "";

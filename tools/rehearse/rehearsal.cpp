@@ -5,15 +5,18 @@
 #include "examine.h"
 #include "export_secrets.h"
 #include "files.h"
+#include "finding_report.h"
 #include "json_report.h"
 #include "live_run.h"
 #include "opened_package.h"
 #include "plan.h"
 #include "proof.h"
+#include "real_paths.h"
 #include "regserver_control.h"
 #include "rehearsal_home.h"
 #include "sandbox.h"
 #include "secrets.h"
+#include "store_copy.h"
 #include "terminal.h"
 #include "tool.h"
 #include "unpacking.h"
@@ -23,7 +26,9 @@
 #include <string.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <iostream>
 #include <sstream>
 
@@ -31,6 +36,8 @@ namespace fs = std::filesystem;
 
 namespace zeva {
 namespace {
+
+using Findings = std::vector<Finding>;
 
 std::string scratch(std::string const& name) {
   return kScratchFolder + ("/" + name);
@@ -44,15 +51,59 @@ std::optional<std::string> pack(std::string const& folder, std::string const& pa
   return done.succeeded() ? std::nullopt : std::optional(done.explanation());
 }
 
+uint64_t size_of(fs::path const& file) {
+  std::error_code failure;
+  uintmax_t const size = fs::file_size(file, failure);
+  return failure ? 0 : size;
+}
+
+uint64_t size_below(std::string const& folder) {
+  uint64_t size = 0;
+  std::error_code failure;
+  for (auto entry = fs::recursive_directory_iterator(folder, failure);
+       !failure && entry != fs::end(entry); entry.increment(failure)) {
+    if (entry->symlink_status().type() == fs::file_type::regular) size += size_of(entry->path());
+  }
+  return size;
+}
+
+// What is found in an export and about the name of its package. The export of a folder is not
+// packed yet.
+Findings look_at_export(RehearsalSubject const& subject, std::string const& folder, bool is_packed,
+                        Key const* store, std::function<void()> const& go_on) {
+  Findings findings =
+      examine_package(folder, {.store = store, .is_packed = is_packed, .go_on = go_on});
+  if (subject.package.find(kRegServerProcess) != std::string::npos) {
+    findings.push_back({"package-name", "", "", "",
+                        std::string("the package's path holds \"") + kRegServerProcess +
+                            "\", by which the migration looks for its running server"});
+  }
+  return findings;
+}
+
+// What is found on the machine. Without a package yet it is taken to be no larger than its export.
+Findings look_at_machine(RehearsalSubject const& subject, std::string const& folder,
+                         std::string const& package) {
+  if (!subject.target) return {};
+  Findings findings = subject.target->findings;
+  Burden burden{.unpacked = size_below(folder)};
+  burden.package = package.empty() ? burden.unpacked : size_of(package);
+  for (char const* file : kStoreFiles) burden.store += size_of(subject.config + file);
+  report_room(*subject.target, burden, findings);
+  return findings;
+}
+
 // Unpacks the package for itself and looks at what is in it.
-void examine(std::string const& package, Rehearsal& rehearsal, Secrets& secrets) {
+void examine(RehearsalSubject const& subject, std::string const& package, Key const* store,
+             Rehearsal& rehearsal, Secrets& secrets) {
   std::string const folder = scratch("export");
   LongWait wait("the examination of the package");
   auto const go_on = [&] { wait.show(); };
   rehearsal.not_examined = unpack(package, kScratchFolder, folder, go_on);
+  rehearsal.target = look_at_machine(subject, folder, package);
   if (!rehearsal.not_examined.empty()) return;
   learn_export(folder, secrets);
-  rehearsal.findings = examine_package(folder, {.go_on = go_on});
+  rehearsal.findings = look_at_export(subject, folder, true, store, go_on);
 }
 
 CommandResult migrate(std::string const& package, LineFilter const& shown) {
@@ -79,8 +130,7 @@ std::optional<int> read_result() {
   return atoi(file.c_str() + number + strlen("<root>"));
 }
 
-void load_stores(RehearsalHome const& home, Rehearsal& rehearsal) {
-  LoadedStore before = home.load_original();
+void load_stores(LoadedStore before, RehearsalHome const& home, Rehearsal& rehearsal) {
   LoadedStore after = home.load_current();
   for (auto const* store : {&before, &after}) {
     for (std::string const& note : store->notes) rehearsal.notes.push_back(note);
@@ -93,6 +143,25 @@ void load_stores(RehearsalHome const& home, Rehearsal& rehearsal) {
   rehearsal.after = std::move(after.root);
 }
 
+RealPaths real_paths(RehearsalSubject const& subject) {
+  RealPaths paths;
+  paths.add(kScratchHome, subject.home);
+  for (std::string const& package : {scratch("packed"), subject.given}) {
+    paths.add(package, subject.package);
+  }
+  return paths;
+}
+
+void show_real_paths(RealPaths const& real, Rehearsal& rehearsal) {
+  for (LogLine& line : rehearsal.log) line.message = real.in(line.message);
+  for (std::string& note : rehearsal.notes) note = real.in(note);
+  rehearsal.not_examined = real.in(rehearsal.not_examined);
+}
+
+void hide_secrets(Secrets const& secrets, Findings& findings) {
+  for (Finding& finding : findings) finding.text = secrets.hide(finding.text);
+}
+
 // Takes the secrets out of everything that will be told.
 void mask_secrets(Secrets& secrets, std::string const& salt, Rehearsal& rehearsal) {
   for (Key* const store : {rehearsal.before.get(), rehearsal.after.get()}) {
@@ -101,7 +170,7 @@ void mask_secrets(Secrets& secrets, std::string const& salt, Rehearsal& rehearsa
     secrets.mask(*store, salt);
   }
   for (LogLine& line : rehearsal.log) line.message = secrets.hide(line.message);
-  for (Finding& finding : rehearsal.findings) finding.text = secrets.hide(finding.text);
+  hide_secrets(secrets, rehearsal.findings);
   for (std::string& note : rehearsal.notes) note = secrets.hide(note);
 }
 
@@ -138,36 +207,35 @@ int exit_status(int status, Rehearsal const& rehearsal, RehearsalOptions const& 
 }  // namespace
 
 int rehearse(RehearsalSubject const& subject, RehearsalOptions const& options) {
+  RealPaths const real = real_paths(subject);
   std::error_code failed;
   bool const is_folder = fs::is_directory(subject.given, failed);
   std::string const package = is_folder ? scratch("packed") : subject.given;
   if (is_folder) {
     if (auto const failure = pack(subject.given, package))
-      return complain("the folder cannot be packed", *failure);
+      return complain("the folder cannot be packed", real.in(*failure));
   }
   RehearsalHome home;
-  if (auto const failure = home.lay_out(subject.config)) return complain(subject.config, *failure);
+  if (auto const failure = home.lay_out(subject.config))
+    return complain(subject.config, real.in(*failure));
   Rehearsal rehearsal;
   rehearsal.had_store = home.had_store();
   rehearsal.package_sha256 = file_digest(package).value_or("");
   Secrets secrets(options.masked);
-  if (LoadedStore const store = home.load_original(); store.root) secrets.learn(*store.root);
-  examine(package, rehearsal, secrets);
-  if (package == kRenamedPackage) {
-    rehearsal.findings.push_back({"package-name", "", "", "",
-                                  std::string("the package's path holds \"") + kRegServerProcess +
-                                      "\", by which the migration looks for its running server"});
-  }
+  LoadedStore before = home.load_original();
+  if (before.root) secrets.learn(*before.root);
+  examine(subject, package, before.root.get(), rehearsal, secrets);
 
   // Programs want no lines beside their object.
-  LineFilter const shown = [&](std::string const& line) { return secrets.hide(line); };
+  LineFilter const shown = [&](std::string const& line) { return real.in(secrets.hide(line)); };
   CommandResult const done = migrate(package, options.json ? LineFilter() : shown);
   rehearsal.result = read_result();
   if (!rehearsal.result) {
-    return complain("the run did not come to its end", done.explanation());
+    return complain("the run did not come to its end", real.in(done.explanation()));
   }
   rehearsal.log = read_witnessed_log(scratch("run.log"), scratch("notes"), kUnpackFolder);
-  load_stores(home, rehearsal);
+  load_stores(std::move(before), home, rehearsal);
+  show_real_paths(real, rehearsal);
   std::string const salt = make_secret();
   if (salt.empty()) {
     return complain("secrets cannot be masked", "the system has no random bytes to give");
@@ -185,6 +253,45 @@ int rehearse(RehearsalSubject const& subject, RehearsalOptions const& options) {
   if (subject.plan < 0) return status;
   std::string const failure = keep_plan(subject, options, salt, rehearsal);
   return failure.empty() ? status : complain("the plan cannot be kept", failure);
+}
+
+int check(RehearsalSubject const& subject, RehearsalOptions const& options) {
+  RealPaths const real = real_paths(subject);
+  std::error_code failed;
+  bool const is_folder = fs::is_directory(subject.given, failed);
+  std::string const folder = is_folder ? subject.given : scratch("export");
+  Secrets secrets(options.masked);
+  RehearsalHome home;
+  LoadedStore before;
+  if (!subject.config.empty()) {
+    if (auto const failure = home.lay_out(subject.config))
+      return complain(subject.config, real.in(*failure));
+    before = home.load_original();
+    if (before.root) secrets.learn(*before.root);
+  }
+  LongWait wait("the examination of the package");
+  auto const go_on = [&] { wait.show(); };
+  if (!is_folder) {
+    std::string const failure = unpack(subject.given, kScratchFolder, folder, go_on);
+    if (!failure.empty()) return complain(subject.package, real.in(failure));
+  }
+  learn_export(folder, secrets);
+  Findings findings = look_at_export(subject, folder, !is_folder, before.root.get(), go_on);
+  Findings const machine = look_at_machine(subject, folder, is_folder ? "" : subject.given);
+  findings.insert(findings.end(), machine.begin(), machine.end());
+  hide_secrets(secrets, findings);
+  wait.clear();
+
+  if (options.json) {
+    print_findings_json(findings, isatty(STDOUT_FILENO) == 1, std::cout);
+  } else {
+    print_findings(findings, std::cout);
+  }
+  if (!std::cout.flush()) return complain("standard output", "cannot be written");
+  auto const has = [&](Severity severity) {
+    return std::ranges::find(findings, severity, &Finding::severity) != findings.end();
+  };
+  return has(Severity::kError) ? kErrorsFound : has(Severity::kLoss) ? kLossesFound : 0;
 }
 
 }  // namespace zeva

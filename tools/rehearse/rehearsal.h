@@ -3,8 +3,10 @@
 #pragma once
 
 #include "outline.h"
+#include "target.h"
 #include "text_report.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,6 +17,7 @@ inline constexpr char kRenamedPackage[] = "/tmp/.zeva-rehearsal/renamed-package"
 
 // What a rehearsal is told on its command line.
 struct RehearsalOptions {
+  bool check = false;  // only examine the package
   bool json = false;
   TextStyle::Detail detail = TextStyle::Detail::kValues;  // of the text
   Scope scope;
@@ -30,13 +33,24 @@ inline constexpr int kChangesWithLosses = 4;
 // What is rehearsed, by its paths outside the sandbox and in it.
 struct RehearsalSubject {
   std::string home;
-  std::string config;   // the home's folder that the store is copied from, seen at the same path
-  std::string package;  // or a folder of export files
-  std::string given;    // the same in the sandbox
-  int plan = -1;        // descriptor of the file that the plan is written to; -1 for none
+  // The home's folder that the store is copied from, seen at the same path. Empty when only the
+  // package is looked at.
+  std::string config;
+  std::string package;           // or a folder of export files
+  std::string given;             // the same in the sandbox
+  int plan = -1;                 // descriptor of the file that the plan is written to; -1 for none
+  std::optional<Target> target;  // the machine, where it was looked at
 };
 
 // Returns the exit status: the run's, unless the options say otherwise, or kFailed.
 [[nodiscard]] int rehearse(RehearsalSubject const& subject, RehearsalOptions const& options);
+
+// Exit statuses of an examination alone that has found more than notes.
+inline constexpr int kLossesFound = 3;
+inline constexpr int kErrorsFound = 4;
+
+// Examines the package, and the machine where it was looked at, without a run. 0, kLossesFound,
+// kErrorsFound or kFailed.
+[[nodiscard]] int check(RehearsalSubject const& subject, RehearsalOptions const& options);
 
 }  // namespace zeva

@@ -18,7 +18,8 @@ struct Rehearsal {
   std::vector<LogLine> log;
   std::unique_ptr<Key> before;  // the store; null when either cannot be compared
   std::unique_ptr<Key> after;
-  std::vector<Finding> findings;
+  std::vector<Finding> findings;   // in the package
+  std::vector<Finding> target;     // on the machine
   std::string not_examined;        // why the package could not be looked at
   std::vector<std::string> notes;  // what could not be looked at, and why
   // SHA-256 in hex; empty where there is nothing to take it of.

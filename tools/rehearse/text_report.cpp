@@ -1,6 +1,7 @@
 #include "text_report.h"
 
 #include "change_text.h"
+#include "finding_report.h"
 #include "printable.h"
 
 #include <algorithm>
@@ -18,21 +19,6 @@ using Detail = TextStyle::Detail;
 // How many lost items of an area and how many findings a summary names.
 constexpr size_t kNamed = 3;
 
-// Lines under the files that they belong to, each file once, in the order of their first lines.
-class ByFile {
- public:
-  void add(std::string const& file, std::string const& line) {
-    auto const [place, is_new] = places_.emplace(file, groups_.size());
-    if (is_new) groups_.push_back({file, {}});
-    groups_[place->second].second.push_back(line);
-  }
-  [[nodiscard]] auto const& groups() const { return groups_; }
-
- private:
-  std::vector<std::pair<std::string, std::vector<std::string>>> groups_;
-  std::unordered_map<std::string, size_t> places_;
-};
-
 // "2 gained, 1 lost", without what there is none of.
 std::string words_of(ChangeCounts const& counts) {
   std::string words;
@@ -43,18 +29,6 @@ std::string words_of(ChangeCounts const& counts) {
     words += (words.empty() ? "" : ", ") + std::to_string(count) + word;
   }
   return words.empty() ? "no change" : words;
-}
-
-// "1 error, 2 losses, 3 notes", without what there is none of.
-std::string count_findings(Outline const& outline) {
-  static constexpr char const* kMany[] = {"errors", "losses", "notes"};
-  std::string words;
-  for (size_t i = 0; i < outline.findings.size(); ++i) {
-    if (outline.findings[i] == 0) continue;
-    words +=
-        (words.empty() ? "" : ", ") + counted(outline.findings[i], kSeverityNames[i], kMany[i]);
-  }
-  return words.empty() ? "none" : words;
 }
 
 class TextReport {
@@ -70,7 +44,8 @@ class TextReport {
   void write() {
     write_verdict();
     write_areas();
-    write_findings();
+    write_findings("Findings: ", rehearsal_.findings);
+    if (!rehearsal_.target.empty()) write_findings("This machine: ", rehearsal_.target);
     if (style_.detail == Detail::kSummary) return;
     write_troubles();
     write_changes();
@@ -109,23 +84,12 @@ class TextReport {
   }
 
   // The worst first, and those of one file together.
-  void write_findings() {
-    heading("Findings: " + count_findings(outline_));
-    size_t left = style_.detail == Detail::kSummary ? kNamed : rehearsal_.findings.size();
-    for (size_t i = 0; i < std::size(kSeverityNames); ++i) {
-      ByFile lines;
-      for (Finding const& finding : rehearsal_.findings) {
-        if (static_cast<size_t>(finding.severity) != i || left == 0) continue;
-        --left;
-        std::string const place = place_of(finding);
-        lines.add(finding.file, std::string(kSeverityNames[i]) + ": " +
-                                    (place.empty() ? "" : place + ": ") + finding.text + "; " +
-                                    finding.advice);
-      }
-      grouped(lines);
-    }
-    if (style_.detail == Detail::kSummary && rehearsal_.findings.size() > kNamed) {
-      put(kNoColour, "  and " + std::to_string(rehearsal_.findings.size() - kNamed) + " more");
+  void write_findings(char const* title, std::vector<Finding> const& findings) {
+    heading(title + count_findings(findings));
+    size_t const limit = style_.detail == Detail::kSummary ? kNamed : findings.size();
+    for (ByFile const& lines : by_severity(findings, limit)) grouped(lines);
+    if (limit < findings.size()) {
+      put(kNoColour, "  and " + std::to_string(findings.size() - limit) + " more");
     }
   }
 

@@ -4,7 +4,8 @@
 // The program starts itself again in a sandbox. There it copies the store, examines the package and
 // runs the tool itself with a real registry server. The home is only read, and whatever ends the
 // rehearsal, nothing of it remains but the plan that it was asked to keep. Exit status: the tool's;
-// 1 when it could not be run, 2 for a wrong command line.
+// 1 when it could not be run, 2 for a wrong command line. With --check there is no run: 0, 1, 2, or
+// 3 when losses were found and 4 when errors were.
 
 #include "held_plan.h"
 #include "kept_file.h"
@@ -25,6 +26,8 @@
 #include <algorithm>
 #include <exception>
 #include <filesystem>
+#include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -43,13 +46,14 @@ std::string full_path(std::string const& name) {
 zeva::Visible visible_of(std::string const& config, std::string const& package,
                          std::string const& given) {
   zeva::Visible visible;
-  std::error_code failure;
-  for (auto const& [path, seen_at] : zeva::Visible{
-           {config, config},
-           {config + "/factory.xml", std::string(zeva::kScratchHome) + "/config/factory.xml"},
-           {package, given}}) {
-    if (fs::exists(path, failure)) visible.emplace_back(path, seen_at);
+  if (!config.empty()) {
+    visible.emplace_back(config, config);
+    visible.emplace_back(config + "/factory.xml",
+                         std::string(zeva::kScratchHome) + "/config/factory.xml");
   }
+  visible.emplace_back(package, given);
+  std::error_code failure;
+  std::erase_if(visible, [&](auto const& path) { return !fs::exists(path.first, failure); });
   return visible;
 }
 
@@ -62,19 +66,20 @@ bool is_of_report(int status) {
          });
 }
 
-// `line` is the command line; the sandbox gets it again.
-int start(std::string const& home, std::string const& package, zeva::KeptFile const& plan,
-          std::vector<std::string> line) {
+// `line` is the command line; the sandbox gets it again. Without a home, only the package is looked
+// at.
+int start(std::optional<std::string> const& home, std::string const& package,
+          zeva::KeptFile const& plan, std::vector<std::string> line) {
   std::error_code failure;
   std::string const installation = fs::path(zeva::own_folder().value_or("")).parent_path();
   if (!fs::exists(installation + "/bin/migration/zeva-migrate", failure)) {
     return zeva::complain(installation, "holds no bin/migration/zeva-migrate to rehearse with");
   }
   // An empty home counts: its paths begin at the root.
-  if (!fs::is_directory(home + "/", failure)) {
-    return zeva::complain(home, "is no folder to take a store from");
+  if (home && !fs::is_directory(*home + "/", failure)) {
+    return zeva::complain(*home, "is no folder to take a store from");
   }
-  std::string const config = full_path(home + "/config");
+  std::string const config = home ? full_path(*home + "/config") : "";
   // A folder above the sandbox's own one would cover it.
   bool const covers =
       (std::string(zeva::kScratchFolder) + "/").starts_with((fs::path(package) / "").native());
@@ -82,8 +87,11 @@ int start(std::string const& home, std::string const& package, zeva::KeptFile co
   // well when the package's path holds that name.
   bool const renamed = covers || package.find(zeva::kRegServerProcess) != std::string::npos;
   std::string const given = renamed ? zeva::kRenamedPackage : package;
-  line.insert(line.begin(),
-              {full_path(home), config, package, given, std::to_string(plan.descriptor())});
+  std::vector<std::string> const target =
+      home ? zeva::texts_of(zeva::look_at_target(*home)) : std::vector<std::string>();
+  line.insert(line.begin(), target.begin(), target.end());
+  line.insert(line.begin(), {home ? full_path(*home) : "", config, package, given,
+                             std::to_string(plan.descriptor()), std::to_string(target.size())});
   int const status = zeva::run_in_sandbox(installation, visible_of(config, package, given), line);
   if (status < 0) {
     return zeva::complain("bwrap cannot be run",
@@ -95,8 +103,8 @@ int start(std::string const& home, std::string const& package, zeva::KeptFile co
   return status;
 }
 
-int start_and_keep(std::string const& home, std::string const& package, std::string const& plan,
-                   std::vector<std::string> const& line) {
+int start_and_keep(std::optional<std::string> const& home, std::string const& package,
+                   std::string const& plan, std::vector<std::string> const& line) {
   zeva::KeptFile file;
   if (!plan.empty()) {
     if (int const error = file.make(plan)) return zeva::complain(plan, strerror(error));
@@ -137,6 +145,12 @@ class CommandLine {
   // The home to look at for a plan; empty for the plan's own.
   [[nodiscard]] std::string home_instead() const { return app_.count("--from") > 0 ? home : ""; }
 
+  // The home to begin with; none where a package is to be looked at alone.
+  [[nodiscard]] std::optional<std::string> home_to_start() const {
+    bool const alone = options.check && app_.count("--from") == 0;
+    return alone ? std::nullopt : std::optional(home);
+  }
+
   std::string home = zeva::product_home();
   std::string package;
   std::string plan;
@@ -148,6 +162,10 @@ class CommandLine {
   void add_output_options() {
     using Detail = zeva::TextStyle::Detail;
     auto* json = app_.add_flag("--json", options.json, "print one JSON object");
+    auto* check = app_.add_flag("--check", options.check,
+                                "do not run: what is found in the package, and with\n"
+                                "--from in that home and on this machine; exit with\n"
+                                "0 for nothing but notes, 3 for losses, 4 for errors");
     auto* summary = app_.add_flag_callback(
         "--summary", [&] { options.detail = Detail::kSummary; }, "leave out changes and log");
     auto* names = app_.add_flag_callback(
@@ -170,10 +188,11 @@ class CommandLine {
         ->transform(normal_path)
         ->allow_extra_args(false)
         ->option_text("PREFIX");
-    app_.add_flag("--exit-code", options.exit_code,
-                  "after a run that came to its end, exit with\n"
-                  "0 when nothing would change, 3 for changes,\n"
-                  "4 when something of the package is left out");
+    auto* exit_code = app_.add_flag("--exit-code", options.exit_code,
+                                    "after a run that came to its end, exit with\n"
+                                    "0 when nothing would change, 3 for changes,\n"
+                                    "4 when something of the package is left out");
+    check->excludes(summary, names, exit_code)->option_text(" ");
   }
 
   void add_plan_options() {
@@ -183,8 +202,9 @@ class CommandLine {
                                   "the store still those of this plan?");
     auto* verify = app_.add_option("--verify", plan_to_verify,
                                    "do not run: has the store become what this plan says?");
-    valid->excludes(save, verify);
-    verify->excludes(save);
+    valid->excludes(save, verify, app_.get_option("--check"));
+    verify->excludes(save, app_.get_option("--check"));
+    save->excludes(app_.get_option("--check"));
     for (CLI::Option* const option : {save, valid, verify}) option->option_text("FILE");
   }
 
@@ -201,19 +221,24 @@ class CommandLine {
 
 // In the sandbox: what start() has put before the command line, and that.
 int rehearse(std::vector<std::string> arguments) {
-  constexpr size_t kBefore = 5;
-  if (arguments.size() <= kBefore) return zeva::kFailed;
+  constexpr size_t kOwn = 6;
+  size_t const texts = arguments.size() > kOwn ? strtoul(arguments[5].c_str(), nullptr, 10) : 0;
+  size_t const before = kOwn + texts;
+  if (arguments.size() <= before) return zeva::kFailed;
   std::vector<char*> pointers;
   for (std::string& argument : arguments) pointers.push_back(argument.data());
   CommandLine line;
   if (auto const status =
-          line.parse(static_cast<int>(pointers.size() - kBefore), pointers.data() + kBefore)) {
+          line.parse(static_cast<int>(pointers.size() - before), pointers.data() + before)) {
     return *status;
   }
   zeva::prefer_own_commands();
-  return zeva::rehearse(
-      {arguments[0], arguments[1], arguments[2], arguments[3], atoi(arguments[4].c_str())},
-      line.options);
+  zeva::RehearsalSubject subject{
+      arguments[0], arguments[1], arguments[2], arguments[3], atoi(arguments[4].c_str()),
+      std::nullopt};
+  if (texts > 0) subject.target = zeva::target_of(std::span(arguments).subspan(kOwn, texts));
+  return line.options.check ? zeva::check(subject, line.options)
+                            : zeva::rehearse(subject, line.options);
 }
 
 }  // namespace
@@ -228,7 +253,8 @@ int main(int argc, char** argv) try {
   if (!line.plan_to_verify.empty()) {
     return zeva::verify_plan(line.plan_to_verify, line.home_instead());
   }
-  return start_and_keep(line.home, full_path(line.package), line.plan, {argv, argv + argc});
+  return start_and_keep(line.home_to_start(), full_path(line.package), line.plan,
+                        {argv, argv + argc});
 } catch (std::exception const& error) {
   return zeva::complain_of(error);
 }
