@@ -31,7 +31,7 @@ TEST(Plan, IsReadAsItWasWritten) {
   std::string const bytes = zeva::write_plan(sample(), "{\"left_out\":1}\n");
   work.write("plan", bytes);
   zeva::Plan plan;
-  ASSERT_EQ(read_plan(work / "plan", plan), "");
+  ASSERT_EQ(read_plan(work / "plan", plan), std::nullopt);
   EXPECT_EQ(plan.package, "/p\xFF");
   EXPECT_EQ(plan.salt, std::string("\0salt", 5));
   EXPECT_EQ(plan.masked, std::vector<std::string>{"a\\b"});

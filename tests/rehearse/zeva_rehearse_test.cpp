@@ -255,6 +255,7 @@ TEST_F(Rehearse, LooksAtTheMachine) {
     EXPECT_EQ(done.exit_status, wanted.empty() ? 0 : 4)
         << machine.setup << done.output << done.error;
     EXPECT_THAT(done.output, HasSubstr(wanted));
+    expect_valid(done.output);
   }
 }
 
@@ -269,6 +270,7 @@ TEST_F(Rehearse, ANewHome) {
   EXPECT_THAT(done.output, HasSubstr(R"("before":{"name":"MaxDecompressCount","type":"dword",)"
                                      R"("value":12345})"));
   EXPECT_THAT(done.output, HasSubstr(R"("kind":"package-name")"));
+  expect_valid(done.output);
   package_ = work_ / "regserver.gone";
   EXPECT_THAT(rehearse(" --json").output, HasSubstr("package " + package_ + " don't exists"));
 }
@@ -306,7 +308,7 @@ TEST_F(Rehearse, APlanIsHeldAgainstWhatIsThere) {
   EXPECT_EQ(work_.sh(held + "--verify other").exit_status, 1);
 
   zeva::Plan plan;
-  ASSERT_EQ(zeva::read_plan(work_ / "plan", plan), "");
+  ASSERT_EQ(zeva::read_plan(work_ / "plan", plan), std::nullopt);
   plan.after = zeva::load_store(home_.config("")).root;
   plan.after_sha256 = zeva::store_digest(*plan.after);
   zeva::Secrets().mask(*plan.after, plan.salt);

@@ -34,13 +34,15 @@ uint64_t room_in(std::string const& folder) {
   return uint64_t{disk.f_bavail} * disk.f_frsize;
 }
 
-std::string run(Command const& command) {
+// What follows says what went wrong, or nothing.
+
+std::optional<std::string> run(Command const& command) {
   CommandResult const done = run_command(command);
-  return done.succeeded() ? "" : done.explanation();
+  return done.succeeded() ? std::nullopt : std::optional(done.explanation());
 }
 
 // Unpacks the archive into nothing: what is in it may be a thousand times its size.
-std::string measure(std::string const& archive, uint64_t room, GoOn const& go_on) {
+std::optional<std::string> measure(std::string const& archive, uint64_t room, GoOn const& go_on) {
   Archive const file(gzopen(archive.c_str(), "rbe"));
   if (!file) return std::string("the deciphered package cannot be read: ") + strerror(errno);
   constexpr unsigned kPiece = 256 * 1024;
@@ -58,39 +60,38 @@ std::string measure(std::string const& archive, uint64_t room, GoOn const& go_on
   }
   int error = Z_OK;
   gzerror(file.get(), &error);
-  if (error == Z_OK) return "";
+  if (error == Z_OK) return std::nullopt;
   return error == Z_BUF_ERROR ? "is damaged: it ends too early" : "is damaged";
 }
 
-std::string open_copy(std::string const& package, std::string const& copy, std::string const& key,
-                      std::string const& folder, GoOn const& go_on) {
+std::optional<std::string> open_copy(std::string const& package, std::string const& copy,
+                                     std::string const& key, std::string const& folder,
+                                     GoOn const& go_on) {
   struct stat info;
   if (stat(package.c_str(), &info) != 0) return std::string("cannot be read: ") + strerror(errno);
   if (!S_ISREG(info.st_mode)) return "is not a file";
   auto const tick = [&](std::string const&) { go_on(); };
-  std::string why = run({{"cp", "--", package, copy}, "", tick});
-  if (!why.empty()) return why;
+  if (auto why = run({{"cp", "--", package, copy}, "", tick})) return why;
   int const error = write_new_file(key, std::string(kPackageKey.begin(), kPackageKey.end()));
   if (error != 0) return std::string("the package key cannot be written: ") + strerror(error);
-  why = run({{"rc4", "-dec", "-in", copy, "-key", key}, "", tick});
-  if (why.empty()) why = measure(copy, room_in(folder), go_on);
-  if (!why.empty()) return why;
+  if (auto why = run({{"rc4", "-dec", "-in", copy, "-key", key}, "", tick})) return why;
+  if (auto why = measure(copy, room_in(folder), go_on)) return why;
   unsetenv("TAR_OPTIONS");  // which the migration does not go by either
-  why = run({{"tar", "--extract", "--gzip", "--file=" + copy, "--force-local", "--no-same-owner",
-              "--no-same-permissions", "--directory=" + folder},
-             "",
-             tick});
-  return why.empty() || signal_received() != 0 ? why : "cannot be unpacked: " + why;
+  auto why = run({{"tar", "--extract", "--gzip", "--file=" + copy, "--force-local",
+                   "--no-same-owner", "--no-same-permissions", "--directory=" + folder},
+                  "",
+                  tick});
+  return why && signal_received() == 0 ? "cannot be unpacked: " + *why : why;
 }
 
 }  // namespace
 
-std::string unpack(std::string const& package, std::string const& work, std::string const& folder,
-                   std::function<void()> const& go_on) {
+std::optional<std::string> unpack(std::string const& package, std::string const& work,
+                                  std::string const& folder, std::function<void()> const& go_on) {
   if (mkdir(folder.c_str(), 0700) != 0) return folder + " cannot be made: " + strerror(errno);
   std::string const copy = work + "/archive";
   std::string const key = work + "/key";
-  std::string const why = open_copy(package, copy, key, folder, go_on);
+  auto const why = open_copy(package, copy, key, folder, go_on);
   unlink(copy.c_str());
   unlink(key.c_str());
   return why;

@@ -4,6 +4,7 @@
 #include <stdint.h>
 
 #include <functional>
+#include <optional>
 #include <string>
 
 namespace zeva {
@@ -17,8 +18,9 @@ inline constexpr uint64_t kLargestExport = uint64_t{16} << 30;
 // be no more than kLargestExport, and fit on the disk.
 //
 // `go_on` is called now and then, about every second. Returns why the package cannot be unpacked,
-// empty when it was; until then the folder may hold a part of it.
-[[nodiscard]] std::string unpack(std::string const& package, std::string const& work,
-                                 std::string const& folder, std::function<void()> const& go_on);
+// nothing when it was; until then the folder may hold a part of it.
+[[nodiscard]] std::optional<std::string> unpack(std::string const& package, std::string const& work,
+                                                std::string const& folder,
+                                                std::function<void()> const& go_on);
 
 }  // namespace zeva

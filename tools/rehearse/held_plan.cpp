@@ -71,7 +71,7 @@ int flushed(int status) {
 
 int check_plan(std::string const& file, std::string const& package, std::string const& home) {
   Plan plan;
-  if (std::string const why = read_plan(file, plan); !why.empty()) return complain(file, why);
+  if (auto const why = read_plan(file, plan)) return complain(file, *why);
   int const package_status = check_package(plan, package);
   int const store_status =
       StoreCheck(plan, home)
@@ -83,7 +83,7 @@ int check_plan(std::string const& file, std::string const& package, std::string 
 
 int verify_plan(std::string const& file, std::string const& home) {
   Plan plan;
-  if (std::string const why = read_plan(file, plan); !why.empty()) return complain(file, why);
+  if (auto const why = read_plan(file, plan)) return complain(file, *why);
   return flushed(StoreCheck(plan, home)
                      .run(plan.after_sha256, *plan.after, "The store is what was planned.",
                           "The store is not what was planned:"));

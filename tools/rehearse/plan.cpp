@@ -142,7 +142,7 @@ std::string write_plan(Plan const& plan, std::string const& report) {
   return bytes;
 }
 
-std::string read_plan(std::string const& path, Plan& plan) {
+std::optional<std::string> read_plan(std::string const& path, Plan& plan) {
   std::string bytes;
   if (int const error = read_file(path, bytes)) return strerror(error);
   PlanReader reader(bytes);
@@ -166,7 +166,8 @@ std::string read_plan(std::string const& path, Plan& plan) {
   (void)reader.line();  // the report, for people and programs
   plan.before = reader.store(before);
   plan.after = reader.store(after);
-  return reader.is_good() && has_salt && reader.at_end() ? "" : kDamaged;
+  if (!reader.is_good() || !has_salt || !reader.at_end()) return kDamaged;
+  return std::nullopt;
 }
 
 }  // namespace zeva

@@ -12,6 +12,7 @@
 #include "tree.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -33,7 +34,7 @@ struct Plan {
 // The bytes of the file. `report` is what was printed for programs.
 [[nodiscard]] std::string write_plan(Plan const& plan, std::string const& report);
 
-// Reads a plan; what is wrong with it, empty if nothing is.
-[[nodiscard]] std::string read_plan(std::string const& path, Plan& plan);
+// Reads a plan; what is wrong with it, nothing if nothing is.
+[[nodiscard]] std::optional<std::string> read_plan(std::string const& path, Plan& plan);
 
 }  // namespace zeva

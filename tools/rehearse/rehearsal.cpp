@@ -99,7 +99,7 @@ void examine(RehearsalSubject const& subject, std::string const& package, Key co
   std::string const folder = scratch("export");
   LongWait wait("the examination of the package");
   auto const go_on = [&] { wait.show(); };
-  rehearsal.not_examined = unpack(package, kScratchFolder, folder, go_on);
+  rehearsal.not_examined = unpack(package, kScratchFolder, folder, go_on).value_or("");
   rehearsal.target = look_at_machine(subject, folder, package);
   if (!rehearsal.not_examined.empty()) return;
   learn_export(folder, secrets);
@@ -174,10 +174,11 @@ void mask_secrets(Secrets& secrets, std::string const& salt, Rehearsal& rehearsa
   for (std::string& note : rehearsal.notes) note = secrets.hide(note);
 }
 
-// Writes what --valid and --verify ask for; what went wrong, empty if nothing did. Takes the stores
-// and the log out of the rehearsal, which is told by then.
-std::string keep_plan(RehearsalSubject const& subject, RehearsalOptions const& options,
-                      std::string const& salt, Rehearsal& rehearsal) {
+// Writes what --valid and --verify ask for; what went wrong, nothing if nothing did. Takes the
+// stores and the log out of the rehearsal, which is told by then.
+std::optional<std::string> keep_plan(RehearsalSubject const& subject,
+                                     RehearsalOptions const& options, std::string const& salt,
+                                     Rehearsal& rehearsal) {
   if (!rehearsal.before || !rehearsal.after) return "there are no two stores to compare";
   rehearsal.log.clear();
   std::ostringstream report;
@@ -194,7 +195,7 @@ std::string keep_plan(RehearsalSubject const& subject, RehearsalOptions const& o
                   std::move(rehearsal.before),
                   std::move(rehearsal.after)};
   int const error = write_all(subject.plan, write_plan(plan, report.str()));
-  return error == 0 ? "" : strerror(error);
+  return error == 0 ? std::nullopt : std::optional<std::string>(strerror(error));
 }
 
 int exit_status(int status, Rehearsal const& rehearsal, RehearsalOptions const& options) {
@@ -251,8 +252,8 @@ int rehearse(RehearsalSubject const& subject, RehearsalOptions const& options) {
   if (!std::cout.flush()) return complain("standard output", "cannot be written");
   int const status = exit_status(done.exit_status, rehearsal, options);
   if (subject.plan < 0) return status;
-  std::string const failure = keep_plan(subject, options, salt, rehearsal);
-  return failure.empty() ? status : complain("the plan cannot be kept", failure);
+  auto const failure = keep_plan(subject, options, salt, rehearsal);
+  return failure ? complain("the plan cannot be kept", *failure) : status;
 }
 
 int check(RehearsalSubject const& subject, RehearsalOptions const& options) {
@@ -272,8 +273,9 @@ int check(RehearsalSubject const& subject, RehearsalOptions const& options) {
   LongWait wait("the examination of the package");
   auto const go_on = [&] { wait.show(); };
   if (!is_folder) {
-    std::string const failure = unpack(subject.given, kScratchFolder, folder, go_on);
-    if (!failure.empty()) return complain(subject.package, real.in(failure));
+    if (auto const failure = unpack(subject.given, kScratchFolder, folder, go_on)) {
+      return complain(subject.package, real.in(*failure));
+    }
   }
   learn_export(folder, secrets);
   Findings findings = look_at_export(subject, folder, !is_folder, before.root.get(), go_on);

@@ -16,6 +16,10 @@ std::string reason(std::string const& path, int error) {
   return path + ": " + (error == EAGAIN ? "it changes while it is read" : strerror(error));
 }
 
+std::optional<std::string> reason_if(std::string const& path, int error) {
+  return error == 0 ? std::nullopt : std::optional(reason(path, error));
+}
+
 // Gives a new file what another one had, as "cp -p" does, but no set-id bits.
 int dress(std::string const& path, struct stat const& as) {
   Descriptor const file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
@@ -39,7 +43,7 @@ std::string moment() {
 
 }  // namespace
 
-std::string read_files(std::string const& folder, StoreFiles& files) {
+std::optional<std::string> read_files(std::string const& folder, StoreFiles& files) {
   int const error = read_store(folder, files.bytes);
   for (size_t i = 0; i < std::size(kStoreFiles); ++i) {
     std::string const path = folder + kStoreFiles[i];
@@ -47,10 +51,10 @@ std::string read_files(std::string const& folder, StoreFiles& files) {
     if (is_there && !S_ISREG(files.about[i].st_mode)) return path + ": it is not a regular file";
     if (error == 0 && is_there != files.bytes[i].has_value()) return reason(path, EAGAIN);
   }
-  return error == 0 ? "" : reason(folder, error);
+  return reason_if(folder, error);
 }
 
-std::string write_files(std::string const& folder, StoreFiles const& files) {
+std::optional<std::string> write_files(std::string const& folder, StoreFiles const& files) {
   for (size_t i = 0; i < std::size(kStoreFiles); ++i) {
     if (!files.bytes[i]) continue;
     std::string const path = folder + kStoreFiles[i];
@@ -59,15 +63,14 @@ std::string write_files(std::string const& folder, StoreFiles const& files) {
     if (error != 0) return reason(path, error);
   }
   int const error = sync_folder(folder);
-  return error == 0 ? "" : reason(folder, error);
+  return reason_if(folder, error);
 }
 
-std::string keep_files(StoreFiles const& files, std::string const& config, std::string const& work,
-                       std::string& kept) {
+std::optional<std::string> keep_files(StoreFiles const& files, std::string const& config,
+                                      std::string const& work, std::string& kept) {
   std::string const made = work + "/kept";
   if (mkdir(made.c_str(), 0700) != 0) return reason(made, errno);
-  std::string why = write_files(made, files);
-  if (!why.empty()) return why;
+  if (auto why = write_files(made, files)) return why;
   std::string const name = config + "/before-restore-" + moment();
   kept = name;
   for (int number = 2;
@@ -76,11 +79,11 @@ std::string keep_files(StoreFiles const& files, std::string const& config, std::
     kept = name + "-" + std::to_string(number);
   }
   int const error = sync_folder(config);
-  return error == 0 ? "" : reason(config, error);
+  return reason_if(config, error);
 }
 
-std::string put_in_place(std::string const& made, std::string const& config,
-                         std::string const& whole, bool& begun) {
+std::optional<std::string> put_in_place(std::string const& made, std::string const& config,
+                                        std::string const& whole, bool& begun) {
   struct Move {
     std::string from;
     char const* to;
@@ -97,7 +100,7 @@ std::string put_in_place(std::string const& made, std::string const& config,
     if (error == 0) error = sync_folder(config);
     if (error != 0) return reason(config + move.to, error);
   }
-  return "";
+  return std::nullopt;
 }
 
 }  // namespace zeva

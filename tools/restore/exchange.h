@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 
 #include <array>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,24 +19,27 @@ struct StoreFiles {
   std::array<struct stat, 3> about = {};
 };
 
-// Reads the files in a folder. Returns why they cannot be read, empty when they were.
-[[nodiscard]] std::string read_files(std::string const& folder, StoreFiles& files);
+// Reads the files in a folder. Returns why they cannot be read, nothing when they were.
+[[nodiscard]] std::optional<std::string> read_files(std::string const& folder, StoreFiles& files);
 
 // Writes the files into a folder, with their owners, modes and times; they are on the disk when it
 // returns. Returns why they cannot be written.
-[[nodiscard]] std::string write_files(std::string const& folder, StoreFiles const& files);
+[[nodiscard]] std::optional<std::string> write_files(std::string const& folder,
+                                                     StoreFiles const& files);
 
 // Keeps the files under a new name in the folder `config`, that says when. They are made in `work`,
 // a private folder below it. Returns why they cannot be kept.
-[[nodiscard]] std::string keep_files(StoreFiles const& files, std::string const& config,
-                                     std::string const& work, std::string& kept);
+[[nodiscard]] std::optional<std::string> keep_files(StoreFiles const& files,
+                                                    std::string const& config,
+                                                    std::string const& work, std::string& kept);
 
 // Puts the files of the folder `made` in place of those in `config`, one after the other. `whole`,
 // if it is not empty, is a snapshot there that holds by itself what the files hold together, and
 // whose generation is above that of any file on either side: between the other files, which belong
 // together, it stands in for the snapshot. Returns why it ended early; `begun` says whether
 // anything has been replaced.
-[[nodiscard]] std::string put_in_place(std::string const& made, std::string const& config,
-                                       std::string const& whole, bool& begun);
+[[nodiscard]] std::optional<std::string> put_in_place(std::string const& made,
+                                                      std::string const& config,
+                                                      std::string const& whole, bool& begun);
 
 }  // namespace zeva

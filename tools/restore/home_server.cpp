@@ -28,18 +28,19 @@ bool HomeServer::runs() const {
   return _find_process(kRegServerProcess) && call("status") != kDoesNotRun;
 }
 
-std::string HomeServer::start() const {
-  return call("start") == 0 ? "" : script_ + " start says why";
+std::optional<std::string> HomeServer::start() const {
+  if (call("start") == 0) return std::nullopt;
+  return script_ + " start says why";
 }
 
-std::string HomeServer::stop() const {
+std::optional<std::string> HomeServer::stop() const {
   // What the script says counts for less than whether the server goes.
   if (call("stop") == kNoScript) return script_ + " cannot be run";
   for (int round = 0; runs(); ++round) {
     if (round == kRounds) return "it does not go; " + script_ + " stop says why";
     usleep(kRound);
   }
-  return "";
+  return std::nullopt;
 }
 
 }  // namespace zeva

@@ -1,6 +1,7 @@
 // The registry server of one home, as far as its service script gives it into our hands.
 #pragma once
 
+#include <optional>
 #include <string>
 
 namespace zeva {
@@ -14,9 +15,9 @@ class HomeServer {
   // server counts as it.
   [[nodiscard]] bool runs() const;
 
-  // Why it did not start, or does not go; empty when it did.
-  [[nodiscard]] std::string start() const;
-  [[nodiscard]] std::string stop() const;
+  // Why it did not start, or does not go; nothing when it did.
+  [[nodiscard]] std::optional<std::string> start() const;
+  [[nodiscard]] std::optional<std::string> stop() const;
 
  private:
   [[nodiscard]] int call(std::string const& action) const;

@@ -68,9 +68,9 @@ class RunLock {
   RunLock(RunLock const&) = delete;
   RunLock& operator=(RunLock const&) = delete;
 
-  // Why it could not be taken; empty when it was.
-  [[nodiscard]] std::string error() const {
-    if (is_taken_) return "";
+  // Why it could not be taken; nothing when it was.
+  [[nodiscard]] std::optional<std::string> error() const {
+    if (is_taken_) return std::nullopt;
     return holder_ != 0
                ? "a migration is running, process " + std::to_string(holder_)
                : "another user's migration, or a command of an ended one, is still running";
@@ -110,36 +110,40 @@ std::string replaced(std::string text, std::string const& from, std::string cons
   return text;
 }
 
-std::string read_backup(Places const& places, StoreFiles const& present, StoreFiles& backup) {
+// Why there is no backup to put back; nothing when there is.
+std::optional<std::string> read_backup(Places const& places, StoreFiles const& present,
+                                       StoreFiles& backup) {
   struct stat info;
   if (lstat(places.backup.c_str(), &info) != 0) {
     return errno == ENOENT ? "there is no backup; no migration has come as far as making one"
                            : places.backup + ": " + strerror(errno);
   }
   if (!S_ISDIR(info.st_mode)) return places.backup + ": it is not a folder";
-  if (std::string why = read_files(places.backup, backup); !why.empty()) return why;
+  if (auto why = read_files(places.backup, backup)) return why;
   for (size_t i = 0; i < std::size(kStoreFiles); ++i) {
     if (!present.bytes[i] || backup.bytes[i]) continue;
     return "the backup is not whole: " + places.backup + kStoreFiles[i] + " is missing";
   }
   bool const is_empty = std::ranges::none_of(backup.bytes, [](auto const& file) { return !!file; });
-  return is_empty ? "there is no backup: " + places.backup + " is empty" : "";
+  if (is_empty) return "there is no backup: " + places.backup + " is empty";
+  return std::nullopt;
 }
 
-// What is wrong with a backup of the bundled server's, which lies in `copy`.
-std::string judge(StoreSet& backup, std::string const& copy, Places const& places) {
+// What is wrong with a backup of the bundled server's, which lies in `copy`; nothing if nothing is.
+std::optional<std::string> judge(StoreSet& backup, std::string const& copy, Places const& places) {
   backup.store = load_store(copy);
-  std::string why = backup.store.failure;
-  if (backup.store.root && !backup.is_sound()) why = backup.store.notes.front();
-  if (!why.empty()) {
-    return "the backup is damaged: " + replaced(std::move(why), copy, places.backup);
+  if (!backup.is_sound()) {
+    std::string const& why = backup.store.root ? backup.store.notes.front() : backup.store.failure;
+    return "the backup is damaged: " + replaced(why, copy, places.backup);
   }
   // A migration that was cut short while it copied has left its snapshot beside an older log. The
   // server of a running migration has written both at its start.
   uint64_t of_log = 0;
-  bool const belongs = backup.files.bytes[1] && read_log_header(*backup.files.bytes[1], of_log) &&
-                       of_log == backup.store.generation;
-  return belongs ? "" : "the backup is of two migrations: its log does not continue its snapshot";
+  if (!backup.files.bytes[1] || !read_log_header(*backup.files.bytes[1], of_log) ||
+      of_log != backup.store.generation) {
+    return "the backup is of two migrations: its log does not continue its snapshot";
+  }
+  return std::nullopt;
 }
 
 void put(std::string const& line) {
@@ -185,10 +189,11 @@ void show_files(Places const& places, StoreFiles const& present, StoreFiles cons
   }
 }
 
-// Why it could not be shown; empty when it was. `copy` is where the backup has been copied to. The
-// present store is masked afterwards; of the backup a second one is, as the first will be written.
-std::string show(Places const& places, StoreSet& present, StoreSet const& backup,
-                 std::string const& copy) {
+// Why it could not be shown; nothing when it was. `copy` is where the backup has been copied to.
+// The present store is masked afterwards; of the backup a second one is, as the first will be
+// written.
+std::optional<std::string> show(Places const& places, StoreSet& present, StoreSet const& backup,
+                                std::string const& copy) {
   timespec newest = {};
   for (auto const& about : backup.files.about) {
     if (about.st_ctim.tv_sec > newest.tv_sec) newest = about.st_ctim;
@@ -207,7 +212,8 @@ std::string show(Places const& places, StoreSet& present, StoreSet const& backup
       return "the system has no random bytes to mask secrets with";
     }
   }
-  return std::cout.flush() ? "" : "standard output cannot be written";
+  if (!std::cout.flush()) return "standard output cannot be written";
+  return std::nullopt;
 }
 
 // Not by its bytes alone: a server's start writes the same store into new files.
@@ -234,8 +240,9 @@ bool is_confirmed() {
 }
 
 // A snapshot that holds all of the backup by itself, above every log that it may stand beside.
-std::string make_whole(StoreSet const& backup, StoreFiles const& present,
-                       std::string const& folder) {
+// Why it cannot be written; nothing when it was.
+std::optional<std::string> make_whole(StoreSet const& backup, StoreFiles const& present,
+                                      std::string const& folder) {
   uint64_t highest = backup.store.generation;
   uint64_t generation = 0;
   if (present.bytes[1] && read_log_header(*present.bytes[1], generation)) {
@@ -248,10 +255,32 @@ std::string make_whole(StoreSet const& backup, StoreFiles const& present,
   return write_files(folder, whole);
 }
 
-// The server is gone, and comes back only after this. `stands` says what does after a failure.
-std::string exchange(Places const& places, StoreSet const& backup, PrivateFolder const& work,
-                     std::string const& copy, std::string& kept, std::string& stands) {
-  stands = "nothing was changed";
+// What stands in the store's place.
+enum class Stands { kFormer, kMixed, kBackup };
+
+struct Exchanged {
+  Stands now = Stands::kFormer;
+  std::string kept;  // where the former files are
+};
+
+// What to tell of an exchange that failed.
+std::string describe(Exchanged const& exchanged) {
+  std::string const kept = "; the former files are in " + exchanged.kept;
+  switch (exchanged.now) {
+    case Stands::kMixed:
+      return "some files are the backup's: run this again before a server" + kept;
+    case Stands::kBackup:
+      return "the store is the backup's, though not all of its files are" + kept;
+    case Stands::kFormer:
+      break;
+  }
+  return "nothing was changed";
+}
+
+// The server is gone, and comes back only after this. Why it ended early; nothing when it did not.
+std::optional<std::string> exchange(Places const& places, StoreSet const& backup,
+                                    PrivateFolder const& work, std::string const& copy,
+                                    Exchanged& done) {
   // A bundled server that somebody starts now would refuse to: it could read half of this.
   Descriptor const folder(open(places.config.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!folder || flock(folder.get(), LOCK_EX | LOCK_NB) != 0) {
@@ -259,29 +288,23 @@ std::string exchange(Places const& places, StoreSet const& backup, PrivateFolder
                                 : places.config + ": " + strerror(errno);
   }
   StoreFiles present;
-  std::string why = read_files(places.config, present);
+  if (auto why = read_files(places.config, present)) return why;
   std::string whole;
-  if (why.empty() && backup.store.root) {
-    whole = work / "whole";
-    why = make_whole(backup, present, whole);
-    whole += kSnapshotFile;
+  if (backup.store.root) {
+    if (auto why = make_whole(backup, present, work / "whole")) return why;
+    whole = work / "whole" + kSnapshotFile;
   }
-  if (why.empty()) why = keep_files(present, places.config, work.path(), kept);
-  if (!why.empty()) return why;
+  if (auto why = keep_files(present, places.config, work.path(), done.kept)) return why;
 
   bool begun = false;
-  why = put_in_place(copy, places.config, whole, begun);
-  if (begun && !whole.empty())
-    stands = "the store is the backup's, though not all of its files are";
-  if (begun && whole.empty())
-    stands = "some files are the backup's: run this again before a server";
-  if (begun) stands += "; the former files are in " + kept;
-  if (!why.empty()) return why;
+  auto const ended_early = put_in_place(copy, places.config, whole, begun);
+  if (begun) done.now = whole.empty() ? Stands::kMixed : Stands::kBackup;
+  if (ended_early) return ended_early;
 
   StoreFiles now;
-  why = read_files(places.config, now);
-  if (why.empty() && now.bytes != backup.files.bytes) why = "something else was written meanwhile";
-  return why;
+  if (auto why = read_files(places.config, now)) return why;
+  if (now.bytes != backup.files.bytes) return "something else was written meanwhile";
+  return std::nullopt;
 }
 
 // With a server that ran at the end if it did at the beginning, and the store can be trusted.
@@ -293,19 +316,18 @@ int restore(Places const& places, StoreSet const& backup, PrivateFolder const& w
     complain("nothing was changed", "interrupted");
     return 128 + ended_by;
   }
-  if (std::string const why = ran ? server.stop() : ""; !why.empty()) {
-    return complain("nothing was changed, as the registry server cannot be stopped", why);
+  if (auto const why = ran ? server.stop() : std::nullopt) {
+    return complain("nothing was changed, as the registry server cannot be stopped", *why);
   }
-  std::string kept;
-  std::string stands;
-  std::string const why = exchange(places, backup, work, copy, kept, stands);
-  if (!why.empty()) complain(stands, why);
-  bool const may_start = why.empty() || !stands.starts_with("some files");
-  std::string const not_started = ran && may_start ? server.start() : "";
-  if (!not_started.empty()) complain("the registry server cannot be started", not_started);
-  if (!why.empty()) return kFailed;
-  put("The backup has been put back. What stood there before is in " + printable(kept));
-  return not_started.empty() ? 0 : kFailed;
+  Exchanged done;
+  auto const failure = exchange(places, backup, work, copy, done);
+  if (failure) complain(describe(done), *failure);
+  bool const may_start = !failure || done.now != Stands::kMixed;
+  auto const not_started = ran && may_start ? server.start() : std::nullopt;
+  if (not_started) complain("the registry server cannot be started", *not_started);
+  if (failure) return kFailed;
+  put("The backup has been put back. What stood there before is in " + printable(done.kept));
+  return not_started ? kFailed : 0;
 }
 
 int run(Places const& places, bool unasked) {
@@ -313,38 +335,41 @@ int run(Places const& places, bool unasked) {
     return complain(places.config, std::string("cannot be changed: ") + strerror(errno));
   }
   RunLock const lock;
-  if (!lock.error().empty()) return complain(places.home, lock.error());
+  if (auto const why = lock.error()) return complain(places.home, *why);
 
   StoreSet present;
   StoreSet backup;
-  std::string why = read_files(places.config, present.files);
-  if (why.empty()) why = read_backup(places, present.files, backup.files);
-  if (!why.empty()) return complain(places.home, why);
-
+  if (auto const why = read_files(places.config, present.files)) {
+    return complain(places.home, *why);
+  }
+  if (auto const why = read_backup(places, present.files, backup.files)) {
+    return complain(places.home, *why);
+  }
   PrivateFolder const work(places.config);
+  if (work.error()) return complain(places.config, "cannot be changed: " + *work.error());
   std::string const copy = work / "backup";
-  why = work.error().value_or("");
-  if (why.empty() && mkdir(copy.c_str(), 0700) != 0) why = strerror(errno);
-  if (!why.empty()) return complain(places.config, "cannot be changed: " + why);
-  why = write_files(copy, backup.files);
-  if (!why.empty()) return complain("nothing was changed, as the backup cannot be copied", why);
+  if (mkdir(copy.c_str(), 0700) != 0) return complain(copy, strerror(errno));
+  if (auto const why = write_files(copy, backup.files)) {
+    return complain("nothing was changed, as the backup cannot be copied", *why);
+  }
   if (begins_like_ours(present.files.bytes) || begins_like_ours(backup.files.bytes)) {
-    why = judge(backup, copy, places);
+    if (auto const why = judge(backup, copy, places)) return complain(places.home, *why);
     present.store = load_store(places.config);
   }
-  if (!why.empty()) return complain(places.home, why);
 
   if (is_same(present, backup)) {
     put("Nothing to change: the store is what the backup holds.");
     return 0;
   }
-  why = show(places, present, backup, copy);
-  if (!why.empty()) return complain("the changes cannot be shown", why);
+  if (auto const why = show(places, present, backup, copy)) {
+    return complain("the changes cannot be shown", *why);
+  }
   if (!unasked && !is_confirmed()) return ended_by != 0 ? 128 + ended_by : kNotConfirmed;
   StoreFiles again;
-  why = read_files(places.backup, again);
-  if (why.empty() && again.bytes != backup.files.bytes) why = "the backup changes while it is read";
-  if (!why.empty()) return complain(places.home, why);
+  if (auto const why = read_files(places.backup, again)) return complain(places.home, *why);
+  if (again.bytes != backup.files.bytes) {
+    return complain(places.home, "the backup changes while it is read");
+  }
   return restore(places, backup, work, copy);
 }
 

@@ -60,7 +60,8 @@ struct CloseTree {
 };
 
 // Looks at everything that was unpacked: files and folders are closed to others, the rest goes.
-std::string take_over(Export& made) {
+// Why it could not be done; nothing when it was.
+std::optional<std::string> take_over(Export& made) {
   std::string top = made.made;
   char* const paths[] = {top.data(), nullptr};
   std::unique_ptr<FTS, CloseTree> const tree(fts_open(paths, FTS_PHYSICAL, nullptr));
@@ -95,7 +96,8 @@ std::string take_over(Export& made) {
     if (failed != 0) return std::string("what it holds cannot be kept: ") + strerror(errno);
     errno = 0;
   }
-  return errno != 0 ? std::string("what it holds cannot be read: ") + strerror(errno) : "";
+  if (errno != 0) return std::string("what it holds cannot be read: ") + strerror(errno);
+  return std::nullopt;
 }
 
 // Whether a name of the list can only lead to what was unpacked: there are no links in it.
@@ -177,10 +179,10 @@ std::optional<fs::path> place_for(std::string name) {
 }
 
 bool unpack(std::string const& package, Export& made, zeva::PrivateFolder const& work) {
-  std::string why = zeva::unpack(package, work.path(), made.made, [] {});
-  if (why.empty()) why = take_over(made);
-  if (!why.empty()) {
-    zeva::complain(package, why);
+  auto why = zeva::unpack(package, work.path(), made.made, [] {});
+  if (!why) why = take_over(made);
+  if (why) {
+    zeva::complain(package, *why);
     return false;
   }
   check_sums(made);
