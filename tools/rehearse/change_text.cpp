@@ -8,19 +8,15 @@
 namespace zeva {
 namespace {
 
-struct Look {
-  char const* sign;
-  char const* colour;
-};
 // In the order of KeyChange::Kind.
-constexpr Look kLooks[] = {{"+", kGreen}, {"-", kRed}, {"~", kYellow}};
+constexpr char const* kColours[] = {kGreen, kRed, kYellow};
 
 }  // namespace
 
 void ChangeText::write_key(KeyChange const& change) {
-  auto const& [sign, colour] = kLooks[static_cast<int>(change.kind)];
-  put(colour, std::string("  ") + sign + " " +
-                  (change.path.empty() ? "(the root)" : printable(change.path)));
+  put(kColours[static_cast<int>(change.kind)],
+      std::string("  ") + name_of(change.kind).sign + " " +
+          (change.path.empty() ? "(the root)" : printable(change.path)));
 }
 
 void ChangeText::write(KeyChange const& change) {

@@ -3,6 +3,7 @@
 
 #include "tree.h"
 
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <string>
@@ -25,6 +26,17 @@ struct KeyChange {
   // are not told one by one, as all their paths together grow with the square of the depth.
   size_t keys;
 };
+
+// For a person, in the order of KeyChange::Kind.
+struct ChangeName {
+  char const* sign;
+  char const* word;
+};
+inline constexpr ChangeName kChangeNames[] = {{"+", "gained"}, {"-", "lost"}, {"~", "changed"}};
+
+[[nodiscard]] constexpr ChangeName const& name_of(KeyChange::Kind kind) {
+  return kChangeNames[static_cast<size_t>(kind)];
+}
 
 using ChangeVisitor = std::function<void(KeyChange const&)>;
 

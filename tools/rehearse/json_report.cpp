@@ -46,11 +46,10 @@ Json areas_json(Outline const& outline) {
 }
 
 Json change_json(KeyChange const& key) {
-  static char const* const kKinds[] = {"gained", "lost", "changed"};
   Json shown;
   shown["key"] = text_json(key.path);
   shown["area"] = name_of(item_at(key.path).area).id;
-  shown["change"] = kKinds[static_cast<int>(key.kind)];
+  shown["change"] = name_of(key.kind).word;
   shown["keys"] = key.keys;
   shown["values"] = Json::array();
   for (ValueChange const& value : key.values) {

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <set>
 #include <unordered_set>
+#include <utility>
 
 namespace zeva {
 namespace {
@@ -59,6 +60,23 @@ std::string verdict_of(Rehearsal const& rehearsal, Outline const& outline) {
                                  : "not imported, but the store is not as it was";
 }
 
+std::vector<std::string> remarks_of(Rehearsal const& rehearsal) {
+  std::vector<std::string> remarks;
+  if (rehearsal.result) remarks.push_back(describe_result(*rehearsal.result));
+  if (!rehearsal.had_store) {
+    remarks.emplace_back("There was no store yet: the run began with the factory's.");
+  }
+  for (std::string const& note : rehearsal.notes) remarks.push_back(printable(note));
+  if (!rehearsal.not_examined.empty()) {
+    remarks.push_back("The package could not be looked at: " + printable(rehearsal.not_examined));
+  }
+  return remarks;
+}
+
+void append(std::string& words, std::string const& more) {
+  words += (words.empty() ? "" : ", ") + more;
+}
+
 }  // namespace
 
 void ChangeCounts::add(ChangeKind kind, size_t count) {
@@ -73,8 +91,36 @@ Outline outline_of(Rehearsal const& rehearsal) {
   }
   outline.left_out = count_left_out(rehearsal);
   outline.verdict = verdict_of(rehearsal, outline);
+  outline.remarks = remarks_of(rehearsal);
   outline.is_good = rehearsal.result == kImported && outline.left_out == 0;
   return outline;
+}
+
+std::string in_words(ChangeCounts const& counts) {
+  std::string words;
+  for (auto const& [count, kind] :
+       {std::pair(counts.gained, ChangeKind::kGained), std::pair(counts.lost, ChangeKind::kLost),
+        std::pair(counts.changed, ChangeKind::kChanged)}) {
+    if (count > 0) append(words, std::to_string(count) + " " + name_of(kind).word);
+  }
+  return words.empty() ? "no change" : words;
+}
+
+std::string count_keys(Outline const& outline) {
+  return counted(outline.keys.gained, "key", "keys") + " gained, " +
+         std::to_string(outline.keys.lost) + " lost, " + std::to_string(outline.keys.changed) +
+         " changed";
+}
+
+std::vector<std::string> lines_of(std::string_view message) {
+  std::vector<std::string> lines;
+  do {
+    std::string_view line = message.substr(0, message.find('\n'));
+    message.remove_prefix(std::min(message.size(), line.size() + 1));
+    if (line.starts_with('\t')) line.remove_prefix(1);
+    lines.push_back(printable(line));
+  } while (!message.empty());
+  return lines;
 }
 
 std::string describe_result(int code) {
@@ -93,6 +139,25 @@ void visit_changes(Rehearsal const& rehearsal, ChangeVisitor const& visit) {
   if (rehearsal.before && rehearsal.after) {
     compare_stores(*rehearsal.before, *rehearsal.after, visit);
   }
+}
+
+size_t visit_by_area(Rehearsal const& rehearsal, Scope const& scope, AreaVisitor const& enter,
+                     ChangeVisitor const& visit) {
+  std::array<size_t, std::size(kAreas)> shown{};
+  size_t hidden = 0;
+  visit_changes(rehearsal, [&](KeyChange const& change) {
+    bool const seen = is_in(scope, change);
+    (seen ? shown[static_cast<size_t>(item_at(change.path).area)] : hidden) += change.keys;
+  });
+  for (size_t i = 0; i < shown.size(); ++i) {
+    if (shown[i] == 0) continue;
+    auto const area = static_cast<Area>(i);
+    enter(area, shown[i]);
+    visit_changes(rehearsal, [&](KeyChange const& change) {
+      if (item_at(change.path).area == area && is_in(scope, change)) visit(change);
+    });
+  }
+  return hidden;
 }
 
 }  // namespace zeva

@@ -7,8 +7,10 @@
 
 #include <array>
 #include <cstddef>
+#include <functional>
 #include <iterator>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace zeva {
@@ -29,8 +31,9 @@ struct AreaOutline {
 };
 
 struct Outline {
-  std::string verdict;   // "imported, 2 items left out or altered"
-  bool is_good = false;  // everything of the package arrives
+  std::string verdict;               // "imported, 2 items left out or altered"
+  std::vector<std::string> remarks;  // on the verdict, in words; visible characters alone
+  bool is_good = false;              // everything of the package arrives
   // The findings of losses, and the files with errors in the run's log of which no finding told.
   size_t left_out = 0;
   ChangeCounts keys;
@@ -39,6 +42,14 @@ struct Outline {
 };
 
 [[nodiscard]] Outline outline_of(Rehearsal const& rehearsal);
+
+// "2 gained, 1 lost", without what there is none of.
+[[nodiscard]] std::string in_words(ChangeCounts const& counts);
+// "1 key gained, 0 lost, 2 changed"
+[[nodiscard]] std::string count_keys(Outline const& outline);
+
+// The lines of a message: visible characters alone, without the tab that sets a further one back.
+[[nodiscard]] std::vector<std::string> lines_of(std::string_view message);
 
 // In words, what a result code means.
 [[nodiscard]] std::string describe_result(int code);
@@ -53,5 +64,13 @@ struct Scope {
 
 // Visits the changes of a rehearsal, as far as there are two stores to compare.
 void visit_changes(Rehearsal const& rehearsal, ChangeVisitor const& visit);
+
+// Is given an area and how many keys of it change.
+using AreaVisitor = std::function<void(Area area, size_t keys)>;
+
+// Visits the changes that are shown, area by area: first each area that has any, then its changes.
+// Returns how many changed keys are not shown.
+size_t visit_by_area(Rehearsal const& rehearsal, Scope const& scope, AreaVisitor const& enter,
+                     ChangeVisitor const& visit);
 
 }  // namespace zeva

@@ -5,10 +5,8 @@
 #include "printable.h"
 
 #include <algorithm>
-#include <array>
 #include <ostream>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
 
 namespace zeva {
@@ -18,18 +16,6 @@ using Detail = TextStyle::Detail;
 
 // How many lost items of an area and how many findings a summary names.
 constexpr size_t kNamed = 3;
-
-// "2 gained, 1 lost", without what there is none of.
-std::string words_of(ChangeCounts const& counts) {
-  std::string words;
-  for (auto const& [count, word] :
-       {std::pair(counts.gained, " gained"), std::pair(counts.lost, " lost"),
-        std::pair(counts.changed, " changed")}) {
-    if (count == 0) continue;
-    words += (words.empty() ? "" : ", ") + std::to_string(count) + word;
-  }
-  return words.empty() ? "no change" : words;
-}
 
 class TextReport {
  public:
@@ -55,14 +41,7 @@ class TextReport {
  private:
   void write_verdict() {
     put(outline_.is_good ? kGreen : kRed, "Verdict: " + outline_.verdict);
-    if (rehearsal_.result) put(kNoColour, "  " + describe_result(*rehearsal_.result));
-    if (!rehearsal_.had_store) {
-      put(kNoColour, "  There was no store yet: the run began with the factory's.");
-    }
-    for (std::string const& note : rehearsal_.notes) put(kNoColour, "  " + printable(note));
-    if (!rehearsal_.not_examined.empty()) {
-      put(kNoColour, "  The package could not be looked at: " + printable(rehearsal_.not_examined));
-    }
+    for (std::string const& remark : outline_.remarks) put(kNoColour, "  " + remark);
   }
 
   void write_areas() {
@@ -70,7 +49,7 @@ class TextReport {
     if (!rehearsal_.before || !rehearsal_.after) put(kNoColour, "  the stores cannot be compared");
     for (size_t i = 0; rehearsal_.before && rehearsal_.after && i < outline_.areas.size(); ++i) {
       AreaOutline const& area = outline_.areas[i];
-      put(kNoColour, std::string("  ") + kAreas[i].title + ": " + words_of(area.items));
+      put(kNoColour, std::string("  ") + kAreas[i].title + ": " + in_words(area.items));
       size_t const named = style_.detail == Detail::kSummary
                                ? std::min(kNamed, area.lost_items.size())
                                : area.lost_items.size();
@@ -104,24 +83,15 @@ class TextReport {
   }
 
   void write_changes() {
-    heading("Changes in the store: " + counted(outline_.keys.gained, "key", "keys") + " gained, " +
-            std::to_string(outline_.keys.lost) + " lost, " + std::to_string(outline_.keys.changed) +
-            " changed");
-    std::array<size_t, std::size(kAreas)> shown{};
-    size_t hidden = 0;
-    visit_changes(rehearsal_, [&](KeyChange const& change) {
-      bool const seen = is_in(scope_, change);
-      (seen ? shown[static_cast<size_t>(item_at(change.path).area)] : hidden) += change.keys;
-    });
-    for (size_t i = 0; i < shown.size(); ++i) {
-      if (shown[i] == 0) continue;
-      put(kBold, std::string("  ") + kAreas[i].title + ": " + counted(shown[i], "key", "keys"));
-      visit_changes(rehearsal_, [&](KeyChange const& change) {
-        if (item_at(change.path).area == static_cast<Area>(i) && is_in(scope_, change)) {
+    heading("Changes in the store: " + count_keys(outline_));
+    size_t const hidden = visit_by_area(
+        rehearsal_, scope_,
+        [&](Area area, size_t keys) {
+          put(kBold, std::string("  ") + name_of(area).title + ": " + counted(keys, "key", "keys"));
+        },
+        [&](KeyChange const& change) {
           style_.detail == Detail::kNames ? text_.write_key(change) : text_.write(change);
-        }
-      });
-    }
+        });
     if (hidden > 0) {
       put(kNoColour, "  " + counted(hidden, "changed key is", "changed keys are") + " not shown.");
     }
@@ -147,12 +117,8 @@ class TextReport {
   // The lines of a message after its first are set back further.
   void message(std::string_view text) {
     char const* indent = "    ";
-    while (true) {
-      std::string_view line = text.substr(0, text.find('\n'));
-      text.remove_prefix(std::min(text.size(), line.size() + 1));
-      if (line.starts_with('\t')) line.remove_prefix(1);
-      put(kNoColour, indent + printable(line));
-      if (text.empty()) return;
+    for (std::string const& line : lines_of(text)) {
+      put(kNoColour, indent + line);
       indent = "      ";
     }
   }
