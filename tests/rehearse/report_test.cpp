@@ -1,12 +1,14 @@
 #include "digest.h"
+#include "html_report.h"
 #include "json_report.h"
-#include "nvreg.h"
+#include "made_up.h"
 #include "registry_view.h"
 #include "schema.h"
 #include "secrets.h"
 #include "text_report.h"
 
 #include <gmock/gmock.h>
+#include <pugixml.hpp>
 
 #include <regex>
 #include <sstream>
@@ -16,17 +18,6 @@ namespace {
 using Detail = zeva::TextStyle::Detail;
 using testing::HasSubstr;
 using testing::Not;
-
-zeva::Value text(std::string const& name, std::string const& content) {
-  return {name, NVREG_STRING, content + '\0'};
-}
-
-void put(zeva::Key& root, std::string const& path, std::initializer_list<zeva::Value> values) {
-  zeva::Key* key = &root;
-  std::istringstream components(path);
-  for (std::string name; std::getline(components, name, '\\');) key = &key->subkeys.at(name);
-  for (zeva::Value const& value : values) key->values.at(value.name) = value;
-}
 
 zeva::Rehearsal sample() {
   zeva::Rehearsal rehearsal;
@@ -153,6 +144,48 @@ TEST(Report, TellsAProgramAll) {
   EXPECT_EQ(scoped["hidden_keys"], 7);
 }
 
+// What a browser makes of it, tests/browser tries.
+TEST(Report, IsAPageOfRealTables) {
+  zeva::Rehearsal const rehearsal = sample();
+  std::string const page = report_html(rehearsal, {});
+  // Bytes that no text may hold, and elements that a browser would take for open ones.
+  EXPECT_FALSE(
+      std::regex_search(page, std::regex(R"([\x01-\x09\x0B-\x1F]|\x9B|<(?!meta)\w+[^>]*/>)")));
+  pugi::xml_document tree;
+  ASSERT_TRUE(tree.load_string(page.c_str()));
+  for (auto const& [path, many] : std::map<std::string, size_t>{
+           {"//details[@open]/div/table[caption]", 3},
+           {"//table[@class or not(caption)] | //th[not(@scope)]", 0},
+           {"//tr[th='~ order' and td[1]='SZ 1' and td[2]='SZ 2']", 1},
+           {"//tr[th='+ type' or th='~ type'][td='SZ 1' and td='BI 31 00 ']", 1},
+           {"//tr[th='+ new' and td[1]='(none)' and td[2]='SZ \\x1b[2J']", 1},
+           {"//tr[th='- (no name)' and td[1]='SZ x' and td[2]='(none)']", 1},
+           {"//tbody[tr/th[span='+ gained' and bdi='made\\n']]/tr[td='(no values)']", 1},
+           {"//tr[th='Tasks']/td[@class='lost']//li[bdi[1]='Mail' and bdi[3]='Scan']", 1},
+           {"//table[caption[@class='loss']]//tr[th='\\xff' and td='unread']", 1},
+           {"//table//tr[th='b.txt']//pre[contains(., 'two') and contains(., 'of\\xc2\\x9b it')]",
+            1},
+       }) {
+    EXPECT_EQ(tree.select_nodes(path.c_str()).size(), many) << path;
+  }
+  EXPECT_THAT(report_html(rehearsal, {zeva::Area::kTasks, ""}),
+              HasSubstr("<p>7 changed keys are not shown.</p>"));
+}
+
+TEST(Report, NoTableOfAPageIsLong) {
+  zeva::Rehearsal rehearsal = sample();
+  for (int i = 0; i < 500; ++i) put(*rehearsal.after, "many", {text(std::to_string(i), "")});
+  pugi::xml_document tree;
+  ASSERT_TRUE(tree.load_string(report_html(rehearsal, {}).c_str()));
+  for (auto const& [path, many] : std::map<std::string, size_t>{
+           {"//table[count(tbody/tr) > 200]", 0},
+           {"//tbody[tr/th[bdi='many'] and count(tr) > 1]", 3},
+           {"//tbody[tr/th[bdi='many']]/tr[td]", 500},
+       }) {
+    EXPECT_EQ(tree.select_nodes(path.c_str()).size(), many) << path;
+  }
+}
+
 TEST(Report, TheVerdictIsTrue) {
   zeva::Rehearsal rehearsal = sample();
   rehearsal.result = 0;
@@ -245,7 +278,7 @@ TEST(Secrets, AreInNoReport) {
   std::string const line = secrets.hide(
       "canary-old, canary-new; canary-b 63 61 6e 61 72 79 canary\xFF 123456789 canary-other");
   EXPECT_EQ(line, "(masked), (masked); (masked) (masked) (masked) (masked) canary-other");
-  std::string const reports = as_text(rehearsal) + as_json(rehearsal);
+  std::string const reports = as_text(rehearsal) + as_json(rehearsal) + report_html(rehearsal, {});
   EXPECT_THAT(reports, Not(HasSubstr("canary")));
   EXPECT_THAT(reports, Not(HasSubstr("123456789")));
   EXPECT_THAT(reports, HasSubstr("  -     Password=(masked)\n  +     Password=(masked)\n"));

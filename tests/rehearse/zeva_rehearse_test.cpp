@@ -118,12 +118,21 @@ TEST_F(Rehearse, AGoodPackage) {
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   (void)bind(gateway, reinterpret_cast<sockaddr*>(&address), sizeof address);
   listen(gateway, 1);
-  auto const done = rehearse(" --json --exit-code --mask registry\\\\config");
+  auto const done = rehearse(" --json --exit-code --html page --mask registry\\\\config");
   close(gateway);
   auto again = nlohmann::json::parse(rehearse(" --json --mask registry\\\\config").output);
   ASSERT_EQ(done.exit_status, 4) << done.error << done.output;
   EXPECT_EQ(done.error, "");
   expect_valid(done.output);
+  std::string const page = work_.read("page");
+  EXPECT_THAT(page, testing::EndsWith("</html>\n"));
+  EXPECT_THAT(
+      page,
+      HasSubstr(
+          "<th scope=\"row\" class=\"gained\">+ RetryMinutes</th><td>(none)</td><td>(masked)"));
+  EXPECT_LE(page.size(), 250u << 10);
+  EXPECT_EQ(fs::status(work_ / "page").permissions(),
+            fs::perms::owner_read | fs::perms::owner_write);
 
   auto report = nlohmann::json::parse(done.output);
   EXPECT_EQ(report["result"], 0);
@@ -209,6 +218,7 @@ TEST_F(Rehearse, WhatIsNoPackageOrNoHomeIsSaid) {
   }
   EXPECT_THAT(on_a_terminal("TERM=xterm NO_COLOR="), HasSubstr("\033[31mVerdict: not imported"));
 
+  EXPECT_EQ(rehearse(" --html tmp").error, "zeva-rehearse: tmp: is no regular file\n");
   from_ = work_ / "gone";
   EXPECT_EQ(rehearse().error,
             "zeva-rehearse: " + (work_ / "gone") + ": is no folder to take a store from\n");
@@ -350,12 +360,17 @@ TEST_F(Rehearse, OutlivesItsStarter) {
 TEST_F(Rehearse, WhateverEndsItNothingRemains) {
   for (std::string const signal : {"INT", "TERM", "HUP", "KILL"}) {
     // Ended as soon as the run in it has begun to import; its processes must go with it.
-    auto const done = work_.sh("rm -f fifo; mkfifo fifo; " + command() +
-                               " 2> fifo & while read -r line; do case $line in Backup*) kill -" +
-                               signal + " $!;; End*) echo $line; esac; done < fifo; wait $!");
+    auto const done =
+        work_.sh("rm -f fifo; mkfifo fifo; echo old > page; " + command() +
+                 " --html page 2> fifo & while read -r line; do case $line in Backup*) kill -" +
+                 signal + " $!;; End*) echo $line; esac; done < fifo; wait $!");
     EXPECT_GT(done.exit_status, 128) << signal;
     EXPECT_EQ(done.output, "") << signal << ": the run went on";
     EXPECT_EQ(traces(), before_) << signal;
+    // Killed outright, it cannot take back the page that it has begun.
+    EXPECT_EQ(work_.sh("cat page; [ " + signal + " = KILL ] || ls | grep ^page.; rm page*").output,
+              "old\n")
+        << signal;
     EXPECT_EQ(work_.sh("exec pgrep -f " + package_).output, "") << signal;
   }
 }

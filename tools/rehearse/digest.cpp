@@ -3,6 +3,7 @@
 #include "descriptor.h"
 #include "text.h"
 
+#include <nettle/base64.h>
 #include <nettle/hmac.h>
 
 #include <fcntl.h>
@@ -83,6 +84,15 @@ std::optional<std::string> file_digest(std::string const& path) {
   }
   if (length < 0) return std::nullopt;
   return to_hex(hash.finish());
+}
+
+std::string text_digest(std::string_view text) {
+  Sha256 hash;
+  hash.add(text);
+  std::string const digest = hash.finish();
+  std::string base64(BASE64_ENCODE_RAW_LENGTH(SHA256_DIGEST_SIZE), '\0');
+  base64_encode_raw(base64.data(), digest.size(), reinterpret_cast<uint8_t const*>(digest.data()));
+  return base64;
 }
 
 std::string store_digest(Key const& root) {

@@ -13,6 +13,9 @@ namespace zeva {
 // be read.
 [[nodiscard]] std::optional<std::string> file_digest(std::string const& path);
 
+// SHA-256 of a text in base64, by which a page's content policy names it.
+[[nodiscard]] std::string text_digest(std::string_view text);
+
 // SHA-256 of what a store holds: names, types and data, whatever the order of their creation and
 // the files that they stand in.
 [[nodiscard]] std::string store_digest(Key const& root);

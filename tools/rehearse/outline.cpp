@@ -86,9 +86,6 @@ void ChangeCounts::add(ChangeKind kind, size_t count) {
 Outline outline_of(Rehearsal const& rehearsal) {
   Outline outline;
   count_items(rehearsal, outline);
-  for (Finding const& finding : rehearsal.findings) {
-    ++outline.findings[static_cast<size_t>(finding.severity)];
-  }
   outline.left_out = count_left_out(rehearsal);
   outline.verdict = verdict_of(rehearsal, outline);
   outline.remarks = remarks_of(rehearsal);

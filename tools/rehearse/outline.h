@@ -38,7 +38,6 @@ struct Outline {
   size_t left_out = 0;
   ChangeCounts keys;
   std::array<AreaOutline, std::size(kAreas)> areas;  // in the order of Area
-  std::array<size_t, std::size(kSeverityNames)> findings{};
 };
 
 [[nodiscard]] Outline outline_of(Rehearsal const& rehearsal);

@@ -6,6 +6,7 @@
 #include "export_secrets.h"
 #include "files.h"
 #include "finding_report.h"
+#include "html_report.h"
 #include "json_report.h"
 #include "live_run.h"
 #include "opened_package.h"
@@ -250,6 +251,10 @@ int rehearse(RehearsalSubject const& subject, RehearsalOptions const& options) {
                 std::cout);
   }
   if (!std::cout.flush()) return complain("standard output", "cannot be written");
+  if (subject.page >= 0) {
+    int const error = write_all(subject.page, report_html(rehearsal, options.scope));
+    if (error != 0) return complain("the page cannot be written", strerror(error));
+  }
   int const status = exit_status(done.exit_status, rehearsal, options);
   if (subject.plan < 0) return status;
   auto const failure = keep_plan(subject, options, salt, rehearsal);

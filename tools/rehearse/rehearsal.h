@@ -39,6 +39,7 @@ struct RehearsalSubject {
   std::string package;           // or a folder of export files
   std::string given;             // the same in the sandbox
   int plan = -1;                 // descriptor of the file that the plan is written to; -1 for none
+  int page = -1;                 // the same of the page
   std::optional<Target> target;  // the machine, where it was looked at
 };
 

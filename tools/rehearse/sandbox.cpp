@@ -115,8 +115,15 @@ std::optional<std::vector<std::string>> sandboxed_arguments() {
   return arguments;
 }
 
+sigset_t hold_ending_signals() {
+  sigset_t const ending = ending_signals();
+  sigset_t before;
+  sigprocmask(SIG_BLOCK, &ending, &before);
+  return before;
+}
+
 int run_in_sandbox(std::string const& installation, Visible const& visible,
-                   std::vector<std::string> const& arguments) {
+                   std::vector<std::string> const& arguments, sigset_t const& mask) {
   Descriptor const given = file_of(arguments);
   if (!given) return -1;
   Descriptor const file = file_of(options(installation, visible, given.get()));
@@ -127,10 +134,9 @@ int run_in_sandbox(std::string const& installation, Visible const& visible,
   signal(SIGCHLD, SIG_DFL);  // ignored, it would take the child's status away
   sigset_t awaited = ending_signals();
   sigaddset(&awaited, SIGCHLD);
-  sigset_t before;
-  sigprocmask(SIG_BLOCK, &awaited, &before);
+  sigprocmask(SIG_BLOCK, &awaited, nullptr);
   pid_t child = -1;
-  errno = spawn(line, before, child);
+  errno = spawn(line, mask, child);
   return errno == 0 ? status_of(child, awaited) : -1;
 }
 

@@ -3,9 +3,9 @@
 //
 // The program starts itself again in a sandbox. There it copies the store, examines the package and
 // runs the tool itself with a real registry server. The home is only read, and whatever ends the
-// rehearsal, nothing of it remains but the plan that it was asked to keep. Exit status: the tool's;
-// 1 when it could not be run, 2 for a wrong command line. With --check there is no run: 0, 1, 2, or
-// 3 when losses were found and 4 when errors were.
+// rehearsal, nothing of it remains but the plan and the page that it was asked for. Exit status:
+// the tool's; 1 when it could not be run, 2 for a wrong command line. With --check there is no run:
+// 0, 1, 2, or 3 when losses were found and 4 when errors were.
 
 #include "held_plan.h"
 #include "kept_file.h"
@@ -19,11 +19,13 @@
 #include "tool.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <string.h>
 
 #include <algorithm>
+#include <array>
 #include <exception>
 #include <filesystem>
 #include <optional>
@@ -66,10 +68,14 @@ bool is_of_report(int status) {
          });
 }
 
-// `line` is the command line; the sandbox gets it again. Without a home, only the package is looked
-// at.
-int start(std::optional<std::string> const& home, std::string const& package,
-          zeva::KeptFile const& plan, std::vector<std::string> line) {
+// What a rehearsal leaves behind: its plan and its page.
+using Kept = std::array<zeva::KeptFile, 2>;
+using KeptNames = std::array<std::string, 2>;  // empty for what is not wanted
+
+// `line` is the command line; the sandbox gets it again, and the signal mask. Without a home, only
+// the package is looked at.
+int start(std::optional<std::string> const& home, std::string const& package, Kept const& kept,
+          std::vector<std::string> line, sigset_t const& mask) {
   std::error_code failure;
   std::string const installation = fs::path(zeva::own_folder().value_or("")).parent_path();
   if (!fs::exists(installation + "/bin/migration/zeva-migrate", failure)) {
@@ -91,8 +97,10 @@ int start(std::optional<std::string> const& home, std::string const& package,
       home ? zeva::texts_of(zeva::look_at_target(*home)) : std::vector<std::string>();
   line.insert(line.begin(), target.begin(), target.end());
   line.insert(line.begin(), {home ? full_path(*home) : "", config, package, given,
-                             std::to_string(plan.descriptor()), std::to_string(target.size())});
-  int const status = zeva::run_in_sandbox(installation, visible_of(config, package, given), line);
+                             std::to_string(kept[0].descriptor()),
+                             std::to_string(kept[1].descriptor()), std::to_string(target.size())});
+  int const status =
+      zeva::run_in_sandbox(installation, visible_of(config, package, given), line, mask);
   if (status < 0) {
     return zeva::complain("bwrap cannot be run",
                           std::string(strerror(errno)) + "; it is in the package bubblewrap");
@@ -104,15 +112,24 @@ int start(std::optional<std::string> const& home, std::string const& package,
 }
 
 int start_and_keep(std::optional<std::string> const& home, std::string const& package,
-                   std::string const& plan, std::vector<std::string> const& line) {
-  zeva::KeptFile file;
-  if (!plan.empty()) {
-    if (int const error = file.make(plan)) return zeva::complain(plan, strerror(error));
+                   KeptNames const& names, std::vector<std::string> const& line) {
+  if (!names[0].empty() && names[0] == names[1]) {
+    return zeva::complain(names[0], "cannot be both the plan and the page");
   }
-  int const status = start(home, package, file, line);
-  if (plan.empty() || !is_of_report(status)) return status;
-  int const error = file.keep();
-  return error == 0 ? status : zeva::complain(plan, strerror(error));
+  sigset_t const mask = zeva::hold_ending_signals();
+  Kept files;
+  for (size_t i = 0; i < files.size(); ++i) {
+    int const error = names[i].empty() ? 0 : files[i].make(names[i]);
+    if (error == EEXIST) return zeva::complain(names[i], "is no regular file");
+    if (error != 0) return zeva::complain(names[i], strerror(error));
+  }
+  int const status = start(home, package, files, line, mask);
+  if (!is_of_report(status)) return status;
+  for (size_t i = 0; i < files.size(); ++i) {
+    int const error = names[i].empty() ? 0 : files[i].keep();
+    if (error != 0) return zeva::complain(names[i], strerror(error));
+  }
+  return status;
 }
 
 // The normal form of a key's path.
@@ -132,7 +149,7 @@ class CommandLine {
     app_.add_option("--from", home, "begin with the store of this home\n(default: $ZEVA_HOME)")
         ->option_text("HOME");
     add_output_options();
-    add_plan_options();
+    add_file_options();
   }
 
   std::optional<int> parse(int argc, char** argv) {
@@ -153,7 +170,7 @@ class CommandLine {
 
   std::string home = zeva::product_home();
   std::string package;
-  std::string plan;
+  KeptNames kept;
   std::string plan_to_check;
   std::string plan_to_verify;
   zeva::RehearsalOptions options;
@@ -195,17 +212,19 @@ class CommandLine {
     check->excludes(summary, names, exit_code)->option_text(" ");
   }
 
-  void add_plan_options() {
-    auto* save = app_.add_option("--save", plan, "keep the plan in this file");
+  void add_file_options() {
+    auto* html = app_.add_option("--html", kept[1], "write a page for a browser to this file, too");
+    auto* save = app_.add_option("--save", kept[0], "keep the plan in this file");
     auto* valid = app_.add_option("--valid", plan_to_check,
                                   "do not run: are the package (PKG, if given) and\n"
                                   "the store still those of this plan?");
     auto* verify = app_.add_option("--verify", plan_to_verify,
                                    "do not run: has the store become what this plan says?");
-    valid->excludes(save, verify, app_.get_option("--check"));
-    verify->excludes(save, app_.get_option("--check"));
-    save->excludes(app_.get_option("--check"));
-    for (CLI::Option* const option : {save, valid, verify}) option->option_text("FILE");
+    auto* check = app_.get_option("--check");
+    for (CLI::Option* const kept_file : {html, save}) kept_file->excludes(check);
+    valid->excludes(html, save, verify, check);
+    verify->excludes(html, save, check);
+    for (CLI::Option* const option : {html, save, valid, verify}) option->option_text("FILE");
   }
 
   static std::vector<std::string> area_ids() {
@@ -221,8 +240,8 @@ class CommandLine {
 
 // In the sandbox: what start() has put before the command line, and that.
 int rehearse(std::vector<std::string> arguments) {
-  constexpr size_t kOwn = 6;
-  size_t const texts = arguments.size() > kOwn ? strtoul(arguments[5].c_str(), nullptr, 10) : 0;
+  constexpr size_t kOwn = 7;
+  size_t const texts = arguments.size() > kOwn ? strtoul(arguments[6].c_str(), nullptr, 10) : 0;
   size_t const before = kOwn + texts;
   if (arguments.size() <= before) return zeva::kFailed;
   std::vector<char*> pointers;
@@ -233,9 +252,12 @@ int rehearse(std::vector<std::string> arguments) {
     return *status;
   }
   zeva::prefer_own_commands();
-  zeva::RehearsalSubject subject{
-      arguments[0], arguments[1], arguments[2], arguments[3], atoi(arguments[4].c_str()),
-      std::nullopt};
+  int const plan = atoi(arguments[4].c_str());
+  int const page = atoi(arguments[5].c_str());
+  // No command that is run may write to them.
+  for (int const file : {plan, page}) fcntl(file, F_SETFD, FD_CLOEXEC);
+  zeva::RehearsalSubject subject{arguments[0], arguments[1], arguments[2], arguments[3],
+                                 plan,         page,         std::nullopt};
   if (texts > 0) subject.target = zeva::target_of(std::span(arguments).subspan(kOwn, texts));
   return line.options.check ? zeva::check(subject, line.options)
                             : zeva::rehearse(subject, line.options);
@@ -253,7 +275,7 @@ int main(int argc, char** argv) try {
   if (!line.plan_to_verify.empty()) {
     return zeva::verify_plan(line.plan_to_verify, line.home_instead());
   }
-  return start_and_keep(line.home_to_start(), full_path(line.package), line.plan,
+  return start_and_keep(line.home_to_start(), full_path(line.package), line.kept,
                         {argv, argv + argc});
 } catch (std::exception const& error) {
   return zeva::complain_of(error);

@@ -61,13 +61,15 @@ void visit_tree(Key const& top, std::string const& path, KeyVisitor const& visit
   walk(top, enter, leave);
 }
 
+namespace {
+
 // The entry is given each value in its decoded form: from raw bytes it would take one character off
 // a text that is stored without its terminator.
-std::string value_line(Value const& value) {
-  if (value.type == kMaskedValue) return "    " + value.name + "=(masked)";
+std::string line_of(std::string const& name, Value const& value) {
+  if (value.type == kMaskedValue) return "    " + name + "=(masked)";
   Nvregentry entry;
   auto const type = static_cast<_NvRegDataType>(value.type);
-  entry.setname(value.name);
+  entry.setname(name);
   entry.settype(type);
   if (type == NVREG_DWORD) entry.setvalue(type, static_cast<unsigned long>(number_of(value)));
   if (type == NVREG_STRING) entry.setvalue(type, text_of(value));
@@ -77,6 +79,17 @@ std::string value_line(Value const& value) {
   entry.getregentrystring("", line);
   line.pop_back();
   return line;
+}
+
+}  // namespace
+
+std::string value_line(Value const& value) {
+  return line_of(value.name, value);
+}
+
+std::string value_text(Value const& value) {
+  std::string const line = line_of("", value);
+  return line.substr(line.find_first_not_of(" ="));
 }
 
 Json text_json(std::string_view bytes) {

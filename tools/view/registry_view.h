@@ -35,6 +35,9 @@ void visit_tree(Key const& top, std::string const& path, KeyVisitor const& visit
 // at its stored length.
 [[nodiscard]] std::string value_line(Value const& value);
 
+// What value_line shows of it without its name: "SZ text".
+[[nodiscard]] std::string value_text(Value const& value);
+
 // A string, or {"hex":"..."} when the bytes are not UTF-8.
 [[nodiscard]] Json text_json(std::string_view bytes);
 
