@@ -27,7 +27,7 @@ expect() {
     printf '%s: %s, and not %s with "%s":\n%s\n' "$*" $got "$status" "$words" "$said"
     failed=1
 }
-expect 0 "./check [PRESET | lint]..." ./check --help
+expect 0 "./check [PRESET | lint | browser]..." ./check --help
 expect 2 "no preset nonsense" ./check release nonsense
 expect 0 "ctest --preset release" ./check
 expect 0 "ctest --preset debug" ./check release debug
