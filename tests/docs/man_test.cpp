@@ -39,7 +39,7 @@ TEST(Completion, OffersOptionsAreasAndFiles) {
   EXPECT_EQ(offered(REHEARSE, "zeva-rehearse", "--ex"), "--exit-code\n");
   EXPECT_EQ(offered(REHEARSE, "--only", "s"), "scan-settings sender-lists single-values\n");
   EXPECT_EQ(offered(REHEARSE, "--from", ""), "branch-office\n");
-  EXPECT_EQ(offered(PACK, "zeva-pack", "RE"), "README.md\n");
+  EXPECT_EQ(offered(PACK, "zeva-pack", "RE"), "\n");  // bash itself offers files
   EXPECT_EQ(offered(REHEARSE, "--key", "R"), "\n");
 }
 

@@ -67,6 +67,13 @@ TEST(Plan, ADamagedOneIsRefused) {
     zeva::Plan plan;
     EXPECT_EQ(read_plan(work / "plan", plan), "is damaged, or no plan") << bytes;
   }
+  // Deeper than a parser's tree could be copied or freed by recursion.
+  damaged = {"{\"format_version\":1,\"x\":" + std::string(300000, '[') + std::string(300000, ']') +
+             "}\n"};
+  work.write("plan", damaged[0]);
+  zeva::Plan deep;
+  EXPECT_EQ(read_plan(work / "plan", deep), "is damaged, or no plan");
+
   std::string newer = good;
   work.write("plan", newer.replace(newer.find("version\":1"), 10, "version\":2"));
   zeva::Plan plan;

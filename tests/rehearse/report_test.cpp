@@ -191,7 +191,8 @@ TEST(Report, TheVerdictIsTrue) {
   rehearsal.result = 0;
   // Three losses, and no finding tells of the error in the line of d.txt.
   rehearsal.log.push_back({"Error [4]: four", "d.txt", true});
-  EXPECT_THAT(as_text(rehearsal), HasSubstr("Verdict: imported, 4 items left out or altered\n"));
+  EXPECT_THAT(as_text(rehearsal),
+              HasSubstr("Verdict: imported, 4 items left out or altered, with 1 warning\n"));
   rehearsal.findings.clear();
   rehearsal.log.resize(1);
   EXPECT_THAT(as_text(rehearsal), HasSubstr("Verdict: imported\n"));
@@ -201,7 +202,12 @@ TEST(Report, TheVerdictIsTrue) {
   rehearsal.result = -6;
   EXPECT_THAT(as_text(rehearsal), HasSubstr("Verdict: not imported, the store is as it was\n"));
   rehearsal.after.reset();
-  EXPECT_THAT(as_text(rehearsal), HasSubstr("Verdict: not imported\n"));
+  std::string const text = as_text(rehearsal);
+  EXPECT_THAT(text, HasSubstr("Verdict: not imported\n"));
+  EXPECT_THAT(text, Not(HasSubstr("0 keys")));
+  rehearsal.result = 0;
+  rehearsal.not_examined = "why";
+  EXPECT_THAT(as_text(rehearsal, {Detail::kValues, true}), HasSubstr("\033[33mVerdict: imported"));
 }
 
 TEST(Report, AChainOfEmptyKeysIsToldOnce) {
@@ -230,13 +236,12 @@ TEST(Areas, EveryKeyIsInOne) {
            {"registry\\config\\FilterManager\\0002", "scan-settings", "0002"},
            {"registry\\config\\FilterManager\\0003", "single-values",
             "registry\\config\\FilterManager\\0003"},
-           {"registry\\policy\\Rule", "policies", ""},
            {"registry\\policy\\Rule\\Mail\\inactive", "policies", "Mail"},
            {"registry\\policy\\Rule\\Mail\\rules", "policies", "Mail"},
            {"registry\\policy\\Rule\\Mail\\rules\\tasks\\tasks\\rules\\x", "tasks",
             "Mail\\tasks\\rules"},
            {"registry\\policy\\Rules", "single-values", "registry\\policy\\Rules"},
-           {"WhiteBlackLists\\Global\\A\\B", "sender-lists", "B"},
+           {"WhiteBlackLists\\Global\\A\\B", "sender-lists", "Global\\A\\B"},
            {"XFilter\\F", "extra-filters", "F"},
            {"registry\\policy\\AddressList\\G", "address-groups", "G"},
            {"", "single-values", ""},
@@ -246,6 +251,9 @@ TEST(Areas, EveryKeyIsInOne) {
     EXPECT_EQ(shown_name(item), row.item) << row.path;
     EXPECT_EQ(zeva::area_named(row.area), item.area);
   }
+  EXPECT_TRUE(zeva::item_at("registry\\config").is_one);
+  EXPECT_FALSE(zeva::item_at("XFilter").is_one);
+  EXPECT_FALSE(zeva::item_at("registry\\policy\\Rule").is_one);
 }
 
 TEST(Secrets, AreKnownByTheirNames) {
@@ -256,6 +264,18 @@ TEST(Secrets, AreKnownByTheirNames) {
   for (char const* name : {"PasswordProtected", "Key", "Tokens per day", ""}) {
     EXPECT_FALSE(zeva::Secrets::is_secret_name(name)) << name;
   }
+}
+
+// The longest that begins at a place, whatever other secrets are around it in the alphabet.
+TEST(Secrets, AreFoundAmongTheirLike) {
+  zeva::Secrets secrets;
+  for (char const* secret : {"aaaa", "aaaab", "aaaabcdx", "aaaad", "line1\nline2", "abc"}) {
+    secrets.learn(secret);
+  }
+  EXPECT_EQ(secrets.hide("aaaabcdy abc line2 aaaabcdx aaaac line1\nline2."),
+            "(masked)cdy abc (masked) (masked) (masked)c (masked).");
+  EXPECT_TRUE(secrets.covers("Proxy\\Password", ""));
+  EXPECT_FALSE(secrets.covers("Password\\Proxy", "Value"));
 }
 
 TEST(Secrets, AreInNoReport) {

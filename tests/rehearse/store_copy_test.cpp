@@ -18,7 +18,9 @@ std::function<void()> meanwhile;
 }  // namespace
 
 extern "C" ssize_t __real_pread64(int, void*, size_t, off64_t);
-extern "C" ssize_t __wrap_pread64(int file, void* bytes, size_t size, off64_t place) {
+extern "C" __attribute__((visibility("default"))) ssize_t __wrap_pread64(int file, void* bytes,
+                                                                         size_t size,
+                                                                         off64_t place) {
   ssize_t const got = __real_pread64(file, bytes, size, place);
   if (meanwhile) meanwhile();
   return got;

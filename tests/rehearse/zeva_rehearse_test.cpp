@@ -24,6 +24,7 @@
 namespace {
 
 namespace fs = std::filesystem;
+using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
@@ -218,7 +219,7 @@ TEST_F(Rehearse, WhatIsNoPackageOrNoHomeIsSaid) {
   }
   EXPECT_THAT(on_a_terminal("TERM=xterm NO_COLOR="), HasSubstr("\033[31mVerdict: not imported"));
 
-  EXPECT_EQ(rehearse(" --html tmp").error, "zeva-rehearse: tmp: is no regular file\n");
+  EXPECT_EQ(rehearse(" --html tmp").error, "zeva-rehearse: tmp: is no file that could be replaced\n");
   from_ = work_ / "gone";
   EXPECT_EQ(rehearse().error,
             "zeva-rehearse: " + (work_ / "gone") + ": is no folder to take a store from\n");
@@ -292,7 +293,7 @@ TEST_F(Rehearse, APlanIsHeldAgainstWhatIsThere) {
   EXPECT_EQ(client_->set("Proxy", "Token", NVREG_STRING, "canary-1"), NVREG_OK);
   edit("misc.txt",
        "s/=2:SmartHost/=2:RelayPassword/; s/^Value=2:smtp.*/Value=2:canary-2/; "
-       "s/=2:MaxQueueLength/=2:Passcode/; s/^Value=1:4294967295/Value=1:9canary/");
+       "s/=2:MaxQueueLength/=2:Passcode/; s/^Value=1:4294967295/Value=1:98765canary/");
   edit("scanlimit.txt", "$aapiKey=2:canary-4");
   before_ = traces();
   pack("pkg");
@@ -301,6 +302,8 @@ TEST_F(Rehearse, APlanIsHeldAgainstWhatIsThere) {
   ASSERT_EQ(done.exit_status, 0) << done.error;
   EXPECT_THAT(done.output, HasSubstr("  +     RelayPassword=(masked)\n"));
   EXPECT_THAT(done.output + done.error + work_.read("plan"), Not(HasSubstr("canary")));
+  EXPECT_THAT(work_.sh(*installed / "home/bin/zeva-rehearse --check export").output,
+              AllOf(HasSubstr("misc.txt"), Not(HasSubstr("98765")), Not(HasSubstr("canary"))));
   EXPECT_EQ(work_.sh("stat -c %a plan; ls").output, "600\nexport\npkg\nplan\ntmp\n");
   std::string const held = *installed / "home/bin/zeva-rehearse ";
   done = work_.sh(held + "--valid plan");
@@ -316,6 +319,10 @@ TEST_F(Rehearse, APlanIsHeldAgainstWhatIsThere) {
             "The store has changed since the rehearsal:\n  + XFilter\\New\n");
   EXPECT_EQ(work_.sh(held + "--verify plan").exit_status, 3);
   EXPECT_EQ(work_.sh(held + "--verify other").exit_status, 1);
+  EXPECT_EQ(work_.sh(held + "--valid plan other --from /nowhere").exit_status, 1);
+  for (char const* const line : {"--valid '' pkg", "--verify plan --mask x", "--save '' pkg"}) {
+    EXPECT_EQ(work_.sh(held + line).exit_status, 2) << line;
+  }
 
   zeva::Plan plan;
   ASSERT_EQ(zeva::read_plan(work_ / "plan", plan), std::nullopt);
@@ -343,7 +350,9 @@ TEST_F(Rehearse, APlanIsKeptWholeOrNotAtAll) {
   }
   from_ = work_ / "empty";  // has no store, and the installation no factory's
   fs::create_directories(from_ + "/config");
-  EXPECT_EQ(rehearse(" --save plan").exit_status, 1);
+  auto const done = rehearse(" --save plan");
+  EXPECT_EQ(done.exit_status, 249);
+  EXPECT_THAT(done.error, HasSubstr("the plan is not kept: the run has failed\n"));
   EXPECT_EQ(work_.sh("ls").output, "empty\nexport\nlink\npkg\ntmp\n");
 }
 

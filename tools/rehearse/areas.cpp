@@ -66,10 +66,11 @@ std::optional<Area> area_named(std::string_view id) {
 
 AreaItem item_at(std::string_view path) {
   std::string_view const rules = kPolicy.stored_in;
-  if (is_or_is_below(path, rules)) return rule_item(path, std::min(path.size(), rules.size() + 1));
+  if (path == rules) return {Area::kPolicies, path, false};
+  if (is_or_is_below(path, rules)) return rule_item(path, rules.size() + 1);
   if (is_or_is_below(path, kMailListHead.stored_in)) return {Area::kSenderLists, path};
   for (Place const& key : kPlaces) {
-    if (path == key.path) return {key.area, path};
+    if (path == key.path) return {key.area, path, key.extent == Extent::kKeyAlone};
     if (key.extent == Extent::kEachBelow && is_or_is_below(path, key.path)) {
       return {key.area, path.substr(0, end_of(path, key.path.size() + 1))};
     }
@@ -79,6 +80,8 @@ AreaItem item_at(std::string_view path) {
 
 std::string shown_name(AreaItem const& item) {
   if (item.area == Area::kSingleValues) return std::string(item.path);
+  if (item.area == Area::kSenderLists)
+    return std::string(item.path.substr(item.path.find('\\') + 1));
   if (item.area != Area::kPolicies && item.area != Area::kTasks) {
     return std::string(item.path.substr(item.path.rfind('\\') + 1));
   }

@@ -49,13 +49,14 @@ inline constexpr AreaName kAreas[] = {
 struct AreaItem {
   Area area;
   std::string_view path;  // its key's, which begins the path that was asked for
+  bool is_one = true;     // false for the key that holds all of an area's
 };
 
 // `path` is that of any key, in normal form.
 [[nodiscard]] AreaItem item_at(std::string_view path);
 
-// The item's name for a person: of policies and tasks with those of the policies above, of single
-// values the whole path.
+// The item's name for a person: of policies, tasks and lists of senders with those of the policies
+// above, of single values the whole path.
 [[nodiscard]] std::string shown_name(AreaItem const& item);
 
 }  // namespace zeva

@@ -20,8 +20,8 @@ namespace zeva {
 // the files that they stand in.
 [[nodiscard]] std::string store_digest(Key const& root);
 
-// HMAC-SHA-256 of a value's type and data: two values can be compared by it, and none be guessed by
-// who does not know the salt.
+// HMAC-SHA-256 of a value's type and data: two values can be compared by it. Who knows the salt can
+// try out what a weak secret may be.
 [[nodiscard]] std::string keyed_digest(Value const& value, std::string_view salt);
 
 }  // namespace zeva

@@ -18,13 +18,17 @@ namespace fs = std::filesystem;
 namespace zeva {
 namespace {
 
-// The text of a value without its type, and the entries of a list each for itself.
+// The text of a value without its type, the entries of a list each for itself, and the number that
+// a text is read as, whatever follows it.
 std::vector<std::string> texts_of(std::string const& value) {
   RegValue parsed;
   if (!parse_str(trans_str(value).c_str(), parsed, VALUE_ANY)) return {value};
   std::unique_ptr<char, decltype(&free)> const text(parsed.text, free);
   std::vector<std::string> entries;
   if (parsed.type == VALUE_LIST) parse_multi_str(text.get(), entries);
+  auto const number = static_cast<uint32_t>(strtoll(text.get(), nullptr, 10));
+  entries.push_back(std::to_string(number));
+  entries.push_back(std::to_string(static_cast<int32_t>(number)));
   entries.emplace_back(text.get());
   return entries;
 }
@@ -51,9 +55,9 @@ void learn_file(NvConfigFile const& file, Secrets& secrets) {
     std::vector<Nvkeypair> pairs;
     file.getsection(section, pairs);
     for (Nvkeypair const& pair : pairs) {
-      if (!Secrets::is_secret_name(pair.name) && !(place_is_secret && pair.name == kValue.name)) {
-        continue;
-      }
+      bool const is_secret = secrets.has_prefixes() || Secrets::is_secret_name(pair.name) ||
+                             (place_is_secret && pair.name == kValue.name);
+      if (!is_secret) continue;
       for (std::string const& text : texts_of(pair.value)) secrets.learn(text);
     }
   }

@@ -7,8 +7,9 @@
 
 namespace zeva {
 
-// Learns the values of an unpacked package whose names say that they are secrets, or that would be
-// stored where all is secret, whether or not an importer reads them.
+// Learns the values of an unpacked package whose names say that they are secrets, whether or not an
+// importer reads them. Where whole keys of the store are secret it learns every value: which of
+// them would be stored there is known after the run alone.
 void learn_export(std::string const& folder, Secrets& secrets);
 
 }  // namespace zeva

@@ -29,7 +29,7 @@ class StoreCheck {
   // `is_so` is printed when the stores are equal, `is_not` above what differs.
   int run(std::string const& digest, Key const& expected, char const* is_so, char const* is_not) {
     LoadedStore store = load_store(home_ + "/config");
-    if (store.absent) store = load_factory_store(home_ + "/config");
+    if (store.absent) store = load_first_store();
     if (!store.root) return complain(home_, store.failure);
     for (std::string const& note : store.notes) complain(home_, note);
     if (store_digest(*store.root) == digest) {
@@ -39,11 +39,22 @@ class StoreCheck {
     std::cout << is_not << '\n';
     Secrets(plan_.masked).mask(*store.root, plan_.salt);
     ChangeText text(std::cout, takes_colours(STDOUT_FILENO));
-    compare_stores(expected, *store.root, [&](KeyChange const& change) { text.write(change); });
-    return kDiffers;
+    bool differs = false;
+    compare_stores(expected, *store.root, [&](KeyChange const& change) {
+      text.write(change);
+      differs = true;
+    });
+    return differs ? kDiffers : complain("the plan", "is damaged: its digest is not its store's");
   }
 
  private:
+  // As the rehearsal took it: of the home or, if that has none, of the installation.
+  LoadedStore load_first_store() const {
+    LoadedStore store = load_factory_store(home_ + "/config");
+    if (store.root) return store;
+    return load_factory_store(own_folder().value_or("") + "/../config");
+  }
+
   Plan const& plan_;
   std::string const home_;
 };

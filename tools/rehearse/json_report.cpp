@@ -83,6 +83,7 @@ void report_json(Rehearsal const& rehearsal, Scope const& scope, bool for_termin
   head["result"] = rehearsal.result ? Json(*rehearsal.result) : Json();
   head["meaning"] = rehearsal.result ? Json(describe_result(*rehearsal.result)) : Json();
   head["left_out"] = outline.left_out;
+  head["warnings"] = outline.warnings;
   head["factory_store"] = !rehearsal.had_store;
   head["package_sha256"] = digest_json(rehearsal.package_sha256);
   head["before_sha256"] = digest_json(rehearsal.before_sha256);

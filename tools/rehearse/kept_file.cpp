@@ -28,6 +28,11 @@ int KeptFile::make(std::string const& path) {
   return 0;
 }
 
+bool KeptFile::is_written() const {
+  struct stat info;
+  return file_ && fstat(file_.get(), &info) == 0 && info.st_size > 0;
+}
+
 int KeptFile::keep() {
   if (fsync(file_.get()) != 0) return errno;
   if (int const error = rename_file(temporary_, path_)) return error;

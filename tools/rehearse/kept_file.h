@@ -23,6 +23,9 @@ class KeptFile {
   // -1 without a file. Programs that are started from here inherit it.
   [[nodiscard]] int descriptor() const { return file_.get(); }
 
+  // Whether there is a file and anything has been written to it.
+  [[nodiscard]] bool is_written() const;
+
   // Gives the file its name, in place of one that has it. 0 or an errno.
   [[nodiscard]] int keep();
 

@@ -18,7 +18,7 @@ void count_items(Rehearsal const& rehearsal, Outline& outline) {
   visit_changes(rehearsal, [&](KeyChange const& change) {
     outline.keys.add(change.kind, change.keys);
     AreaItem const item = item_at(change.path);
-    if (!counted.emplace(item.path).second) return;
+    if (!item.is_one || !counted.emplace(item.path).second) return;
     AreaOutline& area = outline.areas[static_cast<size_t>(item.area)];
     bool const is_new = find_key(*rehearsal.before, item.path) == nullptr;
     bool const is_gone = find_key(*rehearsal.after, item.path) == nullptr;
@@ -34,7 +34,7 @@ size_t count_left_out(Rehearsal const& rehearsal) {
   std::set<std::string> told;
   size_t count = 0;
   for (Finding const& finding : rehearsal.findings) {
-    if (finding.severity == Severity::kNote) continue;
+    if (finding.severity != Severity::kLoss) continue;
     told.insert(finding.file);
     ++count;
   }
@@ -45,19 +45,27 @@ size_t count_left_out(Rehearsal const& rehearsal) {
   return count;
 }
 
+size_t count_warnings(Rehearsal const& rehearsal) {
+  return static_cast<size_t>(std::ranges::count_if(rehearsal.log, [](LogLine const& line) {
+    return line.is_trouble && line.message.starts_with("Warning");
+  }));
+}
+
 std::string verdict_of(Rehearsal const& rehearsal, Outline const& outline) {
   if (!rehearsal.result) return "the run did not come to its end";
+  bool const same = outline.can_compare && outline.keys.all() == 0;
   if (*rehearsal.result == kImported) {
-    std::string verdict = "imported";
-    if (rehearsal.before && rehearsal.after && outline.keys.all() == 0) {
-      verdict += ", nothing would change";
+    std::string verdict = same ? "imported, nothing would change" : "imported";
+    if (outline.left_out > 0) {
+      verdict += ", " + counted(outline.left_out, "item", "items") + " left out or altered";
     }
-    if (outline.left_out == 0) return verdict;
-    return verdict + ", " + counted(outline.left_out, "item", "items") + " left out or altered";
+    if (outline.warnings > 0)
+      verdict += ", with " + counted(outline.warnings, "warning", "warnings");
+    return verdict;
   }
-  if (!rehearsal.before || !rehearsal.after) return "not imported";
-  return outline.keys.all() == 0 ? "not imported, the store is as it was"
-                                 : "not imported, but the store is not as it was";
+  if (!outline.can_compare) return "not imported";
+  return same ? "not imported, the store is as it was"
+              : "not imported, but the store is not as it was";
 }
 
 std::vector<std::string> remarks_of(Rehearsal const& rehearsal) {
@@ -85,11 +93,14 @@ void ChangeCounts::add(ChangeKind kind, size_t count) {
 
 Outline outline_of(Rehearsal const& rehearsal) {
   Outline outline;
+  outline.can_compare = rehearsal.before && rehearsal.after;
   count_items(rehearsal, outline);
   outline.left_out = count_left_out(rehearsal);
+  outline.warnings = count_warnings(rehearsal);
   outline.verdict = verdict_of(rehearsal, outline);
   outline.remarks = remarks_of(rehearsal);
-  outline.is_good = rehearsal.result == kImported && outline.left_out == 0;
+  outline.is_good = rehearsal.result == kImported && rehearsal.not_examined.empty() &&
+                    outline.left_out == 0 && outline.warnings == 0;
   return outline;
 }
 

@@ -33,9 +33,11 @@ struct AreaOutline {
 struct Outline {
   std::string verdict;               // "imported, 2 items left out or altered"
   std::vector<std::string> remarks;  // on the verdict, in words; visible characters alone
-  bool is_good = false;              // everything of the package arrives
-  // The findings of losses, and the files with errors in the run's log of which no finding told.
+  bool is_good = false;              // everything of the package arrives as it is
+  bool can_compare = false;          // there are two stores
+  // The findings of losses, and the files with errors in the run's log of which none told.
   size_t left_out = 0;
+  size_t warnings = 0;  // of the run: what it has altered
   ChangeCounts keys;
   std::array<AreaOutline, std::size(kAreas)> areas;  // in the order of Area
 };

@@ -6,6 +6,7 @@
 
 #include <string.h>
 
+#include <algorithm>
 #include <string_view>
 
 namespace zeva {
@@ -38,6 +39,12 @@ void add_store(Key const& root, std::string& bytes) {
   walk(root, enter, [&](Key const&) { --depth; });
 }
 
+// For reading, in which the order of an object's members does not count: finding one in an ordered
+// object costs a look at all others.
+using PlanJson = nlohmann::json;
+
+constexpr int kDeepest = 8;  // of what a plan holds in one another; more is none
+
 // Takes the lines of a plan one by one and its members by their types; what is not as it must be
 // makes the plan a damaged one.
 class PlanReader {
@@ -46,20 +53,30 @@ class PlanReader {
 
   [[nodiscard]] bool is_good() const { return good_; }
 
-  Json line() {
-    size_t const end = rest_.find('\n');
-    if (end == rest_.npos) return fail();
-    Json json = Json::parse(rest_.substr(0, end), nullptr, false);
-    rest_.remove_prefix(end + 1);
-    return json.is_object() ? json : fail();
+  PlanJson line() {
+    std::string_view const text = skip_line();
+    auto const is_shallow = [](int depth, PlanJson::parse_event_t, PlanJson&) {
+      return depth <= kDeepest;
+    };
+    PlanJson json = PlanJson::parse(text, is_shallow, false);
+    if (!json.is_object()) json = fail();
+    return json;
   }
 
-  Json member(Json const& object, char const* name) {
+  std::string_view skip_line() {
+    size_t const end = rest_.find('\n');
+    if (end == rest_.npos) fail();
+    std::string_view const line = rest_.substr(0, end);
+    rest_.remove_prefix(std::min(rest_.size(), line.size() + 1));
+    return line;
+  }
+
+  PlanJson const& member(PlanJson const& object, char const* name) {
     auto const found = object.find(name);
     return found != object.end() ? *found : fail();
   }
 
-  std::string text(Json const& json) {
+  std::string text(PlanJson const& json) {
     std::string bytes;
     if (json.is_string()) return json.get<std::string>();
     if (!json.is_object() || !json.contains("hex") || !json["hex"].is_string() ||
@@ -69,12 +86,12 @@ class PlanReader {
     return bytes;
   }
 
-  uint64_t number(Json const& json) {
+  uint64_t number(PlanJson const& json) {
     if (!json.is_number_unsigned()) fail();
     return good_ ? json.get<uint64_t>() : 0;
   }
 
-  bool flag(Json const& json) {
+  bool flag(PlanJson const& json) {
     if (!json.is_boolean()) fail();
     return good_ && json.get<bool>();
   }
@@ -84,7 +101,7 @@ class PlanReader {
     auto root = std::make_unique<Key>();
     std::vector<Key*> path;
     for (uint64_t i = 0; good_ && i < keys; ++i) {
-      Json const json = line();
+      PlanJson const json = line();
       uint64_t const depth = number(member(json, "depth"));
       if (depth > path.size() || (depth == 0) != path.empty()) fail();
       if (!good_) break;
@@ -99,14 +116,15 @@ class PlanReader {
   [[nodiscard]] bool at_end() const { return rest_.empty(); }
 
  private:
-  Json fail() {
+  PlanJson const& fail() {
+    static PlanJson const empty = PlanJson::object();
     good_ = false;
-    return Json::object();
+    return empty;
   }
 
-  void values(Json const& list, Key& key) {
+  void values(PlanJson const& list, Key& key) {
     if (!list.is_array()) fail();
-    for (Json const& value : list) {
+    for (PlanJson const& value : list) {
       if (!value.is_array() || value.size() != 3) fail();
       if (!good_) return;
       std::string const name = text(value[0]);
@@ -146,7 +164,7 @@ std::optional<std::string> read_plan(std::string const& path, Plan& plan) {
   std::string bytes;
   if (int const error = read_file(path, bytes)) return strerror(error);
   PlanReader reader(bytes);
-  Json const head = reader.line();
+  PlanJson const head = reader.line();
   uint64_t const version = reader.number(reader.member(head, "format_version"));
   if (!reader.is_good()) return kDamaged;
   if (version != kFormatVersion) {
@@ -156,14 +174,14 @@ std::optional<std::string> read_plan(std::string const& path, Plan& plan) {
   plan.package = text("package");
   plan.is_folder = reader.flag(reader.member(head, "is_folder"));
   plan.home = text("home");
-  for (Json const& key : reader.member(head, "masked")) plan.masked.push_back(reader.text(key));
+  for (PlanJson const& key : reader.member(head, "masked")) plan.masked.push_back(reader.text(key));
   bool const has_salt = from_hex(text("salt"), plan.salt);
   plan.package_sha256 = text("package_sha256");
   plan.before_sha256 = text("before_sha256");
   plan.after_sha256 = text("after_sha256");
   uint64_t const before = reader.number(reader.member(head, "before_keys"));
   uint64_t const after = reader.number(reader.member(head, "after_keys"));
-  (void)reader.line();  // the report, for people and programs
+  (void)reader.skip_line();  // the report, for people and programs
   plan.before = reader.store(before);
   plan.after = reader.store(after);
   if (!reader.is_good() || !has_salt || !reader.at_end()) return kDamaged;

@@ -15,6 +15,7 @@
 #include "real_paths.h"
 #include "regserver_control.h"
 #include "rehearsal_home.h"
+#include "results.h"
 #include "sandbox.h"
 #include "secrets.h"
 #include "store_copy.h"
@@ -136,7 +137,10 @@ void load_stores(LoadedStore before, RehearsalHome const& home, Rehearsal& rehea
   for (auto const* store : {&before, &after}) {
     for (std::string const& note : store->notes) rehearsal.notes.push_back(note);
     // A run that ended before its server was started leaves no store where there was none.
-    if (!store->root && !store->absent) rehearsal.notes.push_back(store->failure);
+    bool const may_be_absent = !rehearsal.had_store && rehearsal.result != kImported;
+    if (!store->root && !(store->absent && may_be_absent)) {
+      rehearsal.notes.push_back(store->failure);
+    }
   }
   if (before.root) rehearsal.before_sha256 = store_digest(*before.root);
   if (after.root) rehearsal.after_sha256 = store_digest(*after.root);
@@ -173,6 +177,16 @@ void mask_secrets(Secrets& secrets, std::string const& salt, Rehearsal& rehearsa
   for (LogLine& line : rehearsal.log) line.message = secrets.hide(line.message);
   hide_secrets(secrets, rehearsal.findings);
   for (std::string& note : rehearsal.notes) note = secrets.hide(note);
+  rehearsal.not_examined = secrets.hide(rehearsal.not_examined);
+}
+
+// A misspelt path would mask nothing.
+void complain_of_missing_keys(RehearsalOptions const& options, Rehearsal const& rehearsal) {
+  for (std::string const& key : options.masked) {
+    bool const is_there = (rehearsal.before && find_key(*rehearsal.before, key) != nullptr) ||
+                          (rehearsal.after && find_key(*rehearsal.after, key) != nullptr);
+    if (!is_there) complain(key, "is no key of the store: --mask has masked nothing there");
+  }
 }
 
 // Writes what --valid and --verify ask for; what went wrong, nothing if nothing did. Takes the
@@ -180,6 +194,7 @@ void mask_secrets(Secrets& secrets, std::string const& salt, Rehearsal& rehearsa
 std::optional<std::string> keep_plan(RehearsalSubject const& subject,
                                      RehearsalOptions const& options, std::string const& salt,
                                      Rehearsal& rehearsal) {
+  if (rehearsal.result != kImported) return "the run has failed";
   if (!rehearsal.before || !rehearsal.after) return "there are no two stores to compare";
   rehearsal.log.clear();
   std::ostringstream report;
@@ -202,6 +217,9 @@ std::optional<std::string> keep_plan(RehearsalSubject const& subject,
 int exit_status(int status, Rehearsal const& rehearsal, RehearsalOptions const& options) {
   if (!options.exit_code || status != 0) return status;
   Outline const outline = outline_of(rehearsal);
+  if (!outline.can_compare || !rehearsal.not_examined.empty()) {
+    return complain("no exit code", "what would change, or what is left out, cannot be told");
+  }
   if (outline.left_out > 0) return kChangesWithLosses;
   return outline.keys.all() > 0 ? kChanges : kNothingChanges;
 }
@@ -243,6 +261,7 @@ int rehearse(RehearsalSubject const& subject, RehearsalOptions const& options) {
     return complain("secrets cannot be masked", "the system has no random bytes to give");
   }
   mask_secrets(secrets, salt, rehearsal);
+  complain_of_missing_keys(options, rehearsal);
 
   if (options.json) {
     report_json(rehearsal, options.scope, isatty(STDOUT_FILENO) == 1, std::cout);
@@ -258,7 +277,9 @@ int rehearse(RehearsalSubject const& subject, RehearsalOptions const& options) {
   int const status = exit_status(done.exit_status, rehearsal, options);
   if (subject.plan < 0) return status;
   auto const failure = keep_plan(subject, options, salt, rehearsal);
-  return failure ? complain("the plan cannot be kept", *failure) : status;
+  if (!failure) return status;
+  complain("the plan is not kept", *failure);
+  return status != 0 ? status : kFailed;
 }
 
 int check(RehearsalSubject const& subject, RehearsalOptions const& options) {

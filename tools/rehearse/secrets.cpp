@@ -59,15 +59,20 @@ bool Secrets::is_secret_name(std::string_view name) {
 }
 
 bool Secrets::covers(std::string_view path, std::string_view name) const {
-  return is_secret_name(name) || std::ranges::any_of(prefixes_, [&](std::string const& prefix) {
+  std::string_view const telling = name.empty() ? path.substr(path.rfind('\\') + 1) : name;
+  return is_secret_name(telling) || std::ranges::any_of(prefixes_, [&](std::string const& prefix) {
            return is_or_is_below(path, prefix);
          });
 }
 
 void Secrets::learn(std::string_view secret) {
-  if (secret.size() < kShortest) return;
-  known_.emplace(secret);
-  lengths_[std::string(secret.substr(0, kShortest))].insert(secret.size());
+  for (std::string_view rest = secret; !rest.empty();) {
+    std::string_view const line = rest.substr(0, rest.find_first_of("\r\n"));
+    if (line.size() >= kShortest) known_.emplace(line);
+    rest.remove_prefix(std::min(rest.size(), line.size() + 1));
+  }
+  if (secret.size() >= kShortest) known_.emplace(secret);
+  index_.clear();
 }
 
 void Secrets::learn(Key const& root) {
@@ -80,19 +85,33 @@ void Secrets::learn(Key const& root) {
   });
 }
 
-size_t Secrets::secret_at(std::string_view text) const {
-  if (text.size() < kShortest) return 0;
-  auto const lengths = lengths_.find(std::string(text.substr(0, kShortest)));
-  if (lengths == lengths_.end()) return 0;
-  for (size_t const length : lengths->second) {
-    if (length <= text.size() && known_.contains(std::string(text.substr(0, length))))
-      return length;
+void Secrets::index() const {
+  if (!index_.empty()) return;
+  index_.reserve(known_.size());
+  for (std::string const& secret : known_) {
+    size_t within = index_.empty() ? kNone : index_.size() - 1;
+    while (within != kNone && !secret.starts_with(index_[within].text)) {
+      within = index_[within].within;
+    }
+    index_.push_back({secret, within});
   }
-  return 0;
+}
+
+// The last one in order that is not behind the text begins with every secret that the text begins
+// with; so it is that one or one of those within it.
+size_t Secrets::secret_at(std::string_view text) const {
+  auto const behind = std::ranges::upper_bound(index_, text, {}, &Known::text);
+  if (behind == index_.begin()) return 0;
+  size_t place = static_cast<size_t>(behind - index_.begin()) - 1;
+  std::string_view const last = index_[place].text;
+  auto const same = static_cast<size_t>(std::ranges::mismatch(last, text).in1 - last.begin());
+  while (place != kNone && index_[place].text.size() > same) place = index_[place].within;
+  return place == kNone ? 0 : index_[place].text.size();
 }
 
 std::string Secrets::hide(std::string_view text) const {
   if (known_.empty()) return std::string(text);
+  index();
   std::string shown;
   while (!text.empty()) {
     size_t const length = secret_at(text);

@@ -7,12 +7,12 @@
 
 #include "tree.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <set>
 #include <string>
 #include <string_view>
-#include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 namespace zeva {
@@ -28,9 +28,13 @@ class Secrets {
   // True for "Password", "proxy_passwd", "ApiKey2"; not for "PasswordProtected", which is a
   // setting.
   [[nodiscard]] static bool is_secret_name(std::string_view name);
+  // A value without a name of its own goes by that of its key.
   [[nodiscard]] bool covers(std::string_view path, std::string_view name) const;
+  // Whether keys were named beside the names of values.
+  [[nodiscard]] bool has_prefixes() const { return !prefixes_.empty(); }
 
-  // Remembers a secret for hide(). One of less than four bytes is not: it may be part of any word.
+  // Remembers a secret for hide(), and each line of it. One of less than four bytes is not: it may
+  // be part of any word.
   void learn(std::string_view secret);
   // Remembers the values of a store that are secret.
   void learn(Key const& root);
@@ -43,13 +47,19 @@ class Secrets {
   void mask(Key& root, std::string_view salt) const;
 
  private:
+  struct Known {
+    std::string_view text;
+    size_t within;  // place of the longest of the others that this one begins with; kNone
+  };
+  static constexpr size_t kNone = SIZE_MAX;
+
+  void index() const;
   // The length of the longest secret that a text begins with; 0 when there is none.
   [[nodiscard]] size_t secret_at(std::string_view text) const;
 
   std::vector<std::string> prefixes_;
-  std::unordered_set<std::string> known_;
-  // How long those are that begin with the same four bytes.
-  std::unordered_map<std::string, std::set<size_t, std::greater<>>> lengths_;
+  std::set<std::string, std::less<>> known_;
+  mutable std::vector<Known> index_;  // of known_, in its order; empty until it is needed
 };
 
 }  // namespace zeva

@@ -3,6 +3,7 @@
 #include "change_text.h"
 #include "finding_report.h"
 #include "printable.h"
+#include "results.h"
 
 #include <algorithm>
 #include <ostream>
@@ -40,14 +41,15 @@ class TextReport {
 
  private:
   void write_verdict() {
-    put(outline_.is_good ? kGreen : kRed, "Verdict: " + outline_.verdict);
+    bool const is_imported = rehearsal_.result == kImported;
+    put(outline_.is_good ? kGreen : is_imported ? kYellow : kRed, "Verdict: " + outline_.verdict);
     for (std::string const& remark : outline_.remarks) put(kNoColour, "  " + remark);
   }
 
   void write_areas() {
     heading("Areas");
-    if (!rehearsal_.before || !rehearsal_.after) put(kNoColour, "  the stores cannot be compared");
-    for (size_t i = 0; rehearsal_.before && rehearsal_.after && i < outline_.areas.size(); ++i) {
+    if (!outline_.can_compare) put(kNoColour, "  the stores cannot be compared");
+    for (size_t i = 0; outline_.can_compare && i < outline_.areas.size(); ++i) {
       AreaOutline const& area = outline_.areas[i];
       put(kNoColour, std::string("  ") + kAreas[i].title + ": " + in_words(area.items));
       size_t const named = style_.detail == Detail::kSummary
@@ -83,6 +85,7 @@ class TextReport {
   }
 
   void write_changes() {
+    if (!outline_.can_compare) return;
     heading("Changes in the store: " + count_keys(outline_));
     size_t const hidden = visit_by_area(
         rehearsal_, scope_,

@@ -120,13 +120,14 @@ int start_and_keep(std::optional<std::string> const& home, std::string const& pa
   Kept files;
   for (size_t i = 0; i < files.size(); ++i) {
     int const error = names[i].empty() ? 0 : files[i].make(names[i]);
-    if (error == EEXIST) return zeva::complain(names[i], "is no regular file");
+    if (error == EEXIST) return zeva::complain(names[i], "is no file that could be replaced");
     if (error != 0) return zeva::complain(names[i], strerror(error));
   }
   int const status = start(home, package, files, line, mask);
   if (!is_of_report(status)) return status;
   for (size_t i = 0; i < files.size(); ++i) {
-    int const error = names[i].empty() ? 0 : files[i].keep();
+    // There is no plan of a run that failed.
+    int const error = files[i].is_written() ? files[i].keep() : 0;
     if (error != 0) return zeva::complain(names[i], strerror(error));
   }
   return status;
@@ -154,7 +155,15 @@ class CommandLine {
 
   std::optional<int> parse(int argc, char** argv) {
     if (auto const status = zeva::parse_command_line(app_, argc, argv)) return status;
-    if (!package.empty() || !plan_to_check.empty() || !plan_to_verify.empty()) return std::nullopt;
+    bool const has_plan = app_.count("--valid") + app_.count("--verify") > 0;
+    for (char const* const option : {"--json", "--check", "--summary", "--names", "--only", "--key",
+                                     "--mask", "--exit-code", "--html", "--save"}) {
+      if (!has_plan || app_.count(option) == 0) continue;
+      zeva::complain(option,
+                     "does not go with --valid and --verify, which run nothing; see --help");
+      return zeva::kWrongUsage;
+    }
+    if (has_plan || !package.empty()) return std::nullopt;
     zeva::complain("PKG is required", "see --help");
     return zeva::kWrongUsage;
   }
@@ -219,12 +228,16 @@ class CommandLine {
                                   "do not run: are the package (PKG, if given) and\n"
                                   "the store still those of this plan?");
     auto* verify = app_.add_option("--verify", plan_to_verify,
-                                   "do not run: has the store become what this plan says?");
-    auto* check = app_.get_option("--check");
-    for (CLI::Option* const kept_file : {html, save}) kept_file->excludes(check);
-    valid->excludes(html, save, verify, check);
-    verify->excludes(html, save, check);
-    for (CLI::Option* const option : {html, save, valid, verify}) option->option_text("FILE");
+                                   "do not run: has the store become what this\nplan says?");
+    valid->excludes(verify);
+    for (CLI::Option* const kept_file : {html, save}) {
+      kept_file->excludes(app_.get_option("--check"));
+    }
+    for (CLI::Option* const option : {html, save, valid, verify}) {
+      option->option_text("FILE")->check([](std::string const& name) {
+        return name.empty() ? std::string("no file is named") : std::string();
+      });
+    }
   }
 
   static std::vector<std::string> area_ids() {
@@ -234,8 +247,9 @@ class CommandLine {
   }
 
   CLI::App app_{
-      "Shows what the migration of a package would do to a home's policy store: the real\n"
-      "tool runs in a sandbox, in a copy that is thrown away. The home is only read."};
+      "Shows what the migration of a package would do to a home's policy store: the\n"
+      "real tool runs in a sandbox, in a copy that is thrown away. The home is only\n"
+      "read."};
 };
 
 // In the sandbox: what start() has put before the command line, and that.
