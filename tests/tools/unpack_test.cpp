@@ -83,14 +83,29 @@ TEST_F(Unpack, AHostilePackageGetsNoFurtherThanItsFolder) {
   }
 }
 
+// 6 MB of zeros in the method that gzip had before its own: the codes 0, 257 to 510, each for one
+// zero more than the code before, and 256, from which all begins again.
+std::string old_zeros() {
+  std::string round(9 * 256 / 8, '\0');
+  for (size_t i = 0; i < 256; ++i) {
+    size_t const code = i == 0 ? 0 : i == 255 ? 256 : 256 + i;
+    round[i * 9 / 8] = static_cast<char>(round[i * 9 / 8] | code << i * 9 % 8);
+    round[i * 9 / 8 + 1] = static_cast<char>(code >> (8 - i * 9 % 8));
+  }
+  std::string file = "\x1f\x9d\x90";
+  for (int i = 0; i < 200; ++i) file += round;
+  return file;
+}
+
 TEST_F(Unpack, WhatCannotBeOpenedLeavesNothingBehind) {
+  work_.write("old", old_zeros());
   work_.write("in/misc.txt", std::string(8 << 20, '\0'));
   work_.write("full/file", "keep");
   ASSERT_EQ(sh(PACK " in pkg; ln -s in link; mkdir empty; mkfifo fifo; cd in; tar -czf ../up -P "
                     "../full; tar -czf ../end misc.txt; cd ..; head -c 5000 end > short; cp end "
                     "bent; printf x | dd of=bent bs=1 seek=$(($(stat -c %s end) - 6)) "
-                    "conv=notrunc; for f "
-                    "in up short bent; do encipher $f; done")
+                    "conv=notrunc; : | gzip | cat - old > two; "
+                    "for f in up short bent two; do encipher $f; done")
                 .exit_status,
             0);
   std::string const small = "bwrap --dev-bind / / --size 4194304 --tmpfs /mnt " UNPACK;
@@ -108,14 +123,17 @@ TEST_F(Unpack, WhatCannotBeOpenedLeavesNothingBehind) {
            Case{UNPACK " end out",
                 "end: is no settings package, or one of another key: what it holds is no gzip "
                 "archive"},
-           Case{UNPACK " short out", "short: is damaged: it ends too early"},
-           Case{UNPACK " bent out", "bent: is damaged"},
+           Case{UNPACK " short out",
+                "short: cannot be unpacked: gzip: stdin: unexpected end of file"},
+           Case{UNPACK " bent out",
+                "bent: cannot be unpacked: gzip: stdin: invalid compressed data--crc error"},
            Case{UNPACK " up out",
                 "up: cannot be unpacked: tar: Removing leading `../' from member names"},
            Case{UNPACK " pkg full", "full: is not empty; name another folder"},
            Case{UNPACK " pkg link/", "link: is no folder"},
            Case{UNPACK " pkg key/out", "key/out: cannot be made: Not a directory"},
            Case{small + " pkg /mnt/out", "pkg: holds more than the disk has room for"},
+           Case{small + " two /mnt/out", "two: holds more than the disk has room for"},
            Case{UNPACK " pkg empty", "pkg: interrupted", 128 + SIGTERM, "tar",
                 "kill -TERM $PPID; sleep 600"},
            Case{UNPACK " pkg empty", "empty/md5.sum: interrupted", 128 + SIGINT, "md5sum",
