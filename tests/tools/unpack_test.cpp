@@ -66,8 +66,9 @@ TEST_F(Unpack, AHostilePackageGetsNoFurtherThanItsFolder) {
                 here + "x: is listed in md5.sum and is not there\n"},
            Case{"list misc.txt $PWD/key", here + "md5.sum: lists " + (work_ / "key") +
                                               ", outside of the package; not followed\n"},
-           Case{"echo > in/md5.sum",
-                here + "md5.sum: md5sum: md5.sum: no properly formatted checksum lines found\n"},
+           Case{"echo > in/md5.sum; ln -s misc.txt in/link",
+                here + "link: is a link" + no_file + here +
+                    "md5.sum: md5sum: md5.sum: no properly formatted checksum lines found\n"},
            Case{"mkdir in/md5.sum", here + "md5.sum: is missing; zeva-pack makes one\n", 3,
                 "600 ./misc.txt\n700 .\n700 ./md5.sum\n"},
            Case{"list misc.txt; truncate -s 17G in/misc.txt",

@@ -41,11 +41,11 @@ constexpr off_t kLargestList = off_t{256} << 20;
 struct Export {
   std::string made;
   std::string place;
-  bool is_whole = true;
+  int reports = 0;
 
   void report(std::string const& name, std::string const& what) {
     zeva::complain(place + "/" + name, what);
-    is_whole = false;
+    ++reports;
   }
 };
 
@@ -139,21 +139,21 @@ void check_sums(Export& made) {
     made.report(zeva::kChecksumFile, "is missing; zeva-pack makes one");
     return;
   }
+  int const before = made.reports;
   if (!may_be_followed(file, made)) return;
   zeva::CommandResult const done =
       zeva::run_command({{"md5sum", "--quiet", "--check", zeva::kChecksumFile}, made.made, {}});
   if (done.succeeded()) return;
   constexpr std::string_view kChanged = ": FAILED";
   std::istringstream lines(done.output);
-  bool is_said = false;
   for (std::string line; std::getline(lines, line);) {
     if (line.ends_with(kChanged)) {
       line.resize(line.size() - kChanged.size());
       made.report(line, "does not have the checksum that md5.sum says");
-      is_said = true;
     }
   }
-  if (!is_said && made.is_whole) made.report(zeva::kChecksumFile, done.explanation());
+  // A missing file has been named before.
+  if (made.reports == before || done.not_run) made.report(zeva::kChecksumFile, done.explanation());
 }
 
 // Where the export is to be, from the root; none, with a complaint made, if nothing may be there.
@@ -200,7 +200,7 @@ int run(std::string const& package, std::string const& folder) {
   if (rename(made.made.c_str(), place->c_str()) != 0) {
     return zeva::complain(folder, std::string("cannot be made: ") + strerror(errno));
   }
-  return made.is_whole ? 0 : kNotWhole;
+  return made.reports == 0 ? 0 : kNotWhole;
 }
 
 }  // namespace
