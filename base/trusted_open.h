@@ -1,5 +1,6 @@
 // Opening a file whose place somebody else may have a hand in: the console's user owns the web
-// tree, and anybody may have prepared the folder that a log was asked for in.
+// tree, and anybody may have prepared the folder that a log was asked for in. And telling whether
+// somebody has.
 //
 // Usable in a signal handler and after a jump out of one: no heap, no locks.
 #pragma once
@@ -23,5 +24,9 @@ enum class Links {
 
 // Whether this user or root has made what has this owner.
 [[nodiscard]] bool is_trusted_owner(uid_t owner);
+
+// Whether others can make no names in the folder, or with `enough` S_ISVTX, as in /tmp, replace
+// none.
+[[nodiscard]] bool is_closed_folder(char const* path, mode_t enough);
 
 }  // namespace zeva

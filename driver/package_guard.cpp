@@ -98,12 +98,8 @@ class Way {
     return std::string(target, length < 0 ? 0 : static_cast<size_t>(length));
   }
 
-  // Whether others can make no names in a folder, or with S_ISVTX, as in /tmp, replace none.
   [[nodiscard]] bool is_closed(std::string const& path, mode_t enough) const {
-    struct stat status;
-    if (path == folder_) return true;
-    if (lstat(path.c_str(), &status) != 0 || !is_trusted_owner(status.st_uid)) return false;
-    return (status.st_mode & (S_IWGRP | S_IWOTH)) == 0 || (status.st_mode & enough) != 0;
+    return path == folder_ || is_closed_folder(path.c_str(), enough);
   }
 
   std::string const folder_;

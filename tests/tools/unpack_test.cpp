@@ -102,7 +102,8 @@ TEST_F(Unpack, WhatCannotBeOpenedLeavesNothingBehind) {
   work_.write("old", old_zeros());
   work_.write("in/misc.txt", std::string(8 << 20, '\0'));
   work_.write("full/file", "keep");
-  ASSERT_EQ(sh(PACK " in pkg; ln -s in link; mkdir empty; mkfifo fifo; cd in; tar -czf ../up -P "
+  ASSERT_EQ(sh(PACK " in pkg; ln -s in link; mkdir -p empty open/mine; chmod 775 open; mkfifo "
+                    "fifo; cd in; tar -czf ../up -P "
                     "../full; tar -czf ../end misc.txt; cd ..; head -c 5000 end > short; cp end "
                     "bent; printf x | dd of=bent bs=1 seek=$(($(stat -c %s end) - 6)) "
                     "conv=notrunc; : | gzip | cat - old > two; "
@@ -133,6 +134,8 @@ TEST_F(Unpack, WhatCannotBeOpenedLeavesNothingBehind) {
            Case{UNPACK " pkg full", "full: is not empty; name another folder"},
            Case{UNPACK " pkg link/", "link: is no folder"},
            Case{UNPACK " pkg key/out", "key/out: cannot be made: Not a directory"},
+           Case{UNPACK " pkg open/mine/out",
+                "cannot be made: other users can change what is in " + (work_ / "open")},
            Case{small + " pkg /mnt/out", "pkg: holds more than the disk has room for"},
            Case{small + " two /mnt/out", "two: holds more than the disk has room for"},
            Case{UNPACK " pkg empty", "pkg: interrupted", 128 + SIGTERM, "tar",

@@ -11,6 +11,7 @@
 #include "package_names.h"
 #include "private_folder.h"
 #include "tool.h"
+#include "trusted_open.h"
 #include "unpacking.h"
 
 #include <errno.h>
@@ -156,6 +157,16 @@ void check_sums(Export& made) {
   if (made.reports == before || done.not_run) made.report(zeva::kChecksumFile, done.explanation());
 }
 
+// A folder on the way to the place in which others can put something else, so that it leads where
+// they want while the export is made; none if all of them are closed. The root folder is not asked
+// about.
+std::optional<fs::path> open_folder_above(fs::path const& place) {
+  fs::path folder = place.parent_path();
+  while (folder.has_relative_path() && zeva::is_closed_folder(folder.c_str(), S_ISVTX))
+    folder = folder.parent_path();
+  return folder.has_relative_path() ? std::optional(folder) : std::nullopt;
+}
+
 // Where the export is to be, from the root; none, with a complaint made, if nothing may be there.
 std::optional<fs::path> place_for(std::string name) {
   while (name.size() > 1 && name.ends_with('/')) name.pop_back();
@@ -173,8 +184,11 @@ std::optional<fs::path> place_for(std::string name) {
                        ? fs::canonical(path, failure)
                        : fs::canonical(path.has_parent_path() ? path.parent_path() : ".", failure) /
                              path.filename();
-  if (!failure) return place;
-  zeva::complain(name, "cannot be made: " + failure.message());
+  auto const open = failure ? std::nullopt : open_folder_above(place);
+  if (!failure && !open) return place;
+  zeva::complain(
+      name, "cannot be made: " +
+                (open ? "other users can change what is in " + open->native() : failure.message()));
   return std::nullopt;
 }
 
