@@ -8,6 +8,7 @@
 #include "checksum_list.h"
 #include "command.h"
 #include "export_file.h"
+#include "files.h"
 #include "package_names.h"
 #include "private_folder.h"
 #include "tool.h"
@@ -15,6 +16,7 @@
 #include "unpacking.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <fts.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -167,19 +169,34 @@ std::optional<fs::path> open_folder_above(fs::path const& place) {
   return folder.has_relative_path() ? std::optional(folder) : std::nullopt;
 }
 
+bool is_mount_point(std::string const& folder) {
+  struct statx info;
+  return statx(AT_FDCWD, folder.c_str(), AT_SYMLINK_NOFOLLOW, 0, &info) == 0 &&
+         (info.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
+}
+
+// Why what is there already cannot give way to the export, if it cannot.
+std::optional<std::string> why_it_stays(std::string const& name) {
+  std::error_code failure;
+  if (!fs::is_directory(fs::symlink_status(name, failure))) return "is no folder";
+  bool const is_empty = fs::is_empty(name, failure);
+  if (failure) return "cannot be read: " + failure.message();
+  if (!is_empty) return "is not empty; name another folder";
+  if (fs::equivalent(name, ".", failure)) return "is where this command runs; name another folder";
+  if (is_mount_point(name)) return "is a mount point; name a folder in it";
+  return std::nullopt;
+}
+
 // Where the export is to be, from the root; none, with a complaint made, if nothing may be there.
 std::optional<fs::path> place_for(std::string name) {
   while (name.size() > 1 && name.ends_with('/')) name.pop_back();
+  fs::path const path = name;
   std::error_code failure;
-  fs::file_status const there = fs::symlink_status(name, failure);
-  bool const exists = fs::exists(there);
-  if (exists && (!fs::is_directory(there) || !fs::is_empty(name, failure))) {
-    zeva::complain(name, failure                   ? "cannot be read: " + failure.message()
-                         : fs::is_directory(there) ? "is not empty; name another folder"
-                                                   : "is no folder");
+  bool const exists = fs::exists(fs::symlink_status(path, failure));
+  if (auto const why = exists ? why_it_stays(name) : std::nullopt) {
+    zeva::complain(name, *why);
     return std::nullopt;
   }
-  fs::path const path = name;
   fs::path place = exists
                        ? fs::canonical(path, failure)
                        : fs::canonical(path.has_parent_path() ? path.parent_path() : ".", failure) /
@@ -203,6 +220,15 @@ bool unpack(std::string const& package, Export& made, zeva::PrivateFolder const&
   return zeva::signal_received() == 0;
 }
 
+// In the place of an empty folder or of nothing; nothing else gives way. The whole of it is on the
+// disk before it has its name. 0 or the error number.
+int put_in_place(Export const& made) {
+  zeva::Descriptor const folder(open(made.made.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!folder || syncfs(folder.get()) != 0) return errno;
+  int const error = zeva::rename_file(made.made, made.place);
+  return error != 0 ? error : zeva::sync_folder(fs::path(made.place).parent_path());
+}
+
 int run(std::string const& package, std::string const& folder) {
   auto const place = place_for(folder);
   if (!place) return zeva::kFailed;
@@ -210,9 +236,8 @@ int run(std::string const& package, std::string const& folder) {
   if (work.error()) return zeva::complain(folder, "cannot be made: " + *work.error());
   Export made{work / "export", *place};
   if (!unpack(package, made, work)) return zeva::kFailed;
-  // In the place of an empty folder or of nothing; nothing else gives way.
-  if (rename(made.made.c_str(), place->c_str()) != 0) {
-    return zeva::complain(folder, std::string("cannot be made: ") + strerror(errno));
+  if (int const error = put_in_place(made); error != 0) {
+    return zeva::complain(folder, std::string("cannot be made: ") + strerror(error));
   }
   return made.reports == 0 ? 0 : kNotWhole;
 }
