@@ -2,6 +2,7 @@
 
 #include "checksum_list.h"
 #include "descriptor.h"
+#include "package_limits.h"
 #include "package_names.h"
 #include "trusted_open.h"
 
@@ -34,10 +35,6 @@ std::string real_path(std::string path, bool keep_last) {
   std::string folder = resolved;
   return folder == "/" ? last : folder + last;
 }
-
-// md5sum reads what is listed to its end, and the list itself line by line.
-constexpr off_t kLargestFiles = off_t{16} << 30;
-constexpr off_t kLargestList = off_t{256} << 20;
 
 // Files of the kernel's own file systems pass for regular ones, but reading may wait for an event.
 bool is_of_the_kernel(char const* path) {
@@ -125,7 +122,7 @@ bool listed_files_are_safe(ChecksumList& list, std::string const& folder) {
     std::string path = name.starts_with('/') ? name : folder + "/" + name;
     bool is_input = name == "-";
     if (is_input || !way.is_settled(name) || !may_be_read(path.c_str(), size) ||
-        size > kLargestFiles - total)
+        size > kLargestExport - total)
       return false;
     total += size;
   }

@@ -3,8 +3,10 @@
 #include "command.h"
 #include "files.h"
 #include "package_key.h"
+#include "package_limits.h"
 
 #include <errno.h>
+#include <stdint.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -37,7 +39,7 @@ std::optional<std::string> run(Command const& command) {
 // command that tar calls, as others do not go on where it does: behind the first part of an archive
 // it takes further ones, of older methods too.
 std::optional<std::string> measure(std::string const& archive, uint64_t room, Tick const& tick) {
-  uint64_t const largest = std::min(room, kLargestExport);
+  uint64_t const largest = std::min(room, uint64_t{kLargestExport});
   std::string const one_more = std::to_string(largest + 1);
   CommandResult const done = run_command(
       {{"sh", "-c", "gzip -dc <\"$1\" | head -c \"$2\" | wc -c", "sh", archive, one_more},
@@ -45,8 +47,8 @@ std::optional<std::string> measure(std::string const& archive, uint64_t room, Ti
        tick});
   if (!done.succeeded()) return done.explanation();
   if (strtoull(done.output.c_str(), nullptr, 10) > largest) {
-    return room < kLargestExport ? "holds more than the disk has room for"
-                                 : "holds more than 16 GiB, which no migration takes";
+    return largest == room ? "holds more than the disk has room for"
+                           : "holds more than 16 GiB, which no migration takes";
   }
   // Of other damage tar has the last word: it is in what follows the export, perhaps.
   if (done.error.find("not in gzip format") == std::string::npos) return std::nullopt;

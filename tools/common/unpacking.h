@@ -1,21 +1,16 @@
 // Settings packages, opened for a tool as the migration opens them for itself.
 #pragma once
 
-#include <stdint.h>
-
 #include <functional>
 #include <optional>
 #include <string>
 
 namespace zeva {
 
-// The migration checks the sums of no larger export, and nobody has one.
-inline constexpr uint64_t kLargestExport = uint64_t{16} << 30;
-
 // Makes the folder `folder` and unpacks a package into it. `work` is a folder that nobody else can
 // enter; it holds the deciphered archive and the package key until this returns. Owners and set-id
 // bits that the archive names do not count. How much there is to unpack is looked at first: it must
-// be no more than kLargestExport, and fit on the disk.
+// be no more than a package may hold (package_limits.h), and fit on the disk.
 //
 // `go_on` is called now and then, about every second. Returns why the package cannot be unpacked,
 // nothing when it was; until then the folder may hold a part of it.

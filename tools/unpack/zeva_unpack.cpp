@@ -9,6 +9,7 @@
 #include "command.h"
 #include "export_file.h"
 #include "files.h"
+#include "package_limits.h"
 #include "package_names.h"
 #include "private_folder.h"
 #include "tool.h"
@@ -38,8 +39,6 @@ namespace {
 // The export is there, but something in it does not hold, or was left out.
 constexpr int kNotWhole = 3;
 
-constexpr off_t kLargestList = off_t{256} << 20;
-
 // An export on its way: where it is made, and where it will be.
 struct Export {
   std::string made;
@@ -68,7 +67,7 @@ std::optional<std::string> take_over(Export& made) {
   std::string top = made.made;
   char* const paths[] = {top.data(), nullptr};
   std::unique_ptr<FTS, CloseTree> const tree(fts_open(paths, FTS_PHYSICAL, nullptr));
-  uint64_t total = 0;
+  off_t total = 0;
   while (FTSENT const* entry = tree ? fts_read(tree.get()) : nullptr) {
     char const* const path = entry->fts_accpath;
     int failed = 0;
@@ -80,8 +79,9 @@ std::optional<std::string> take_over(Export& made) {
         break;
       case FTS_F:
         // A file with holes is larger than its archive.
-        total += static_cast<uint64_t>(entry->fts_statp->st_size);
-        if (total > zeva::kLargestExport) return "holds more than 16 GiB, which no migration takes";
+        if (entry->fts_statp->st_size > zeva::kLargestExport - total)
+          return "holds more than 16 GiB, which no migration takes";
+        total += entry->fts_statp->st_size;
         failed = chmod(path, 0600);
         break;
       case FTS_DNR:
@@ -113,8 +113,8 @@ bool stays_inside(std::string const& name) {
 // the export, or without end.
 bool may_be_followed(zeva::Descriptor const& file, Export& made) {
   struct stat info;
-  uint64_t total = 0;
-  if (fstat(file.get(), &info) != 0 || info.st_size > kLargestList) {
+  off_t total = 0;
+  if (fstat(file.get(), &info) != 0 || info.st_size > zeva::kLargestList) {
     made.report(zeva::kChecksumFile, "is too long to be followed");
     return false;
   }
@@ -126,12 +126,14 @@ bool may_be_followed(zeva::Descriptor const& file, Export& made) {
     }
     zeva::Descriptor const listed = zeva::open_export_file(made.made, name);
     if (!listed) made.report(name, "is listed in md5.sum and is not there");
-    if (listed && fstat(listed.get(), &info) == 0) total += static_cast<uint64_t>(info.st_size);
-    if (total > zeva::kLargestExport) {
+    if (!listed || fstat(listed.get(), &info) != 0) continue;
+    if (info.st_size > zeva::kLargestExport - total) {
       made.report(zeva::kChecksumFile, "lists more than 16 GiB, which no migration takes");
       return false;
     }
+    total += info.st_size;
   }
+  if (list.failed()) made.report(zeva::kChecksumFile, "cannot be read to its end");
   return !list.failed();
 }
 
