@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <optional>
 
 namespace zeva {
 namespace {
@@ -22,9 +23,9 @@ Descriptor open_to_read(std::string const& path) {
   return Descriptor(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
 }
 
-// What is wrong with a listed file, empty if nothing is. md5sum follows links and takes what it
+// What is wrong with a listed file, if anything is. md5sum follows links and takes what it
 // finds at the path; what could hold it up has been ruled out for the whole list.
-std::string trouble_with(std::string const& path, std::string const& sum) {
+std::optional<std::string> trouble_with(std::string const& path, std::string const& sum) {
   Descriptor const file = open_to_read(path);
   md5_ctx state;
   md5_init(&state);
@@ -43,7 +44,8 @@ std::string trouble_with(std::string const& path, std::string const& sum) {
   std::string wanted;
   (void)from_hex(sum, wanted);
   std::string_view const found(reinterpret_cast<char const*>(digest), sizeof digest);
-  return wanted == found ? "" : "its checksum " + to_hex(found) + " is not that of md5.sum";
+  if (wanted == found) return std::nullopt;
+  return "its checksum " + to_hex(found) + " is not that of md5.sum";
 }
 
 }  // namespace
@@ -64,7 +66,7 @@ std::set<std::string> check_checksums(std::string const& folder, std::function<v
     go_on();
     std::string const path = name.starts_with('/') ? name : folder + "/" + name;
     std::string const plain = std::filesystem::path(name).lexically_normal();
-    if (std::string const text = trouble_with(path, list.sum()); !text.empty()) report(plain, text);
+    if (auto const trouble = trouble_with(path, list.sum())) report(plain, *trouble);
     listed.insert(plain);
   }
   if (listed.empty() || list.failed()) {

@@ -23,6 +23,7 @@
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
+#include <optional>
 #include <set>
 
 namespace fs = std::filesystem;
@@ -41,9 +42,10 @@ bool is_ours(struct stat const& file) {
   return file.st_uid == geteuid();
 }
 
-// What stands in the way of writing in a folder; empty if nothing does.
-std::string why_not_writable(std::string const& folder) {
-  return faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0 ? "" : strerror(errno);
+// What stands in the way of writing in a folder, if anything does.
+std::optional<std::string> why_not_writable(std::string const& folder) {
+  if (faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0) return std::nullopt;
+  return strerror(errno);
 }
 
 void look_at_folders(std::string const& home, Findings& findings) {
@@ -61,12 +63,12 @@ void look_at_folders(std::string const& home, Findings& findings) {
         Folder{home + "/xhtml/en/download", "the result for the console", Severity::kNote},
         Folder{fs::current_path(failure), "the run log, if the run is started here",
                Severity::kNote}}) {
-    std::string const why = why_not_writable(folder.path);
+    auto const why = why_not_writable(folder.path);
     bool const told = std::ranges::find(findings, folder.path, &Finding::file) != findings.end();
-    if (why.empty() || told) continue;
+    if (!why || told) continue;
     findings.push_back(
         {"not-writable", folder.path, "", "",
-         "cannot be written by this user, as " + std::string(folder.use) + " must be: " + why});
+         "cannot be written by this user, as " + std::string(folder.use) + " must be: " + *why});
     findings.back().severity = folder.severity;
   }
 }
