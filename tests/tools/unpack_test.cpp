@@ -102,18 +102,14 @@ TEST_F(Unpack, WhatCannotBeOpenedLeavesNothingBehind) {
   work_.write("old", old_zeros());
   work_.write("in/misc.txt", std::string(8 << 20, '\0'));
   work_.write("full/file", "keep");
-  ASSERT_EQ(
-      sh(PACK " in pkg; ln -s in link; mkdir -p empty open/mine; chmod 775 open; mkfifo "
-              "fifo; cd in; tar -czf ../up -P "
-              "../full; tar -czf ../end misc.txt; cd ..; head -c 5000 end > short; cp end "
-              "bent; printf x | dd of=bent bs=1 seek=$(($(stat -c %s end) - 6)) "
-              "conv=notrunc; : | gzip | cat - old > two; "
-              "mkdir t; cd t; d=$(printf '%0250d/' $(seq 15)); for i in $(seq 19); do "
-              "mkdir -p $p$d; ln -s $d ${p}L; echo $p$d; echo ${p}L; p=${p}L/; done > ../names; "
-              "tar -czf ../deep --no-recursion -T ../names; cd ..; rm -r t; "
-              "for f in up short bent two deep; do encipher $f; done")
-          .exit_status,
-      0);
+  char const* const script = PACK
+      " in pkg; ln -s in link; mkdir -p empty open/mine; chmod 775 open; mkfifo fifo; cd in; "
+      "tar -czf ../up -P ../full; tar -czf ../end misc.txt; cd ..; head -c 5000 end > short; "
+      ": | gzip | cat - old > two; mkdir t; cd t; d=$(printf '%0250d/' $(seq 15)); "
+      "for i in $(seq 19); do mkdir -p $p$d; ln -s $d ${p}L; echo $p$d; echo ${p}L; p=${p}L/; done "
+      "> ../names; tar -czf ../deep --no-recursion -T ../names; cd ..; rm -r t; "
+      "for f in up short two deep; do encipher $f; done";
+  ASSERT_EQ(sh(script).exit_status, 0);
   std::string const small = "bwrap --dev-bind / / --size 4194304 --tmpfs /mnt " UNPACK;
   struct Case {
     std::string line;
@@ -131,8 +127,6 @@ TEST_F(Unpack, WhatCannotBeOpenedLeavesNothingBehind) {
                 "archive"},
            Case{UNPACK " short out",
                 "short: cannot be unpacked: gzip: stdin: unexpected end of file"},
-           Case{UNPACK " bent out",
-                "bent: cannot be unpacked: gzip: stdin: invalid compressed data--crc error"},
            Case{UNPACK " up out",
                 "up: cannot be unpacked: tar: Removing leading `../' from member names"},
            Case{UNPACK " deep out", "deep: what it holds cannot be read: File name too long"},
