@@ -275,7 +275,7 @@ TEST_F(Migration, UnwritableResultFileIsNotReported) {
 }
 
 // Nor one that an earlier run has left; and nobody else can read it meanwhile.
-TEST_F(Migration, TerminationDuringDecryptionLeavesNoKey) {
+TEST_F(Migration, TerminationLeavesNeitherKeyNorHalfACopy) {
   auto run = box_.run(R"(
     echo stale > /tmp/rc_key
     printf '#!/bin/sh\ntouch /mnt/work/deciphering; sleep 60' > $ZEVA_HOME/bin/rc4
@@ -290,6 +290,11 @@ TEST_F(Migration, TerminationDuringDecryptionLeavesNoKey) {
       rm -r /tmp/*; $ZEVA_HOME/bin/migration/zeva-migrate pkg log > output; echo $?)");
     EXPECT_EQ(quit.output, "156\n") << name;
   }
+  auto copying = box_.run(R"(truncate -s 1G large
+    $ZEVA_HOME/bin/migration/zeva-migrate large log > output & pid=$!
+    until [ -e /tmp/migrate_pkg-* ] || ! kill -0 $pid; do sleep 0.01; done
+    kill -TERM $pid; wait $pid; echo $?)");
+  EXPECT_EQ(copying.output, "156\n");
   EXPECT_EQ(box_.result(), result_text(-100));
   EXPECT_THAT(box_.tmp(), ElementsAre("migrate", "migrate.lock", "migrate_pkg"));
 }
@@ -428,10 +433,19 @@ TEST_F(Migration, ClosedOutputAndIgnoredSignalsDoNotEndIt) {
     EXPECT_EQ(box_.result(), result_text(0)) << output;
     EXPECT_THAT(box_.log(), testing::Contains("End migration(0).")) << output;
   }
-  // Whoever started it may wait for no children: it still learns how its commands end.
-  auto run = box_.run(R"(echo > bad; env --ignore-signal=CHLD \
-      $ZEVA_HOME/bin/migration/zeva-migrate bad log > output; echo $?)");
-  EXPECT_EQ(run.output, "251\n");
+  // A pipe that was handed to it gets no other reader.
+  auto run = box_.run(R"(migrate=$ZEVA_HOME/bin/migration/zeva-migrate
+    { until [ -e left ]; do sleep 0.02; done
+      timeout 20 $migrate nope /dev/fd/3 > output 2>&1; echo $? > ended; } 3>&1 |
+      (exec <&-; touch left)
+    cat ended
+    # Whoever started it may wait for no children: it still learns how its commands end.
+    echo > bad; env --ignore-signal=CHLD $migrate bad log > output; echo $?
+    # And may hold signals back: they still end it while it waits for its package, a pipe.
+    mkfifo pipe; env --block-signal=TERM $migrate pipe log > output & pid=$!
+    until ps -e | grep -q ' cp$'; do sleep 0.02; done
+    kill -TERM $pid; : > pipe; wait $pid; echo $?)");
+  EXPECT_EQ(run.output, "255\n251\n156\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(Results, Failure, testing::ValuesIn(kCases),
