@@ -56,6 +56,7 @@ TEST_F(Service, StartsStopsAndTellsAnyNumberOfTimes) {
   first.pop_back();
   std::error_code none;
   EXPECT_NE(fs::read_symlink("/proc/" + first + "/fd/9", none), "/dev/null") << "its starter's";
+  EXPECT_EQ(getsid(atoi(first.c_str())), atoi(first.c_str())) << "no terminal ends it";
   fs::copy(program, program + ".new");  // an update
   fs::rename(program + ".new", program);
   kill(atoi(first.c_str()), SIGHUP);
