@@ -57,7 +57,7 @@ TEST_F(RegDump, ShowsEveryKindOfValue) {
   set("T\\a", "bytes", NVREG_BINARY, {"\x00\x1F\xFF", 3});
   set("T\\a", "list", NVREG_MULTISTRING, {"one\0two\0\0unseen\0", 16});
   set("T\\a", "cut", NVREG_MULTISTRING, {"one\0tw", 6});
-  set("T\\a\\\xFE\n", "\xFF", NVREG_STRING, {"\xC3\x28\0", 3});
+  set("T\\a\\\xFE\n", "\xED\xA0\x80", NVREG_STRING, {"\xC3\x28\0", 3});
   EXPECT_EQ(dump("T"),
             "T\n"
             "T\\b\n"
@@ -70,7 +70,7 @@ TEST_F(RegDump, ShowsEveryKindOfValue) {
             "    list=MS one, two, \n"
             "    cut=MS one, tw, \n"
             "T\\a\\\xFE\n\n"
-            "    \xFF=SZ \xC3\x28\n");
+            "    \xED\xA0\x80=SZ \xC3\x28\n");
   EXPECT_EQ(dump(R"(--json '\T\\')"),
             R"({"key":"T","values":[]}
 {"key":"T\\b","values":[{"name":"number","type":"dword","value":4294967295},)"
@@ -80,7 +80,7 @@ TEST_F(RegDump, ShowsEveryKindOfValue) {
             R"({"name":"bytes","type":"binary","value":"001fff"},)"
             R"({"name":"list","type":"multistring","value":["one","two"]},)"
             R"({"name":"cut","type":"multistring","value":["one","tw"]}]}
-{"key":{"hex":"545c615cfe0a"},"values":[{"name":{"hex":"ff"},"type":"string",)"
+{"key":{"hex":"545c615cfe0a"},"values":[{"name":{"hex":"eda080"},"type":"string",)"
             R"("value":{"hex":"c328"}}]}
 )");
 }
