@@ -28,9 +28,9 @@ TEST(RegServer, IsWaitedForUntilItIsThereOrGone) {
   setenv("ZEVA_HOME", home.path().c_str(), 1);
   setenv("PATH", (home / "bin/migration:" + getenv("PATH")).c_str(), 1);
   SetDebugLogFileName((home / "log").c_str());
-  auto const seen = [&](char const* process) {  // by ps; the script does nothing
+  auto const seen = [&](char const* process) {  // by ps; the script does nothing, stops with 1
     home.write("bin/migration/ps", std::string("#!/bin/sh\necho ") + process + "\n");
-    home.write("bin/migration/S99Reg", "");
+    home.write("bin/migration/S99Reg", "[ $1 = start ]");
     EXPECT_EQ(system("chmod 700 $ZEVA_HOME/bin/migration/*"), 0);
   };
   seen("nothing");

@@ -3,9 +3,11 @@
 #include "result.h"
 
 #include "scratch_folder.h"
+#include "signals.h"
 
 #include <gtest/gtest.h>
 
+#include <signal.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
@@ -34,6 +36,11 @@ Place const kPlaces[] = {
 };
 
 TEST(Result, IsWrittenToNothingButAFileOfItsOwn) {
+  // By a run that a signal ends, whatever signals follow.
+  my_signal(SIGQUIT, [](int) {
+    for (int number : {SIGTERM, SIGHUP, SIGUSR1, SIGINT}) raise(number);
+    my_exit(-11);
+  });
   ScratchFolder const scratch;
   fs::path const root = scratch.path();
   for (Place const& place : kPlaces) {
@@ -43,7 +50,7 @@ TEST(Result, IsWrittenToNothingButAFileOfItsOwn) {
     fs::current_path(folder);
     ASSERT_EQ(system(place.setup), 0) << place.name;
     setenv("ZEVA_HOME", (root / place.name).c_str(), 1);
-    EXPECT_EXIT(my_exit(-11), testing::ExitedWithCode(245), "") << place.name;
+    EXPECT_EXIT(raise(SIGQUIT), testing::ExitedWithCode(245), "") << place.name;
 
     bool const is_file = fs::is_regular_file(folder / "mig_result");
     std::string const text = is_file ? read_text(folder / "mig_result") : "";
