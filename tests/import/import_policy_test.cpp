@@ -35,7 +35,7 @@ TEST_F(ImportPolicy, LeavesUnreadableBranchesOut) {
       missing_value(last, "common.name", below_cardiff),
       missing_value(last, "common.taskNum", below_cardiff),
       missing_value(top, "policy2.name", all_of_cardiff),
-      missing_value(top, "condition.condition1", {kMail + ":condition1"}),
+      missing_value(cardiff, "condition.condition1", {kCardiff + ":condition"}),
       missing_value(cardiff, "inactive.inactive2", {kCardiff + "\\inactive:inactive2"}),
       missing_value(top, "task5.filename", {kTasks + "\\OutgoingDisclaimer"}),
       missing_file(83, size, size_task),
