@@ -101,6 +101,7 @@ TEST_F(SharedMachine, WhatARunLeavesBehindStaysClosed) {
     $ZEVA_HOME/bin/migration/zeva-migrate pkg log > output & pid=$!
     until [ -e unpacked ]; do sleep 0.02; done
     kill -TERM $pid; wait $pid; echo $?; modes
+    flock /tmp/migrate.lock true  # until tar has ended, too
     /bin/rm $ZEVA_HOME/bin/rm $ZEVA_HOME/bin/tar; migrate pkg log > output; echo $?; modes)");
   EXPECT_EQ(ended.output, "700 644\n156\n700 644\n0\n755 644\n");
 }
