@@ -12,12 +12,15 @@ using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
 // In the scripts of these tests `fresh` lays out the home as the migration has left it, `files`
-// prints what its store's files hold, and `steps` is a second zeva-restore, made to fail.
+// prints what its store's files hold, `steps` is a second zeva-restore, made to fail, and
+// `service` makes the service script do something before all else.
 constexpr char kTools[] = R"(
     cfg=$ZEVA_HOME/config; db=$cfg/cFlt_db.xml; bak=$cfg/backup/cFlt_db.xml
     fresh() { rm -rf $cfg; cp -a saved $cfg; }
     files() { cat $1/cFlt_db.xml $1/cFlt_db.xml.redo $1/cFlt_db.xml.bak | md5sum; }
     steps() { ./zeva-restore "$@"; }
+    script=$ZEVA_HOME/bin/migration/S99Reg; [ -e real ] || cp -p $script real
+    service() { printf '#!/bin/sh\n%s\nexec ./real "$@"\n' "$1" > $script; }
     )";
 
 class Restore : public testing::Test {
@@ -171,6 +174,17 @@ TEST_F(Restore, EndedAnywhereLeavesOneWholeStore) {
             "wffwffwffd"
             "rd"
             "rdrdrdrd");
+}
+
+// Who ends it while it waits for a server that takes its time ends the probe for the server, too.
+TEST_F(Restore, NeverTakesAServerForGoneThatStillRuns) {
+  auto const done = run(R"sh(
+    mkdir bin; printf '#!/bin/sh\n[ ! -e told ] || { : > hit; kill -TERM 0; }
+                       exec /bin/ps -ef' > bin/ps; chmod +x bin/ps
+    service 'case $1 in stop) : > told ;; start) cp gone found ;; esac; exit 0'
+    sh -c 'until [ -e hit ]; do sleep 0.1; done; sleep 3; : > gone' regserver &
+    PATH=$PWD/bin:$PATH setsid -w zeva-restore --yes > shown; echo $?; ls hit found)sh");
+  EXPECT_EQ(done.output, "0\nfound\nhit\n");
 }
 
 // On a gateway with a server of its own, whose files say nothing here.

@@ -4,6 +4,7 @@
 #include "commands.h"
 #include "regserver_control.h"
 
+#include <signal.h>
 #include <unistd.h>
 
 namespace zeva {
@@ -16,6 +17,17 @@ constexpr int kNoScript = 127;
 constexpr int kRounds = 610;
 constexpr useconds_t kRound = 200000;  // microseconds
 
+// The keyboard's signals and those of a lost session go to every process of our group. A probe that
+// they end would have found no server where one is still writing.
+bool is_found() {
+  sigset_t const ending = ending_signals();
+  sigset_t before;
+  sigprocmask(SIG_BLOCK, &ending, &before);
+  bool const found = _find_process(kRegServerProcess);
+  sigprocmask(SIG_SETMASK, &before, nullptr);
+  return found;
+}
+
 }  // namespace
 
 // A server that is left behind must not hold our ends of its output.
@@ -25,7 +37,7 @@ int HomeServer::call(std::string const& action) const {
 }
 
 bool HomeServer::runs() const {
-  return _find_process(kRegServerProcess) && call("status") != kDoesNotRun;
+  return is_found() && call("status") != kDoesNotRun;
 }
 
 std::optional<std::string> HomeServer::start() const {

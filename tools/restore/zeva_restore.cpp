@@ -49,7 +49,8 @@ constexpr int kNotConfirmed = 3;
 
 volatile sig_atomic_t ended_by = 0;
 
-// Commands start with the default again, so they are not told to end by what is only held here.
+// Caught and not ignored, so that commands start with the default again; those of run_command are
+// in a group of their own, which neither the keyboard nor the end of a session reaches.
 void note_signals() {
   sigset_t const ending = ending_signals();
   struct sigaction action = {};
