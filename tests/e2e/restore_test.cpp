@@ -187,6 +187,42 @@ TEST_F(Restore, NeverTakesAServerForGoneThatStillRuns) {
   EXPECT_EQ(done.output, "0\nfound\nhit\n");
 }
 
+// Whatever goes wrong once the server has been told to stop, it runs again, or a line says that it
+// does not.
+TEST_F(Restore, LeavesNoServerDownWithoutAWord) {
+  std::string const server = "the registry server", started = "regserver is running";
+  std::string const script = ": /opt/norva/zeva/bin/migration/S99Reg ", down = "regserver is not";
+  std::string const unstopped =
+      "nothing was changed, as the registry server cannot be stopped" + script + "cannot be run\n";
+  std::string const unstarted = server + " cannot be started" + script + "start says why\n";
+  std::string const kept = "; the former files are in $cfg/KEPT: ";
+  struct Case {
+    char const* setup;
+    std::string says;
+    std::string server;
+    char const* command = "zeva-restore --yes";
+  };
+  for (Case const& c : {
+           Case{"rm $script", unstopped + server + ": it runs\n", started},
+           Case{"chmod -x $script", unstopped + server + ": it runs\n", started},
+           Case{"service '[ $1 != stop ] || { ./real stop; exit 126; }'",
+                unstopped + server + ": it runs\n", started},
+           Case{"service '[ $1 != stop ] || ./real stop; exit 126'", unstopped + unstarted, down},
+           Case{"service '[ $1 != start ] || exit 1'", unstarted, down},
+           Case{"for f in $db $bak; do rm $f*; echo $f > $f; echo $f > $f.redo; done",
+                "some files are the backup's: run this again before a server" + kept +
+                    "$db: Input/output error\n" + server +
+                    ": it was stopped, and not started again\n",
+                down, "RESTORE_FAILS=1 RESTORE_STEP=19 steps --yes"},
+       }) {
+    auto const done = run("fresh; cp -p real $script; S99Reg start; " + std::string(c.setup) +
+                          "\n{ " + c.command + R"(; } > out 2> err; echo $?
+      sed "s/^zeva-restore: //; s|$db|\$db|; s|$cfg|\$cfg|; s/before-restore[-0-9]*/KEPT/" err
+      ./real status | cut -d' ' -f-3; ./real stop)");
+    EXPECT_EQ(done.output, "1\n" + c.says + c.server + "\n") << c.setup;
+  }
+}
+
 // On a gateway with a server of its own, whose files say nothing here.
 TEST_F(Restore, AnotherServersFilesArePutBackUnread) {
   auto const done = run(R"(

@@ -11,6 +11,7 @@ namespace zeva {
 namespace {
 
 constexpr int kDoesNotRun = 3;  // of "status"
+constexpr int kNotExecutable = 126;
 constexpr int kNoScript = 127;
 
 // As long as a migration waits, but looking more often.
@@ -47,7 +48,8 @@ std::optional<std::string> HomeServer::start() const {
 
 std::optional<std::string> HomeServer::stop() const {
   // What the script says counts for less than whether the server goes.
-  if (call("stop") == kNoScript) return script_ + " cannot be run";
+  int const status = call("stop");
+  if (status == kNotExecutable || status == kNoScript) return script_ + " cannot be run";
   for (int round = 0; runs(); ++round) {
     if (round == kRounds) return "it does not go; " + script_ + " stop says why";
     usleep(kRound);

@@ -46,6 +46,7 @@ using namespace zeva;
 namespace {
 
 constexpr int kNotConfirmed = 3;
+constexpr char kNotStarted[] = "the registry server cannot be started";
 
 volatile sig_atomic_t ended_by = 0;
 
@@ -308,6 +309,14 @@ std::optional<std::string> exchange(Places const& places, StoreSet const& backup
   return std::nullopt;
 }
 
+// The stop has failed: it may have taken the server down all the same, or do so yet.
+int leave_running(HomeServer const& server, std::string const& why) {
+  complain("nothing was changed, as the registry server cannot be stopped", why);
+  auto const not_started = server.start();
+  return not_started && !server.runs() ? complain(kNotStarted, *not_started)
+                                       : complain("the registry server", "it runs");
+}
+
 // With a server that ran at the end if it did at the beginning, and the store can be trusted.
 int restore(Places const& places, StoreSet const& backup, PrivateFolder const& work,
             std::string const& copy) {
@@ -318,14 +327,15 @@ int restore(Places const& places, StoreSet const& backup, PrivateFolder const& w
     return 128 + ended_by;
   }
   if (auto const why = ran ? server.stop() : std::nullopt) {
-    return complain("nothing was changed, as the registry server cannot be stopped", *why);
+    return leave_running(server, *why);
   }
   Exchanged done;
   auto const failure = exchange(places, backup, work, copy, done);
   if (failure) complain(describe(done), *failure);
-  bool const may_start = !failure || done.now != Stands::kMixed;
-  auto const not_started = ran && may_start ? server.start() : std::nullopt;
-  if (not_started) complain("the registry server cannot be started", *not_started);
+  bool const is_mixed = failure && done.now == Stands::kMixed;
+  if (ran && is_mixed) complain("the registry server", "it was stopped, and not started again");
+  auto const not_started = ran && !is_mixed ? server.start() : std::nullopt;
+  if (not_started) complain(kNotStarted, *not_started);
   if (failure) return kFailed;
   put("The backup has been put back. What stood there before is in " + printable(done.kept));
   return not_started ? kFailed : 0;
