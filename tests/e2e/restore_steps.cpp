@@ -1,6 +1,6 @@
 // Linked into a second zeva-restore, which is ended or fails at the call of RESTORE_STEP, counted
-// over those that change files or wait for the disk, tells these calls, or finds the backup's log
-// grown behind its own back after the read of RESTORE_GROWS.
+// over those that change files or wait for the disk, or lacks memory there, tells these calls, or
+// finds the backup's log grown behind its own back after the read of RESTORE_GROWS.
 
 #include <errno.h>
 #include <fcntl.h>
@@ -10,6 +10,8 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
+
+#include <new>
 
 namespace {
 
@@ -24,6 +26,7 @@ bool fails(char call) {
   if (getenv("RESTORE_TELLS") != nullptr) fputc(call, stderr);
   if (++steps != number("RESTORE_STEP")) return false;
   if (getenv("RESTORE_FAILS") == nullptr) raise(SIGKILL);
+  if (number("RESTORE_FAILS") == 2) throw std::bad_alloc();
   errno = EIO;
   return true;
 }

@@ -214,6 +214,12 @@ TEST_F(Restore, LeavesNoServerDownWithoutAWord) {
                     "$db: Input/output error\n" + server +
                     ": it was stopped, and not started again\n",
                 down, "RESTORE_FAILS=1 RESTORE_STEP=19 steps --yes"},
+           Case{"", "nothing was changed: there is not enough memory\n", started,
+                "RESTORE_FAILS=2 RESTORE_STEP=12 steps --yes"},
+           Case{"",
+                "the store is the backup's, though not all of its files are" + kept +
+                    "there is not enough memory\n",
+                started, "RESTORE_FAILS=2 RESTORE_STEP=28 steps --yes"},
        }) {
     auto const done = run("fresh; cp -p real $script; S99Reg start; " + std::string(c.setup) +
                           "\n{ " + c.command + R"(; } > out 2> err; echo $?

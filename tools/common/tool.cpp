@@ -42,9 +42,13 @@ int complain(std::string_view subject, std::string_view why) {
   return kFailed;
 }
 
-int complain_of(std::exception const& error) {
+char const* reason_of(std::exception const& error) {
   bool const no_memory = dynamic_cast<std::bad_alloc const*>(&error) != nullptr;
-  return complain("ended early", no_memory ? "there is not enough memory" : error.what());
+  return no_memory ? "there is not enough memory" : error.what();
+}
+
+int complain_of(std::exception const& error) {
+  return complain("ended early", reason_of(error));
 }
 
 std::optional<std::string> own_folder() {

@@ -22,6 +22,9 @@ inline constexpr int kWrongUsage = 2;
 // One line on standard error: program, what it is about, why. Returns kFailed.
 int complain(std::string_view subject, std::string_view why);
 
+// What an exception says to a person, as long as it lives.
+[[nodiscard]] char const* reason_of(std::exception const& error);
+
 // Says what an exception ended the program with. Returns kFailed.
 int complain_of(std::exception const& error);
 

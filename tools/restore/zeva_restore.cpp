@@ -257,32 +257,28 @@ std::optional<std::string> make_whole(StoreSet const& backup, StoreFiles const& 
   return write_files(folder, whole);
 }
 
-// What stands in the store's place.
-enum class Stands { kFormer, kMixed, kBackup };
-
 struct Exchanged {
-  Stands now = Stands::kFormer;
-  std::string kept;  // where the former files are
+  bool begun = false;     // something has been replaced
+  bool is_whole = false;  // from then on, what stands there reads as the whole backup
+  std::string kept;       // where the former files are
+
+  // The files in the store's place may be of two stores.
+  [[nodiscard]] bool is_mixed() const { return begun && !is_whole; }
 };
 
 // What to tell of an exchange that failed.
 std::string describe(Exchanged const& exchanged) {
-  std::string const kept = "; the former files are in " + exchanged.kept;
-  switch (exchanged.now) {
-    case Stands::kMixed:
-      return "some files are the backup's: run this again before a server" + kept;
-    case Stands::kBackup:
-      return "the store is the backup's, though not all of its files are" + kept;
-    case Stands::kFormer:
-      break;
-  }
-  return "nothing was changed";
+  if (!exchanged.begun) return "nothing was changed";
+  return (exchanged.is_mixed() ? "some files are the backup's: run this again before a server"
+                               : "the store is the backup's, though not all of its files are") +
+         ("; the former files are in " + exchanged.kept);
 }
 
 // The server is gone, and comes back only after this. Why it ended early; nothing when it did not.
+// A lack of memory is such a reason: it must not end the program before the server is back.
 std::optional<std::string> exchange(Places const& places, StoreSet const& backup,
                                     PrivateFolder const& work, std::string const& copy,
-                                    Exchanged& done) {
+                                    Exchanged& done) try {
   // A bundled server that somebody starts now would refuse to: it could read half of this.
   Descriptor const folder(open(places.config.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!folder || flock(folder.get(), LOCK_EX | LOCK_NB) != 0) {
@@ -295,18 +291,17 @@ std::optional<std::string> exchange(Places const& places, StoreSet const& backup
   if (backup.store.root) {
     if (auto why = make_whole(backup, present, work / "whole")) return why;
     whole = work / "whole" + kSnapshotFile;
+    done.is_whole = true;
   }
   if (auto why = keep_files(present, places.config, work.path(), done.kept)) return why;
 
-  bool begun = false;
-  auto const ended_early = put_in_place(copy, places.config, whole, begun);
-  if (begun) done.now = whole.empty() ? Stands::kMixed : Stands::kBackup;
-  if (ended_early) return ended_early;
-
+  if (auto why = put_in_place(copy, places.config, whole, done.begun)) return why;
   StoreFiles now;
   if (auto why = read_files(places.config, now)) return why;
   if (now.bytes != backup.files.bytes) return "something else was written meanwhile";
   return std::nullopt;
+} catch (std::exception const& error) {
+  return reason_of(error);
 }
 
 // The stop has failed: it may have taken the server down all the same, or do so yet.
@@ -332,7 +327,7 @@ int restore(Places const& places, StoreSet const& backup, PrivateFolder const& w
   Exchanged done;
   auto const failure = exchange(places, backup, work, copy, done);
   if (failure) complain(describe(done), *failure);
-  bool const is_mixed = failure && done.now == Stands::kMixed;
+  bool const is_mixed = failure && done.is_mixed();
   if (ran && is_mixed) complain("the registry server", "it was stopped, and not started again");
   auto const not_started = ran && !is_mixed ? server.start() : std::nullopt;
   if (not_started) complain(kNotStarted, *not_started);
