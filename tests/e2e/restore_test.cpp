@@ -157,6 +157,9 @@ TEST_F(Restore, EndedAnywhereLeavesOneWholeStore) {
             case $status,$store,$says in 137,*,0 | 1,former,1 | 1,backed,0) ;;
             *) echo "step $n: $status, $store"; cat err ;;
             esac
+            for kept in $cfg/before-*; do
+                [ $status = 137 ] || [ ! -e $kept ] || grep -q $kept err || echo "step $n: $kept"
+            done
             zeva-restore --yes > out 2>&1 || cat out
             zeva-regdump 2>&1 | cmp - backed
         done
@@ -235,7 +238,9 @@ TEST_F(Restore, AnotherServersFilesArePutBackUnread) {
     for f in $db $db.redo; do echo now > $f; done; rm $db.bak
     for f in $bak $bak.redo; do echo before > $f; done; rm $bak.bak
     touch -d '2026-01-02 03:04:05' $db $db.redo $bak $bak.redo
-    zeva-restore --yes; echo $?; cat $db $db.redo $cfg/before-restore-*/*; ls $db.bak)");
+    kept=$cfg/before-restore-20260304-050607; mkdir $kept; touch $kept/used $kept-2
+    faketime -f '2026-03-04 05:06:07' zeva-restore --yes
+    echo $?; cat $db $db.redo $kept-3/*; ls $db.bak)");
   EXPECT_THAT(done.output, HasSubstr("what changes in the store cannot be shown.\n"
                                      "  /opt/norva/zeva/config/cFlt_db.xml: 4 bytes of 2026-01-02 "
                                      "03:04:05\n"

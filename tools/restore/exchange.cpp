@@ -72,13 +72,16 @@ std::optional<std::string> keep_files(StoreFiles const& files, std::string const
   if (mkdir(made.c_str(), 0700) != 0) return reason(made, errno);
   if (auto why = write_files(made, files)) return why;
   std::string const name = config + "/before-restore-" + moment();
-  kept = name;
-  for (int number = 2;
-       renameat2(AT_FDCWD, made.c_str(), AT_FDCWD, kept.c_str(), RENAME_NOREPLACE) != 0; ++number) {
-    if (errno != EEXIST) return reason(kept, errno);
-    kept = name + "-" + std::to_string(number);
+  std::string place = name;
+  // Plain, as every file system can: of what has the name already it replaces an empty folder
+  // alone.
+  int error;
+  for (int number = 2; (error = rename_file(made, place)) != 0; ++number) {
+    if (error != EEXIST && error != ENOTEMPTY && error != ENOTDIR) return reason(place, error);
+    place = name + "-" + std::to_string(number);
   }
-  int const error = sync_folder(config);
+  kept = place;
+  error = sync_folder(config);
   return reason_if(config, error);
 }
 

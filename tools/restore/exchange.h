@@ -28,7 +28,7 @@ struct StoreFiles {
                                                      StoreFiles const& files);
 
 // Keeps the files under a new name in the folder `config`, that says when. They are made in `work`,
-// a private folder below it. Returns why they cannot be kept.
+// a private folder below it. Returns why they cannot be kept; `kept` is the name once it is there.
 [[nodiscard]] std::optional<std::string> keep_files(StoreFiles const& files,
                                                     std::string const& config,
                                                     std::string const& work, std::string& kept);

@@ -260,7 +260,7 @@ std::optional<std::string> make_whole(StoreSet const& backup, StoreFiles const& 
 struct Exchanged {
   bool begun = false;     // something has been replaced
   bool is_whole = false;  // from then on, what stands there reads as the whole backup
-  std::string kept;       // where the former files are
+  std::string kept;       // where the former files are; empty: not yet kept
 
   // The files in the store's place may be of two stores.
   [[nodiscard]] bool is_mixed() const { return begun && !is_whole; }
@@ -268,7 +268,8 @@ struct Exchanged {
 
 // What to tell of an exchange that failed.
 std::string describe(Exchanged const& exchanged) {
-  if (!exchanged.begun) return "nothing was changed";
+  if (exchanged.kept.empty()) return "nothing was changed";
+  if (!exchanged.begun) return "nothing was changed, but the files are also in " + exchanged.kept;
   return (exchanged.is_mixed() ? "some files are the backup's: run this again before a server"
                                : "the store is the backup's, though not all of its files are") +
          ("; the former files are in " + exchanged.kept);
