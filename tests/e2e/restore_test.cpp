@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 namespace {
 
 using ::testing::ContainsRegex;
@@ -41,8 +43,9 @@ class Restore : public testing::Test {
 
 TEST_F(Restore, PutsTheBackupBackAndKeepsWhatWasThere) {
   for (bool const runs : {false, true}) {
-    auto const done =
-        run("fresh; chmod 640 $bak; " + std::string(runs ? "S99Reg start;" : "") + R"sh(
+    char const* const setup =
+        runs ? "S99Reg start; mv $cfg/backup x; ln -s $PWD/x $cfg/backup;" : "";
+    auto const done = run("fresh; chmod 640 $bak; " + std::string(setup) + R"sh(
       files $cfg > then; zeva-restore --yes > shown 2>&1; echo $?
       S99Reg status | cut -d' ' -f-3; S99Reg stop
       zeva-regdump | cmp - backed
@@ -99,9 +102,14 @@ TEST_F(Restore, RefusesWhatItCannotTrust) {
           Case{"rm -r $cfg/backup",
                home + ": there is no backup; no migration has come as far as making one\n"},
           Case{"rm $cfg/backup/*", home + ": the backup is not whole: " + backup + "/cFlt_db.xml "},
-          Case{"rm $bak.bak", home + ": the backup is not whole: " + backup + "/cFlt_db.xml.bak "},
-          Case{"mv $cfg/backup x; ln -s /mnt/work/x $cfg/backup",
+          Case{"rm $bak.bak", home + ": the backup is not whole: " + backup +
+                                  "/cFlt_db.xml.bak is missing; if the store had no such file "
+                                  "before the run, move " +
+                                  config + "/cFlt_db.xml.bak away"},
+          Case{"mv $cfg/backup x; : > y; ln -s $PWD/y $cfg/backup",
                home + ": " + backup + ": it is not a folder\n"},
+          Case{"mv $cfg/backup x; ln -s $PWD/x $cfg/backup; chown -h 9 $cfg/backup",
+               home + ": " + backup + ": it is a link that somebody else has made; "},
           Case{"mv $bak x; ln -s /mnt/work/x $bak",
                home + ": " + backup + "/cFlt_db.xml: it is not a regular file\n"},
           Case{"rm $bak.redo; mkfifo $bak.redo",
@@ -130,6 +138,7 @@ TEST_F(Restore, RefusesWhatItCannotTrust) {
           Case{"", "gone: is no home: it has no folder config\n", "zeva-restore --home gone"},
           Case{"", "not expected: more: see --help\n", "zeva-restore more", 2},
       }) {
+    if (std::string(c.setup).find("chown") != std::string::npos && geteuid() != 0) continue;
     auto const done = run("fresh; rm -rf x; " + std::string(c.setup) + R"(
       rm -f $cfg/migrate.lock; ls -lA --time-style=full-iso $cfg > then
       { )" + c.command + R"(; } > out 2> err; echo $? >> out

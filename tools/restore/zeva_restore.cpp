@@ -21,6 +21,7 @@
 #include "secrets.h"
 #include "snapshot.h"
 #include "tool.h"
+#include "trusted_open.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -120,11 +121,20 @@ std::optional<std::string> read_backup(Places const& places, StoreFiles const& p
     return errno == ENOENT ? "there is no backup; no migration has come as far as making one"
                            : places.backup + ": " + strerror(errno);
   }
+  // A migration follows it, whoever has made it.
+  if (S_ISLNK(info.st_mode) && !is_trusted_owner(info.st_uid)) {
+    return places.backup +
+           ": it is a link that somebody else has made; if you trust it, with the " +
+           "server stopped: cd " + places.config + " && cp -pf backup/* . && sync";
+  }
+  if (stat(places.backup.c_str(), &info) != 0) return places.backup + ": " + strerror(errno);
   if (!S_ISDIR(info.st_mode)) return places.backup + ": it is not a folder";
   if (auto why = read_files(places.backup, backup)) return why;
   for (size_t i = 0; i < std::size(kStoreFiles); ++i) {
     if (!present.bytes[i] || backup.bytes[i]) continue;
-    return "the backup is not whole: " + places.backup + kStoreFiles[i] + " is missing";
+    return "the backup is not whole: " + places.backup + kStoreFiles[i] +
+           " is missing; if the store had no such file before the run, move " + places.config +
+           kStoreFiles[i] + " away first";
   }
   bool const is_empty = std::ranges::none_of(backup.bytes, [](auto const& file) { return !!file; });
   if (is_empty) return "there is no backup: " + places.backup + " is empty";
@@ -210,7 +220,8 @@ std::optional<std::string> show(Places const& places, StoreSet& present, StoreSe
       put("The present store: " + printable(note));
     }
     LoadedStore const shown = load_store(copy);
-    if (!shown.root || !show_changes(*present.store.root, *shown.root)) {
+    if (!shown.root) return shown.failure;
+    if (!show_changes(*present.store.root, *shown.root)) {
       return "the system has no random bytes to mask secrets with";
     }
   }
