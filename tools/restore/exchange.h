@@ -35,9 +35,9 @@ struct StoreFiles {
 
 // Puts the files of the folder `made` in place of those in `config`, one after the other. `whole`,
 // if it is not empty, is a snapshot there that holds by itself what the files hold together, and
-// whose generation is above that of any file on either side: between the other files, which belong
-// together, it stands in for the snapshot. Returns why it ended early; `begun` says whether
-// anything has been replaced.
+// whose generation is above those of the logs on both sides, so that none counts beside it: between
+// the other files, which belong together, it stands in for the snapshot. Returns why it ended
+// early; `begun` says whether anything has been replaced.
 [[nodiscard]] std::optional<std::string> put_in_place(std::string const& made,
                                                       std::string const& config,
                                                       std::string const& whole, bool& begun);

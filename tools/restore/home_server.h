@@ -11,8 +11,8 @@ class HomeServer {
   // Of the home that ZEVA_HOME names, from the root.
   explicit HomeServer(std::string const& home) : script_(home + "/bin/migration/S99Reg") {}
 
-  // The script's answer where it gives one; else any process that a migration would take for the
-  // server counts as it.
+  // Any process that a migration would take for the server counts as it, unless the script says
+  // that the server does not run.
   [[nodiscard]] bool runs() const;
 
   // Why it did not start, or does not go; nothing when it did.
