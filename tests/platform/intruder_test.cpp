@@ -76,16 +76,18 @@ class Intruder : public testing::Test {
     return bytes;
   }
 
-  // A new connection of a client who knows, or believes in, a cookie, and has proved it.
+  // A new connection of a client who knows, or believes in, a cookie, and has proved it. Without
+  // one he sends the server's own proof back.
   zeva::Descriptor knower(std::string const& cookie) const {
     std::string const nonce(zeva::kSecretLength, 'n');
     zeva::Descriptor socket = sender(greeting(zeva::kWireVersion, nonce));
     zeva::wire::Challenge challenge;
     EXPECT_TRUE(zeva::from_bytes(receive_message(socket), challenge));
     zeva::wire::Proof proof;
-    proof.set_proof(zeva::make_proof(cookie, zeva::Side::kClient,
-                                     static_cast<uint16_t>(home_.port()), challenge.nonce(),
-                                     nonce));
+    auto const port = static_cast<uint16_t>(home_.port());
+    proof.set_proof(cookie.empty() ? challenge.proof()
+                                   : zeva::make_proof(cookie, zeva::Side::kClient, port,
+                                                      challenge.nonce(), nonce));
     send_all(socket, zeva::to_frame(proof));
     return socket;
   }
@@ -162,6 +164,7 @@ TEST_F(Intruder, LosesItsConnectionAndNothingElseHappens) {
       {"with a frame over its bound", cookie(), "\1\0\x40\0"s, welcome},
       {"with a call that is none", cookie(), "\1\0\0\0\xff"s, welcome},
   };
+  EXPECT_EQ(answers(knower("")), refused) << "with the server's proof";
   for (auto& [who, cookie, sent, answered] : cases) {
     zeva::Descriptor socket = cookie.empty() ? connect() : knower(cookie);
     send_all(socket, sent);

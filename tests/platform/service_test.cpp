@@ -156,13 +156,14 @@ TEST_F(Service, AHomeOfAnyName) {
 TEST_F(Service, CanBeEndedAsSoonAsItIsFound) {
   pid_t const server = fork();
   if (server == 0) {
-    ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
+    if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) _exit(126);
     execl((home_.path() + "/bin/regserver").c_str(), "regserver", nullptr);
     _exit(127);
   }
   int status;
   while (waitpid(server, &status, 0) == server && WIFSTOPPED(status) && pid().empty())
     ptrace(PTRACE_SYSCALL, server, nullptr, nullptr);
+  ASSERT_TRUE(WIFSTOPPED(status)) << "not traced; it ended with " << WEXITSTATUS(status);
   kill(server, SIGTERM);
   ptrace(PTRACE_DETACH, server, nullptr, nullptr);
   EXPECT_EQ(waitpid(server, &status, 0), server);
