@@ -7,6 +7,8 @@
 
 #include <unistd.h>
 
+#include <filesystem>
+
 namespace {
 
 using ::testing::ContainsRegex;
@@ -20,7 +22,7 @@ constexpr char kTools[] = R"(
     cfg=$ZEVA_HOME/config; db=$cfg/cFlt_db.xml; bak=$cfg/backup/cFlt_db.xml
     fresh() { rm -rf $cfg; cp -a saved $cfg; }
     files() { cat $1/cFlt_db.xml $1/cFlt_db.xml.redo $1/cFlt_db.xml.bak | md5sum; }
-    steps() { ./zeva-restore "$@"; }
+    steps() { LD_LIBRARY_PATH=$ZEVA_HOME/lib ./zeva-restore "$@"; }
     script=$ZEVA_HOME/bin/migration/S99Reg; [ -e real ] || cp -p $script real
     service() { printf '#!/bin/sh\n%s\nexec ./real "$@"\n' "$1" > $script; }
     )";
@@ -28,7 +30,9 @@ constexpr char kTools[] = R"(
 class Restore : public testing::Test {
  protected:
   Restore() {
-    auto const done = run("ln -s " RESTORE_STEPS R"( zeva-restore
+    // A copy: the folder that this was built in need not be seen in the sandbox.
+    std::filesystem::copy(RESTORE_STEPS, box_.work() / "zeva-restore");
+    auto const done = run(R"(
       sed -i s/=2:SmartHost/=2:RelayPassword/ export/misc.txt
       zeva-pack export pkg; migrate pkg log > lines || cat lines; cp -a $cfg saved
       mkdir -p old/config; cp -a $cfg/backup/. old/config
