@@ -127,7 +127,11 @@ std::optional<std::string> read_backup(Places const& places, StoreFiles const& p
            ": it is a link that somebody else has made; if you trust it, with the " +
            "server stopped: cd " + places.config + " && cp -pf backup/* . && sync";
   }
+  bool const is_link = S_ISLNK(info.st_mode);
   if (stat(places.backup.c_str(), &info) != 0) return places.backup + ": " + strerror(errno);
+  if (is_link && (!is_trusted_owner(info.st_uid) || (info.st_mode & (S_IWGRP | S_IWOTH)) != 0)) {
+    return places.backup + ": it is a link to a folder that others can write to";
+  }
   if (!S_ISDIR(info.st_mode)) return places.backup + ": it is not a folder";
   if (auto why = read_files(places.backup, backup)) return why;
   for (size_t i = 0; i < std::size(kStoreFiles); ++i) {
