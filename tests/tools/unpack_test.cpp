@@ -134,7 +134,8 @@ TEST_F(Unpack, WhatCannotBeOpenedLeavesNothingBehind) {
            Case{UNPACK " pkg link/", "link: is no folder"},
            Case{UNPACK " pkg key/out", "key/out: cannot be made: Not a directory"},
            Case{UNPACK " pkg open/mine/out",
-                "cannot be made: other users can change what is in " + (work_ / "open")},
+                "cannot be made: its owner, its group or others can change what is in " +
+                    (work_ / "open") + "; name a place in a folder that only you can write to"},
            Case{"cd empty && " UNPACK " ../pkg .",
                 ".: is where this command runs; name another folder"},
            Case{small + " pkg /mnt", "/mnt: is a mount point; name a folder in it"},

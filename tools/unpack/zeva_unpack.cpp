@@ -207,7 +207,9 @@ std::optional<fs::path> place_for(std::string name) {
   if (!failure && !open) return place;
   zeva::complain(
       name, "cannot be made: " +
-                (open ? "other users can change what is in " + open->native() : failure.message()));
+                (open ? "its owner, its group or others can change what is in " + open->native() +
+                            "; name a place in a folder that only you can write to"
+                      : failure.message()));
   return std::nullopt;
 }
 
