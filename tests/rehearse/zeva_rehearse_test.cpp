@@ -348,6 +348,8 @@ TEST_F(Rehearse, APlanIsKeptWholeOrNotAtAll) {
     EXPECT_THAT(done.error, StartsWith("zeva-rehearse: " + file + ": ")) << file;
     EXPECT_EQ(done.output, "") << file;
   }
+  EXPECT_EQ(rehearse(" --save plan --html ./plan").error,
+            "zeva-rehearse: ./plan: cannot be two of the package, the plan and the page\n");
   from_ = work_ / "empty";  // has no store, and the installation no factory's
   fs::create_directories(from_ + "/config");
   auto const done = rehearse(" --save plan");

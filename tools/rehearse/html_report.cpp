@@ -226,7 +226,7 @@ class HtmlReport {
   }
 
   void add_areas(xml_node part) {
-    if (!rehearsal_.before || !rehearsal_.after) {
+    if (!outline_.can_compare) {
       add(part, "p", "The stores cannot be compared.");
       return;
     }
@@ -288,6 +288,7 @@ class HtmlReport {
   }
 
   void add_changes() {
+    if (!outline_.can_compare) return;
     xml_node part = add_part(kChangesPart, ": " + count_keys(outline_));
     set(add(part, "p", "SZ is a text, MS a list of texts, DW a number, BI bytes."), "class",
         "quiet");

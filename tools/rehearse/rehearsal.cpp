@@ -176,6 +176,7 @@ void mask_secrets(Secrets& secrets, std::string const& salt, Rehearsal& rehearsa
   }
   for (LogLine& line : rehearsal.log) line.message = secrets.hide(line.message);
   hide_secrets(secrets, rehearsal.findings);
+  hide_secrets(secrets, rehearsal.target);
   for (std::string& note : rehearsal.notes) note = secrets.hide(note);
   rehearsal.not_examined = secrets.hide(rehearsal.not_examined);
 }
@@ -279,7 +280,8 @@ int rehearse(RehearsalSubject const& subject, RehearsalOptions const& options) {
   auto const failure = keep_plan(subject, options, salt, rehearsal);
   if (!failure) return status;
   complain("the plan is not kept", *failure);
-  return status != 0 ? status : kFailed;
+  // What else was written counts after a run that failed by itself.
+  return rehearsal.result != kImported ? status : kFailed;
 }
 
 int check(RehearsalSubject const& subject, RehearsalOptions const& options) {

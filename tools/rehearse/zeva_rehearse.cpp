@@ -23,12 +23,14 @@
 #include <signal.h>
 #include <stdlib.h>
 #include <string.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <exception>
 #include <filesystem>
 #include <optional>
+#include <set>
 #include <span>
 #include <string>
 #include <vector>
@@ -41,7 +43,7 @@ namespace {
 std::string full_path(std::string const& name) {
   std::error_code failure;
   fs::path const path = fs::canonical(name, failure);
-  return failure ? fs::absolute(name, failure).native() : path.native();
+  return failure ? fs::absolute(name, failure).lexically_normal().native() : path.native();
 }
 
 // What the sandbox must show of the machine. A home without a store begins with its own factory's.
@@ -113,8 +115,10 @@ int start(std::optional<std::string> const& home, std::string const& package, Ke
 
 int start_and_keep(std::optional<std::string> const& home, std::string const& package,
                    KeptNames const& names, std::vector<std::string> const& line) {
-  if (!names[0].empty() && names[0] == names[1]) {
-    return zeva::complain(names[0], "cannot be both the plan and the page");
+  std::set<std::string> taken{package};
+  for (std::string const& name : names) {
+    if (name.empty() || taken.insert(full_path(name)).second) continue;
+    return zeva::complain(name, "cannot be two of the package, the plan and the page");
   }
   sigset_t const mask = zeva::hold_ending_signals();
   Kept files;
@@ -277,9 +281,18 @@ int rehearse(std::vector<std::string> arguments) {
                             : zeva::rehearse(subject, line.options);
 }
 
+// A file that is opened now must not take the place of a standard one that is closed. Writing to
+// these fails as before.
+void fill_standard_descriptors() {
+  for (int const file : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(file, F_GETFD) < 0) (void)open("/dev/null", O_RDONLY);
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) try {
+  fill_standard_descriptors();
   if (auto const arguments = zeva::sandboxed_arguments()) return rehearse(*arguments);
   CommandLine line;
   if (auto const status = line.parse(argc, argv)) return *status;
