@@ -81,7 +81,7 @@ class Examiner {
 
   void close(ExportReader& file) {
     file.report_rest();
-    examined_.insert(fs::path(file.name()).lexically_normal());
+    examined_.insert(fs::path(file.name()).relative_path().lexically_normal());
   }
 
   void examine_actions() {
@@ -210,7 +210,7 @@ class Examiner {
       if (opened && policies_[id_of(file->identity())].is_open) {
         report("skipped", next.file, "the policy and all below it: the file is its own ancestor");
       } else if (opened && is_known(policies_, *file, next.by, next.section, kSubPolicyFileName)) {
-        continue;
+        references_.forget(Thing::kPolicies);  // it is made here as well, with all below it
       } else if (!opened || !read(*file)) {
         report("skipped", next.file, "the policy and all below it: the file cannot be read");
       } else {
@@ -329,7 +329,7 @@ class Examiner {
     size_t const end = std::min(condition.find(';'), condition.size());
     for (std::string const& side :
          {condition.substr(0, end), condition.substr(std::min(end + 1, condition.size()))}) {
-      if (side.find_first_of("@*.?") != side.npos) continue;
+      if (side.find_first_of("@*.?<>:[") != side.npos) continue;
       references_.call(file, kConditions.name, key, Thing::kLists, side);
     }
   }

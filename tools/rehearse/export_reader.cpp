@@ -176,7 +176,9 @@ void ExportReader::report_number(std::string const& section, ExportKey const& ke
   errno = 0;
   char* end = nullptr;
   long long const number = strtoll(payload.c_str(), &end, 10);
-  bool const is_number = !payload.empty() && *end == '\0';
+  // The carriage return of a line's end, which is told of the whole file, takes nothing away.
+  std::string_view const rest = end;
+  bool const is_number = !payload.empty() && (rest.empty() || rest == "\r");
   bool const is_count = key.fate == Fate::kUsed;
   int64_t const largest = is_count ? INT32_MAX : int64_t{UINT32_MAX};
   if (is_number && errno == 0 && number >= 0 && number <= largest) return;

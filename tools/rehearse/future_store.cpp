@@ -3,6 +3,7 @@
 #include "addr_list_keys.h"
 #include "config_keys.h"
 #include "filter_action_keys.h"
+#include "nvreg.h"
 #include "policy_keys.h"
 #include "regpath.h"
 #include "xfilter_keys.h"
@@ -38,6 +39,7 @@ bool survives(Key const& today, std::string_view path) {
 
 Key* FutureStore::make(Key& below, std::string_view path, std::string_view maker,
                        std::string* before) {
+  if (path.size() > NVREG_MAX_PATH) return nullptr;  // which no server makes
   constexpr char kMaker[] = "made by";
   Key* key = &below;
   for (std::string_view name; !(name = next_component(path)).empty();) {

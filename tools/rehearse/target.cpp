@@ -18,6 +18,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -73,21 +74,23 @@ void look_at_folders(std::string const& home, Findings& findings) {
   }
 }
 
-// Whoever listens there proves to be the home's server, or is somebody else.
+// Whoever listens there proves to be the home's server, or is somebody else. It is asked by a
+// process that ends with its connection: a registry that is closed may write a snapshot.
 bool is_server_of(std::string const& home, std::string const& port) {
-  std::string const usual = product_home();
-  setenv("ZEVA_HOME", home.c_str(), 1);
-  int32_t status = 0;
-  _NvPolComHandle* root = nullptr;
-  _NvPolComHandle* const registry = nvreg_open(1, ("ZEVA:" + port).c_str(), &root, &status);
-  int32_t ignored = 0;
-  if (root != nullptr) nvreg_closeKey(root, &ignored);
-  if (registry != nullptr) nvreg_close(registry, &ignored);
-  setenv("ZEVA_HOME", usual.c_str(), 1);
-  return registry != nullptr;
+  pid_t const child = fork();
+  if (child == 0) {
+    setenv("ZEVA_HOME", home.c_str(), 1);
+    int32_t status = 0;
+    _NvPolComHandle* root = nullptr;
+    _exit(nvreg_open(1, ("ZEVA:" + port).c_str(), &root, &status) != nullptr ? 0 : 1);
+  }
+  int status = -1;
+  while (child > 0 && waitpid(child, &status, 0) < 0 && errno == EINTR) continue;
+  return status == 0;
 }
 
-void look_at_port(std::string const& home, Findings& findings) {
+// True when the home's own server is there.
+bool look_at_port(std::string const& home, Findings& findings) {
   std::string text = std::to_string(kRegistryPort);
   (void)find_regport(home, text);  // the run goes by the usual port, too
   auto const report = [&](std::string const& what) {
@@ -96,7 +99,8 @@ void look_at_port(std::string const& home, Findings& findings) {
   uint16_t port = 0;
   auto const parsed = std::from_chars(text.data(), text.data() + text.size(), port);
   if (parsed.ec != std::errc() || parsed.ptr != text.data() + text.size()) {
-    return report("is no port, but that of the registry server in RegSvrCfg.ini");
+    report("is no port, but that of the registry server in RegSvrCfg.ini");
+    return false;
   }
   sockaddr_in address = {};
   address.sin_family = AF_INET;
@@ -105,12 +109,14 @@ void look_at_port(std::string const& home, Findings& findings) {
   Descriptor const probe(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   int const on = 1;
   setsockopt(probe.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-  if (bind(probe.get(), reinterpret_cast<sockaddr const*>(&address), sizeof address) == 0) return;
+  if (bind(probe.get(), reinterpret_cast<sockaddr const*>(&address), sizeof address) == 0)
+    return false;
   int const error = errno;
-  if (error == EADDRINUSE && is_server_of(home, text)) return;
+  if (error == EADDRINUSE && is_server_of(home, text)) return true;
   report(error == EADDRINUSE
              ? "is taken by a program that does not prove to be this home's registry server"
              : std::string("cannot be taken by the registry server: ") + strerror(error));
+  return false;
 }
 
 // The run replaces what stands at its own names, where it can.
@@ -176,8 +182,8 @@ std::set<std::string> own_processes() {
 }
 
 // The run looks for its server with ps and grep: any line with the server's name counts, but for
-// those with grep's.
-void look_at_processes(Findings& findings) {
+// those with grep's. Another home's server would be taken for it, too.
+void look_at_processes(bool own_server_runs, Findings& findings) {
   std::set<std::string> const own = own_processes();
   std::error_code failure;
   for (auto entry = fs::directory_iterator("/proc", failure);
@@ -187,7 +193,8 @@ void look_at_processes(Findings& findings) {
     std::string const line = line_of(entry->path());
     bool const counts = line.find(kRegServerProcess) != line.npos && line.find("grep") == line.npos;
     std::string const program = line.substr(0, line.find(' '));
-    if (!counts || fs::path(program).filename() == kRegServerProcess) continue;
+    bool const is_server = fs::path(program).filename() == kRegServerProcess;
+    if (!counts || (is_server && own_server_runs)) continue;
     findings.push_back({"false-server", entry->path(), "", "",
                         "runs " + program + " with \"" + kRegServerProcess +
                             "\" in its arguments, and is taken for the registry server: that " +
@@ -215,11 +222,11 @@ uint64_t number_of(std::string const& text) {
 Target look_at_target(std::string const& home) {
   Target target;
   look_at_folders(home, target.findings);
-  look_at_port(home, target.findings);
+  bool const own_server_runs = look_at_port(home, target.findings);
   look_at_tmp(target.findings);
   look_at_path(target.findings);
   look_at_other_run(home, target.findings);
-  look_at_processes(target.findings);
+  look_at_processes(own_server_runs, target.findings);
   target.tmp = disk_of("/tmp");
   target.home = disk_of(home + "/config");
   return target;
