@@ -219,7 +219,8 @@ TEST_F(Rehearse, WhatIsNoPackageOrNoHomeIsSaid) {
   }
   EXPECT_THAT(on_a_terminal("TERM=xterm NO_COLOR="), HasSubstr("\033[31mVerdict: not imported"));
 
-  EXPECT_EQ(rehearse(" --html tmp").error, "zeva-rehearse: tmp: is no file that could be replaced\n");
+  EXPECT_EQ(rehearse(" --html tmp").error,
+            "zeva-rehearse: tmp: is no file that could be replaced\n");
   from_ = work_ / "gone";
   EXPECT_EQ(rehearse().error,
             "zeva-rehearse: " + (work_ / "gone") + ": is no folder to take a store from\n");

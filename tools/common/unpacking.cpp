@@ -81,7 +81,7 @@ std::optional<std::string> unpack(std::string const& package, std::string const&
   if (mkdir(folder.c_str(), 0700) != 0) return folder + " cannot be made: " + strerror(errno);
   std::string const copy = work + "/archive";
   std::string const key = work + "/key";
-  auto const why = open_copy(package, copy, key, folder, [&](std::string const&) { go_on(); });
+  auto why = open_copy(package, copy, key, folder, [&](std::string const&) { go_on(); });
   unlink(copy.c_str());
   unlink(key.c_str());
   return why;
