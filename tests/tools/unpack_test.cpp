@@ -90,7 +90,8 @@ std::string old_zeros() {
   std::string round(9 * 256 / 8, '\0');
   for (size_t i = 0; i < 256; ++i) {
     size_t const code = i == 0 ? 0 : i == 255 ? 256 : 256 + i;
-    round[i * 9 / 8] = static_cast<char>(round[i * 9 / 8] | code << i * 9 % 8);
+    round[i * 9 / 8] =
+        static_cast<char>(static_cast<unsigned char>(round[i * 9 / 8]) | code << i * 9 % 8);
     round[i * 9 / 8 + 1] = static_cast<char>(code >> (8 - i * 9 % 8));
   }
   std::string file = "\x1f\x9d\x90";
