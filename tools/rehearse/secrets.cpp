@@ -51,8 +51,9 @@ Secrets::Secrets(std::vector<std::string> prefixes) : prefixes_(std::move(prefix
 
 bool Secrets::is_secret_name(std::string_view name) {
   std::string letters;
-  for (unsigned char const c : name) {
-    if (isalpha(c)) letters += static_cast<char>(tolower(c));
+  for (char const c : name) {
+    auto const letter = static_cast<unsigned char>(c);
+    if (isalpha(letter)) letters += static_cast<char>(tolower(letter));
   }
   return std::ranges::any_of(kSecretWords,
                              [&](std::string_view word) { return letters.ends_with(word); });
