@@ -76,7 +76,13 @@ class Page(unittest.TestCase):
     def test_a_narrow_page_is_not_scrolled_sideways(self):
         for page in PAGES:
             self.look(page, width=320)
-            self.assertLessEqual(self.run_script("return document.documentElement.scrollWidth"), 320)
+            # what is out of sight is not laid out, and counts for nothing
+            self.run_script("document.styleSheets[0].insertRule('.rows {content-visibility: visible}',"
+                            "document.styleSheets[0].cssRules.length)")
+            self.assertLessEqual(self.run_script(
+                "return Math.max(document.documentElement.scrollWidth, ...Array.from("
+                "document.querySelectorAll('th, td, li, p'), e => e.getBoundingClientRect().right))"),
+                320)
 
     def test_the_keyboard_opens_and_closes_details(self):
         self.look("harmless")
