@@ -235,9 +235,7 @@ TEST_F(Rehearse, LooksAtTheMachine) {
   }
   std::string const bwrap =
       "bwrap --die-with-parent --dev-bind / / --unshare-pid --unshare-net --proc /proc ";
-  std::string const serve =
-      "regserver & until $H/bin/zeva-regdump --home $ZEVA_HOME registry "
-      "&& [ -e $ZEVA_HOME/config/*.redo ]; do sleep 0.1; done >&2; ";
+  std::string const seen = " until grep -qs sleep /proc/$!/cmdline; do sleep 0.1; done";
   struct Machine {
     std::string finding;  // empty for none
     std::string setup;
@@ -247,15 +245,15 @@ TEST_F(Rehearse, LooksAtTheMachine) {
            Machine{"", "touch /tmp/rc_key"},
            {R"("not-writable","file":"$H/config")", "", "", " --ro-bind $H/config $H/config"},
            {R"("no-room","file":"/tmp")", "", "--size 4096 "},
-           {"", "ZEVA_HOME=$H; " + serve},
-           {R"("port","file":"127.0.0.1:5069")", "cp -r $H /tmp/x; ZEVA_HOME=/tmp/x; " + serve},
+           {"", "S99Reg start"},
+           {R"("port","file":"127.0.0.1:5069")", "cp -r $H /tmp/x; ZEVA_HOME=/tmp/x S99Reg start"},
            {R"("in-the-way","file":"/tmp/migrate_pkg")", "mkdir /tmp/migrate_pkg"},
            {R"("no-command","file":"rc4")", "PATH=/usr/bin:/bin"},
            {R"("active-run","file":"$H")",
             "mkfifo pipe; zeva-migrate pipe log >&2 & until [ -e $H/config/migrate.lock ]; do "
             "sleep 0.1; done"},
-           {R"("false-server","file":"/proc/)", "sh -c 'sleep 9; : regserver' & sleep 0.1"},
-           {"", "sh -c 'sleep 9; : grep regserver' & sleep 0.1"},
+           {R"("false-server","file":"/proc/)", "sh -c 'sleep 99; : regserver' &" + seen},
+           {"", "sh -c 'sleep 99; : grep regserver' &" + seen},
        }) {
     work_.write("line", "export ZEVA_HOME=$H PATH=$H/bin:$H/bin/migration:$PATH\n" + machine.setup +
                             "\n$H/bin/zeva-rehearse --check --json --from $H "
