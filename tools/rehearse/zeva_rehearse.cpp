@@ -3,9 +3,10 @@
 //
 // The program starts itself again in a sandbox. There it copies the store, examines the package and
 // runs the tool itself with a real registry server. The home is only read, and whatever ends the
-// rehearsal, nothing of it remains but the plan and the page that it was asked for. Exit status:
-// the tool's; 1 when it could not be run, 2 for a wrong command line. With --check there is no run:
-// 0, 1, 2, or 3 when losses were found and 4 when errors were.
+// rehearsal, nothing of it remains but the plan and the page that it was asked for; SIGKILL may
+// leave a file beside where these were to be. Exit status: the tool's; 1 when it could not be run,
+// 2 for a wrong command line. With --check there is no run: 0, 1, 2, or 3 when losses were found
+// and 4 when errors were.
 
 #include "held_plan.h"
 #include "kept_file.h"
@@ -195,7 +196,7 @@ class CommandLine {
     auto* check = app_.add_flag("--check", options.check,
                                 "do not run: what is found in the package, and with\n"
                                 "--from in that home and on this machine; exit with\n"
-                                "0 for nothing but notes, 3 for losses, 4 for errors");
+                                "0 for notes alone, 3 for losses, 4 for errors");
     auto* summary = app_.add_flag_callback(
         "--summary", [&] { options.detail = Detail::kSummary; }, "leave out changes and log");
     auto* names = app_.add_flag_callback(
