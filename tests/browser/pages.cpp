@@ -71,7 +71,8 @@ int main(int argc, char** argv) {
   if (argc != 2) return 2;
   std::string const folder = argv[1];
   auto const write = [&](char const* name, zeva::Rehearsal const& rehearsal) {
-    return static_cast<bool>(std::ofstream(folder + name) << report_html(rehearsal, {}));
+    return static_cast<bool>(std::ofstream(folder + name)
+                             << report_html(rehearsal, outline_of(rehearsal), {}));
   };
   bool const written = write("/harmless.html", of_texts(harmless)) &&
                        write("/hostile.html", of_texts(hostile)) &&

@@ -49,16 +49,20 @@ zeva::Rehearsal sample() {
 std::string as_text(zeva::Rehearsal const& rehearsal, zeva::TextStyle const& style = {},
                     zeva::Scope const& scope = {}) {
   std::ostringstream out;
-  report_text(rehearsal, scope, style, out);
+  report_text(rehearsal, outline_of(rehearsal), scope, style, out);
   return out.str();
 }
 
 std::string as_json(zeva::Rehearsal const& rehearsal, bool for_terminal = false,
                     zeva::Scope const& scope = {}) {
   std::ostringstream out;
-  report_json(rehearsal, scope, for_terminal, out);
+  report_json(rehearsal, outline_of(rehearsal), scope, for_terminal, out);
   expect_valid(out.str());
   return out.str();
+}
+
+std::string as_html(zeva::Rehearsal const& rehearsal, zeva::Scope const& scope = {}) {
+  return report_html(rehearsal, outline_of(rehearsal), scope);
 }
 
 char const kHead[] =
@@ -146,8 +150,8 @@ TEST(Report, TellsAProgramAll) {
 
 // What a browser makes of it, tests/browser tries.
 TEST(Report, IsAPageOfRealTables) {
-  zeva::Rehearsal const rehearsal = sample();
-  std::string const page = report_html(rehearsal, {});
+  zeva::Rehearsal rehearsal = sample();
+  std::string const page = as_html(rehearsal);
   // Bytes that no text may hold, and elements that a browser would take for open ones.
   EXPECT_FALSE(
       std::regex_search(page, std::regex(R"([\x01-\x09\x0B-\x1F]|\x9B|<(?!meta)\w+[^>]*/>)")));
@@ -168,15 +172,19 @@ TEST(Report, IsAPageOfRealTables) {
        }) {
     EXPECT_EQ(tree.select_nodes(path.c_str()).size(), many) << path;
   }
-  EXPECT_THAT(report_html(rehearsal, {zeva::Area::kTasks, ""}),
+  EXPECT_THAT(as_html(rehearsal, {zeva::Area::kTasks, ""}),
               HasSubstr("<p>7 changed keys are not shown.</p>"));
+
+  rehearsal.after.reset();
+  ASSERT_TRUE(tree.load_string(as_html(rehearsal).c_str()));
+  EXPECT_EQ(tree.select_nodes("//nav//a[substring(@href, 2)=//section/@id]").size(), 7u);
 }
 
 TEST(Report, NoTableOfAPageIsLong) {
   zeva::Rehearsal rehearsal = sample();
   for (int i = 0; i < 500; ++i) put(*rehearsal.after, "many", {text(std::to_string(i), "")});
   pugi::xml_document tree;
-  ASSERT_TRUE(tree.load_string(report_html(rehearsal, {}).c_str()));
+  ASSERT_TRUE(tree.load_string(as_html(rehearsal).c_str()));
   for (auto const& [path, many] : std::map<std::string, size_t>{
            {"//table[count(tbody/tr) > 200]", 0},
            {"//tbody[tr/th[bdi='many'] and count(tr) > 1]", 3},
@@ -298,7 +306,7 @@ TEST(Secrets, AreInNoReport) {
   std::string const line = secrets.hide(
       "canary-old, canary-new; canary-b 63 61 6e 61 72 79 canary\xFF 123456789 canary-other");
   EXPECT_EQ(line, "(masked), (masked); (masked) (masked) (masked) (masked) canary-other");
-  std::string const reports = as_text(rehearsal) + as_json(rehearsal) + report_html(rehearsal, {});
+  std::string const reports = as_text(rehearsal) + as_json(rehearsal) + as_html(rehearsal);
   EXPECT_THAT(reports, Not(HasSubstr("canary")));
   EXPECT_THAT(reports, Not(HasSubstr("123456789")));
   EXPECT_THAT(reports, HasSubstr("  -     Password=(masked)\n  +     Password=(masked)\n"));

@@ -300,6 +300,9 @@ TEST_F(Rehearse, APlanIsHeldAgainstWhatIsThere) {
   auto done = rehearse(" --save plan");
   ASSERT_EQ(done.exit_status, 0) << done.error;
   EXPECT_THAT(done.output, HasSubstr("  +     RelayPassword=(masked)\n"));
+  std::string const verdict = done.output.substr(9, done.output.find('\n') - 9);
+  EXPECT_THAT(verdict, HasSubstr("warning"));
+  EXPECT_THAT(work_.read("plan"), HasSubstr("\"verdict\":\"" + verdict + "\""));
   EXPECT_THAT(done.output + done.error + work_.read("plan"), Not(HasSubstr("canary")));
   EXPECT_THAT(work_.sh(*installed / "home/bin/zeva-rehearse --check export").output,
               AllOf(HasSubstr("misc.txt"), Not(HasSubstr("98765")), Not(HasSubstr("canary"))));

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <iterator>
-#include <ostream>
+#include <utility>
 
 namespace zeva {
 
@@ -12,6 +12,38 @@ void ByFile::add(std::string const& file, std::string const& line) {
   auto const [place, is_new] = places_.emplace(file, groups_.size());
   if (is_new) groups_.push_back({file, {}});
   groups_[place->second].second.push_back(line);
+}
+
+std::vector<std::string> ByFile::lines() const {
+  std::vector<std::string> lines;
+  for (auto const& [file, messages] : groups_) {
+    lines.push_back("  " + (file.empty() ? "(no file)" : printable(file)));
+    for (std::string const& message : messages) {
+      for (std::string& line : indented_lines(message)) lines.push_back(std::move(line));
+    }
+  }
+  return lines;
+}
+
+std::vector<std::string> lines_of(std::string_view message) {
+  std::vector<std::string> lines;
+  do {
+    std::string_view line = message.substr(0, message.find('\n'));
+    message.remove_prefix(std::min(message.size(), line.size() + 1));
+    if (line.starts_with('\t')) line.remove_prefix(1);
+    lines.push_back(printable(line));
+  } while (!message.empty());
+  return lines;
+}
+
+std::vector<std::string> indented_lines(std::string_view message) {
+  std::vector<std::string> lines = lines_of(message);
+  char const* indent = "    ";
+  for (std::string& line : lines) {
+    line.insert(0, indent);
+    indent = "      ";
+  }
+  return lines;
 }
 
 std::string count_findings(std::vector<Finding> const& findings) {
@@ -39,38 +71,6 @@ std::vector<ByFile> by_severity(std::vector<Finding> const& findings, size_t lim
     }
   }
   return all;
-}
-
-Json findings_json(std::vector<Finding> const& findings) {
-  Json all = Json::array();
-  for (Finding const& finding : findings) {
-    all.push_back({{"severity", name_of(finding.severity)},
-                   {"kind", finding.kind},
-                   {"file", text_json(finding.file)},
-                   {"section", text_json(finding.section)},
-                   {"key", text_json(finding.key)},
-                   {"text", text_json(finding.text)},
-                   {"advice", text_json(finding.advice)}});
-  }
-  return all;
-}
-
-void print_findings(std::vector<Finding> const& findings, std::ostream& out) {
-  out << "Findings: " << count_findings(findings) << '\n';
-  for (ByFile const& lines : by_severity(findings, findings.size())) {
-    for (auto const& [file, group] : lines.groups()) {
-      out << "  " << (file.empty() ? "(no file)" : printable(file)) << '\n';
-      for (std::string const& line : group) out << "    " << printable(line) << '\n';
-    }
-  }
-}
-
-void print_findings_json(std::vector<Finding> const& findings, bool for_terminal,
-                         std::ostream& out) {
-  Json report;
-  report["format_version"] = 1;
-  report["findings"] = findings_json(findings);
-  out << json_line(report, for_terminal) << '\n';
 }
 
 }  // namespace zeva

@@ -37,6 +37,8 @@ constexpr Link kChangesPart = {"changes", "Changes in the store"};
 constexpr Link kLogPart = {"log", "The run's log"};
 constexpr Link kDigestsPart = {"digests", "What was rehearsed"};
 
+constexpr char kNotCompared[] = "The stores cannot be compared.";
+
 // In the order of Severity.
 constexpr char const* kFindingCaptions[] = {
     "Errors: the run will fail", "Losses: what will not arrive, or not as it is", "Notes"};
@@ -154,8 +156,8 @@ class ChangeTables {
 
 class HtmlReport {
  public:
-  HtmlReport(Rehearsal const& rehearsal, Scope const& scope)
-      : rehearsal_(rehearsal), outline_(outline_of(rehearsal)), scope_(scope) {}
+  HtmlReport(Rehearsal const& rehearsal, Outline const& outline, Scope const& scope)
+      : rehearsal_(rehearsal), outline_(outline), scope_(scope) {}
 
   std::string write() {
     document_.append_child(pugi::node_doctype).set_value("html");
@@ -205,8 +207,9 @@ class HtmlReport {
 
   void add_verdict() {
     add(body_, "h1", "Rehearsal of a migration");
+    static constexpr char const* kGrades[] = {"good", "mixed", "bad"};  // in the order of Grade
     set(add(body_, "p", "Verdict: " + outline_.verdict), "class",
-        outline_.is_good ? "verdict good" : "verdict bad");
+        std::string("verdict ") + kGrades[static_cast<size_t>(outline_.grade)]);
     xml_node remarks = add(body_, "ul");
     for (Text remark : outline_.remarks) add(remarks, "li", remark);
     xml_node contents = body_.append_child("nav");
@@ -227,7 +230,7 @@ class HtmlReport {
 
   void add_areas(xml_node part) {
     if (!outline_.can_compare) {
-      add(part, "p", "The stores cannot be compared.");
+      add(part, "p", kNotCompared);
       return;
     }
     xml_node body =
@@ -288,7 +291,10 @@ class HtmlReport {
   }
 
   void add_changes() {
-    if (!outline_.can_compare) return;
+    if (!outline_.can_compare) {
+      add(add_part(kChangesPart), "p", kNotCompared);
+      return;
+    }
     xml_node part = add_part(kChangesPart, ": " + count_keys(outline_));
     set(add(part, "p", "SZ is a text, MS a list of texts, DW a number, BI bytes."), "class",
         "quiet");
@@ -338,7 +344,7 @@ class HtmlReport {
   }
 
   Rehearsal const& rehearsal_;
-  Outline const outline_;
+  Outline const& outline_;
   Scope const& scope_;
   pugi::xml_document document_;
   xml_node body_;
@@ -347,8 +353,8 @@ class HtmlReport {
 
 }  // namespace
 
-std::string report_html(Rehearsal const& rehearsal, Scope const& scope) {
-  return HtmlReport(rehearsal, scope).write();
+std::string report_html(Rehearsal const& rehearsal, Outline const& outline, Scope const& scope) {
+  return HtmlReport(rehearsal, outline, scope).write();
 }
 
 }  // namespace zeva

@@ -27,7 +27,7 @@ a { color: var(--link); }
 .verdict { border-left: 0.4rem solid; padding-left: 0.6rem; font-size: 1.2rem; font-weight: bold; }
 .good, .gained { color: var(--good); }
 .bad, .lost, .error { color: var(--bad); }
-.changed, .loss { color: var(--other); }
+.mixed, .changed, .loss { color: var(--other); }
 .quiet { color: var(--quiet); }
 table { width: 100%; table-layout: fixed; border-collapse: collapse; margin: 0.5rem 0 1rem; }
 caption { text-align: left; font-weight: bold; padding: 0.25rem 0; }

@@ -1,6 +1,5 @@
 #include "json_report.h"
 
-#include "finding_report.h"
 #include "registry_view.h"
 
 #include <ostream>
@@ -10,7 +9,7 @@
 namespace zeva {
 namespace {
 
-constexpr int kFormatVersion = 1;
+constexpr int kFormatVersion = 1;  // of the schema
 
 Json texts_json(std::vector<std::string> const& texts) {
   Json all = Json::array();
@@ -61,6 +60,20 @@ Json change_json(KeyChange const& key) {
   return shown;
 }
 
+Json findings_json(std::vector<Finding> const& findings) {
+  Json all = Json::array();
+  for (Finding const& finding : findings) {
+    all.push_back({{"severity", name_of(finding.severity)},
+                   {"kind", finding.kind},
+                   {"file", text_json(finding.file)},
+                   {"section", text_json(finding.section)},
+                   {"key", text_json(finding.key)},
+                   {"text", text_json(finding.text)},
+                   {"advice", text_json(finding.advice)}});
+  }
+  return all;
+}
+
 Json log_json(std::vector<LogLine> const& log) {
   Json lines = Json::array();
   for (LogLine const& line : log) {
@@ -74,9 +87,8 @@ Json log_json(std::vector<LogLine> const& log) {
 }  // namespace
 
 // The changes can be far more than the rest, so they are written one by one.
-void report_json(Rehearsal const& rehearsal, Scope const& scope, bool for_terminal,
-                 std::ostream& out) {
-  Outline const outline = outline_of(rehearsal);
+void report_json(Rehearsal const& rehearsal, Outline const& outline, Scope const& scope,
+                 bool for_terminal, std::ostream& out) {
   Json head;
   head["format_version"] = kFormatVersion;
   head["verdict"] = outline.verdict;
@@ -106,6 +118,12 @@ void report_json(Rehearsal const& rehearsal, Scope const& scope, bool for_termin
   });
   out << "],\"hidden_keys\":" << hidden
       << ",\"log\":" << json_line(log_json(rehearsal.log), for_terminal) << "}\n";
+}
+
+void report_findings_json(std::vector<Finding> const& findings, bool for_terminal,
+                          std::ostream& out) {
+  Json const report = {{"format_version", kFormatVersion}, {"findings", findings_json(findings)}};
+  out << json_line(report, for_terminal) << '\n';
 }
 
 }  // namespace zeva

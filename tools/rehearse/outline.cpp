@@ -39,16 +39,13 @@ size_t count_left_out(Rehearsal const& rehearsal) {
     ++count;
   }
   for (LogLine const& line : rehearsal.log) {
-    bool const is_error = line.is_trouble && !line.message.starts_with("Warning");
-    if (is_error && told.insert(line.file).second) ++count;
+    if (line.is_trouble && !line.is_warning() && told.insert(line.file).second) ++count;
   }
   return count;
 }
 
 size_t count_warnings(Rehearsal const& rehearsal) {
-  return static_cast<size_t>(std::ranges::count_if(rehearsal.log, [](LogLine const& line) {
-    return line.is_trouble && line.message.starts_with("Warning");
-  }));
+  return static_cast<size_t>(std::ranges::count_if(rehearsal.log, &LogLine::is_warning));
 }
 
 std::string verdict_of(Rehearsal const& rehearsal, Outline const& outline) {
@@ -81,6 +78,13 @@ std::vector<std::string> remarks_of(Rehearsal const& rehearsal) {
   return remarks;
 }
 
+Grade grade_of(Rehearsal const& rehearsal, Outline const& outline) {
+  if (rehearsal.result != kImported) return Grade::kBad;
+  bool const is_whole =
+      rehearsal.not_examined.empty() && outline.left_out == 0 && outline.warnings == 0;
+  return is_whole ? Grade::kGood : Grade::kMixed;
+}
+
 void append(std::string& words, std::string const& more) {
   words += (words.empty() ? "" : ", ") + more;
 }
@@ -99,8 +103,7 @@ Outline outline_of(Rehearsal const& rehearsal) {
   outline.warnings = count_warnings(rehearsal);
   outline.verdict = verdict_of(rehearsal, outline);
   outline.remarks = remarks_of(rehearsal);
-  outline.is_good = rehearsal.result == kImported && rehearsal.not_examined.empty() &&
-                    outline.left_out == 0 && outline.warnings == 0;
+  outline.grade = grade_of(rehearsal, outline);
   return outline;
 }
 
@@ -118,17 +121,6 @@ std::string count_keys(Outline const& outline) {
   return counted(outline.keys.gained, "key", "keys") + " gained, " +
          std::to_string(outline.keys.lost) + " lost, " + std::to_string(outline.keys.changed) +
          " changed";
-}
-
-std::vector<std::string> lines_of(std::string_view message) {
-  std::vector<std::string> lines;
-  do {
-    std::string_view line = message.substr(0, message.find('\n'));
-    message.remove_prefix(std::min(message.size(), line.size() + 1));
-    if (line.starts_with('\t')) line.remove_prefix(1);
-    lines.push_back(printable(line));
-  } while (!message.empty());
-  return lines;
 }
 
 std::string describe_result(int code) {

@@ -10,7 +10,6 @@
 #include <functional>
 #include <iterator>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace zeva {
@@ -30,10 +29,16 @@ struct AreaOutline {
   std::vector<std::string> lost_items;  // by name
 };
 
+enum class Grade {
+  kGood,   // everything of the package arrives as it is
+  kMixed,  // it is imported, but not all of it, or not as it is
+  kBad,
+};
+
 struct Outline {
+  Grade grade = Grade::kBad;
   std::string verdict;               // "imported, 2 items left out or altered"
   std::vector<std::string> remarks;  // on the verdict, in words; visible characters alone
-  bool is_good = false;              // everything of the package arrives as it is
   bool can_compare = false;          // there are two stores
   // The findings of losses, and the files with errors in the run's log of which none told.
   size_t left_out = 0;
@@ -48,9 +53,6 @@ struct Outline {
 [[nodiscard]] std::string in_words(ChangeCounts const& counts);
 // "1 key gained, 0 lost, 2 changed"
 [[nodiscard]] std::string count_keys(Outline const& outline);
-
-// The lines of a message: visible characters alone, without the tab that sets a further one back.
-[[nodiscard]] std::vector<std::string> lines_of(std::string_view message);
 
 // In words, what a result code means.
 [[nodiscard]] std::string describe_result(int code);

@@ -5,7 +5,6 @@
 #include "examine.h"
 #include "export_secrets.h"
 #include "files.h"
-#include "finding_report.h"
 #include "html_report.h"
 #include "json_report.h"
 #include "live_run.h"
@@ -194,12 +193,12 @@ void complain_of_missing_keys(RehearsalOptions const& options, Rehearsal const& 
 // stores and the log out of the rehearsal, which is told by then.
 std::optional<std::string> keep_plan(RehearsalSubject const& subject,
                                      RehearsalOptions const& options, std::string const& salt,
-                                     Rehearsal& rehearsal) {
+                                     Outline const& outline, Rehearsal& rehearsal) {
   if (rehearsal.result != kImported) return "the run has failed";
   if (!rehearsal.before || !rehearsal.after) return "there are no two stores to compare";
   rehearsal.log.clear();
   std::ostringstream report;
-  report_json(rehearsal, {}, false, report);
+  report_json(rehearsal, outline, {}, false, report);
   std::error_code failed;
   Plan const plan{subject.package,
                   fs::is_directory(subject.given, failed),
@@ -215,9 +214,9 @@ std::optional<std::string> keep_plan(RehearsalSubject const& subject,
   return error == 0 ? std::nullopt : std::optional<std::string>(strerror(error));
 }
 
-int exit_status(int status, Rehearsal const& rehearsal, RehearsalOptions const& options) {
+int exit_status(int status, Rehearsal const& rehearsal, Outline const& outline,
+                RehearsalOptions const& options) {
   if (!options.exit_code || status != 0) return status;
-  Outline const outline = outline_of(rehearsal);
   if (!outline.can_compare || !rehearsal.not_examined.empty()) {
     return complain("no exit code", "what would change, or what is left out, cannot be told");
   }
@@ -264,20 +263,21 @@ int rehearse(RehearsalSubject const& subject, RehearsalOptions const& options) {
   mask_secrets(secrets, salt, rehearsal);
   complain_of_missing_keys(options, rehearsal);
 
+  Outline const outline = outline_of(rehearsal);
   if (options.json) {
-    report_json(rehearsal, options.scope, isatty(STDOUT_FILENO) == 1, std::cout);
+    report_json(rehearsal, outline, options.scope, isatty(STDOUT_FILENO) == 1, std::cout);
   } else {
-    report_text(rehearsal, options.scope, {options.detail, takes_colours(STDOUT_FILENO)},
+    report_text(rehearsal, outline, options.scope, {options.detail, takes_colours(STDOUT_FILENO)},
                 std::cout);
   }
   if (!std::cout.flush()) return complain("standard output", "cannot be written");
   if (subject.page >= 0) {
-    int const error = write_all(subject.page, report_html(rehearsal, options.scope));
+    int const error = write_all(subject.page, report_html(rehearsal, outline, options.scope));
     if (error != 0) return complain("the page cannot be written", strerror(error));
   }
-  int const status = exit_status(done.exit_status, rehearsal, options);
+  int const status = exit_status(done.exit_status, rehearsal, outline, options);
   if (subject.plan < 0) return status;
-  auto const failure = keep_plan(subject, options, salt, rehearsal);
+  auto const failure = keep_plan(subject, options, salt, outline, rehearsal);
   if (!failure) return status;
   complain("the plan is not kept", *failure);
   // What else was written counts after a run that failed by itself.
@@ -313,9 +313,9 @@ int check(RehearsalSubject const& subject, RehearsalOptions const& options) {
   wait.clear();
 
   if (options.json) {
-    print_findings_json(findings, isatty(STDOUT_FILENO) == 1, std::cout);
+    report_findings_json(findings, isatty(STDOUT_FILENO) == 1, std::cout);
   } else {
-    print_findings(findings, std::cout);
+    report_findings_text(findings, std::cout);
   }
   if (!std::cout.flush()) return complain("standard output", "cannot be written");
   auto const has = [&](Severity severity) {

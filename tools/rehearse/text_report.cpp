@@ -3,11 +3,9 @@
 #include "change_text.h"
 #include "finding_report.h"
 #include "printable.h"
-#include "results.h"
 
 #include <algorithm>
 #include <ostream>
-#include <string_view>
 #include <utility>
 
 namespace zeva {
@@ -20,10 +18,10 @@ constexpr size_t kNamed = 3;
 
 class TextReport {
  public:
-  TextReport(Rehearsal const& rehearsal, Scope const& scope, TextStyle const& style,
-             std::ostream& out)
+  TextReport(Rehearsal const& rehearsal, Outline const& outline, Scope const& scope,
+             TextStyle const& style, std::ostream& out)
       : rehearsal_(rehearsal),
-        outline_(outline_of(rehearsal)),
+        outline_(outline),
         scope_(scope),
         style_(style),
         text_(out, style.in_colour) {}
@@ -41,8 +39,8 @@ class TextReport {
 
  private:
   void write_verdict() {
-    bool const is_imported = rehearsal_.result == kImported;
-    put(outline_.is_good ? kGreen : is_imported ? kYellow : kRed, "Verdict: " + outline_.verdict);
+    static constexpr char const* kColours[] = {kGreen, kYellow, kRed};  // in the order of Grade
+    put(kColours[static_cast<size_t>(outline_.grade)], "Verdict: " + outline_.verdict);
     for (std::string const& remark : outline_.remarks) put(kNoColour, "  " + remark);
   }
 
@@ -68,7 +66,7 @@ class TextReport {
   void write_findings(char const* title, std::vector<Finding> const& findings) {
     heading(title + count_findings(findings));
     size_t const limit = style_.detail == Detail::kSummary ? kNamed : findings.size();
-    for (ByFile const& lines : by_severity(findings, limit)) grouped(lines);
+    for (ByFile const& lines : by_severity(findings, limit)) put_all(lines.lines());
     if (limit < findings.size()) {
       put(kNoColour, "  and " + std::to_string(findings.size() - limit) + " more");
     }
@@ -79,9 +77,8 @@ class TextReport {
     for (LogLine const& line : rehearsal_.log) {
       if (line.is_trouble) troubles.add(line.file, line.message);
     }
-    heading(std::string("Warnings and errors of the run") +
-            (troubles.groups().empty() ? ": none" : ""));
-    grouped(troubles);
+    heading(std::string("Warnings and errors of the run") + (troubles.is_empty() ? ": none" : ""));
+    put_all(troubles.lines());
   }
 
   void write_changes() {
@@ -102,7 +99,7 @@ class TextReport {
 
   void write_log() {
     heading("The run's log");
-    for (LogLine const& line : rehearsal_.log) message(line.message);
+    for (LogLine const& line : rehearsal_.log) put_all(indented_lines(line.message));
   }
 
   void heading(std::string const& text) {
@@ -110,26 +107,14 @@ class TextReport {
     put(kBold, text);
   }
 
-  void grouped(ByFile const& all) {
-    for (auto const& [file, lines] : all.groups()) {
-      put(kNoColour, "  " + (file.empty() ? "(no file)" : printable(file)));
-      for (std::string const& line : lines) message(line);
-    }
-  }
-
-  // The lines of a message after its first are set back further.
-  void message(std::string_view text) {
-    char const* indent = "    ";
-    for (std::string const& line : lines_of(text)) {
-      put(kNoColour, indent + line);
-      indent = "      ";
-    }
+  void put_all(std::vector<std::string> const& lines) {
+    for (std::string const& line : lines) put(kNoColour, line);
   }
 
   void put(char const* colour, std::string const& line) { text_.put(colour, line); }
 
   Rehearsal const& rehearsal_;
-  Outline const outline_;
+  Outline const& outline_;
   Scope const& scope_;
   TextStyle const& style_;
   ChangeText text_;
@@ -137,9 +122,16 @@ class TextReport {
 
 }  // namespace
 
-void report_text(Rehearsal const& rehearsal, Scope const& scope, TextStyle const& style,
-                 std::ostream& out) {
-  TextReport(rehearsal, scope, style, out).write();
+void report_text(Rehearsal const& rehearsal, Outline const& outline, Scope const& scope,
+                 TextStyle const& style, std::ostream& out) {
+  TextReport(rehearsal, outline, scope, style, out).write();
+}
+
+void report_findings_text(std::vector<Finding> const& findings, std::ostream& out) {
+  out << "Findings: " << count_findings(findings) << '\n';
+  for (ByFile const& group : by_severity(findings, findings.size())) {
+    for (std::string const& line : group.lines()) out << line << '\n';
+  }
 }
 
 }  // namespace zeva

@@ -1,10 +1,12 @@
-// A rehearsal for a person to read, the most important first.
+// A rehearsal for a person to read, the most important first. No line holds anything but visible
+// characters.
 #pragma once
 
 #include "outline.h"
 #include "rehearsed.h"
 
 #include <iosfwd>
+#include <vector>
 
 namespace zeva {
 
@@ -15,8 +17,11 @@ struct TextStyle {
   bool in_colour = false;
 };
 
-// Plain text, in colours for a terminal. No line holds anything but visible characters.
-void report_text(Rehearsal const& rehearsal, Scope const& scope, TextStyle const& style,
-                 std::ostream& out);
+// Plain text, in colours for a terminal.
+void report_text(Rehearsal const& rehearsal, Outline const& outline, Scope const& scope,
+                 TextStyle const& style, std::ostream& out);
+
+// What an examination alone has found.
+void report_findings_text(std::vector<Finding> const& findings, std::ostream& out);
 
 }  // namespace zeva
