@@ -25,6 +25,10 @@ TEST(WitnessedLog, TellsEachLineItsFile) {
       {"misc.txt", "Error [258]: a value that forges a line\n" + kHead + "Error [1]: of the log",
        "misc.txt! Error [258]: a value that forges a line\n" + kHead + "Error [1]: of the log"},
       {nullptr, "Error [63]: after it", "misc.txt! Error [63]: after it"},
+      {nullptr, "Error [425]: of the store", "! Error [425]: of the store"},
+      {nullptr, "Error [26]: of it, too", "! Error [26]: of it, too"},
+      {"x.txt", "Error [484]: read /tmp/migrate/x.txt failed.",
+       "x.txt! Error [484]: read /tmp/migrate/x.txt failed."},
       {nullptr, "Import address groups...", "  Import address groups..."},
       {nullptr, "Error [55]: of the store", "! Error [55]: of the store"},
   };

@@ -4,6 +4,8 @@
 
 #include <stdlib.h>
 
+#include <algorithm>
+#include <iterator>
 #include <string_view>
 #include <utility>
 
@@ -51,6 +53,23 @@ bool is_trouble(std::string_view message) {
   return false;
 }
 
+// Lines about keys that an importer opens, lists or empties whatever its file holds: the store
+// alone is to blame. Where such a line stands with other words, it names its file.
+constexpr std::string_view kOfTheStore[] = {
+    // classifications
+    "Error [461]", "FilterAction [467]", "Remove FilterAction error [474]",
+    // exceptions, scan limits, quarantine areas
+    "Error [137]", "Error [182]", "Error [204]", "Error [26]", "Error [35]", "Error [44]",
+    // policies
+    "Error [459]", "Error [467]", "Error [477]", "Error [484]",
+    // extra filters, address lists
+    "Error [410]", "Error [425]", "Error [55]", "Remove address error [64]"};
+
+bool is_of_the_store(std::string_view message) {
+  std::string_view const place = message.substr(0, message.find(':'));
+  return std::ranges::find(kOfTheStore, place) != std::end(kOfTheStore);
+}
+
 // A message that names a file itself knows better.
 std::string file_named_in(std::string const& message, std::string const& folder) {
   for (std::string const before : {" from ", ": read "}) {
@@ -79,7 +98,8 @@ std::vector<LogLine> read_witnessed_log(std::string const& log_path, std::string
       if (log.find('\n', at) == std::string::npos) break;
     }
   }
-  // A line that tells of no trouble begins a step of the run, for which nothing was read yet.
+  // A line that tells of no trouble begins a step of the run, for which nothing was read yet; one
+  // of the store stands before its importer reads, or after a file that is not to blame.
   std::string read_last;
   for (size_t i = 0; i < beginnings.size(); ++i) {
     if (!beginnings[i].file.empty()) read_last = beginnings[i].file;
@@ -87,7 +107,7 @@ std::vector<LogLine> read_witnessed_log(std::string const& log_path, std::string
     size_t const end = i + 1 < beginnings.size() ? beginnings[i + 1].place : log.size();
     std::string const message = message_of(std::string_view(log).substr(start, end - start));
     std::string const named = file_named_in(message, folder);
-    if (!is_trouble(message)) read_last.clear();
+    if (!is_trouble(message) || is_of_the_store(message)) read_last.clear();
     lines.push_back({message, named.empty() ? read_last : named, is_trouble(message)});
   }
   return lines;
