@@ -48,6 +48,8 @@ struct Edit {
 };
 
 std::string const kFive(5000, 'x');
+std::string const kLongest(1024, 'x');
+std::string const kLongestRecord(127, 'x');
 std::string const kGroup = "a.finch@example.com;m.finch@example.com;s.okafor@example.com;";
 
 Edit const kEdits[] = {
@@ -146,6 +148,31 @@ Edit const kEdits[] = {
      "globalPolicy.txt, task4"},
     {"globalPolicy.txt", "name=2:Mail", "name=2:mail",
      "loss top-policy globalPolicy.txt common.name: "},
+
+    // Names that the store does not take.
+    {"action7.txt", "name=2:Review", "name=2:",
+     "error bad-name action7.txt common.name: \"\" is no name that the store takes (1 to 127 "
+     "bytes"},
+    {"address.txt", "Name=2:Partners", "Name=2:" + kLongestRecord + "x",
+     "error bad-name address.txt addressList3.Name: 128 bytes is no name"},
+    {"address.txt", "Name=2:Partners", "Name=2:" + kLongestRecord, "loss dangling-reference "},
+    {"action8.txt", "=2:ArchiveWhole", "=2:" + kLongest + "x",
+     "error bad-name action8.txt action1.name: "},
+    {"action8.txt", "=2:ArchiveWhole", "=2:\\" + kLongest},
+    {"quarantine.txt", "AreaName=2:Spam", "AreaName=2:" + kLongest + "x",
+     "error bad-name quarantine.txt area2.AreaName: "},
+    {"quarantine.txt", "AreaName=2:Spam", "AreaName=2:A\\B",
+     "loss bad-name quarantine.txt area2.AreaName: \"A\\B\" is a path: the quarantine area is "},
+    {"misc.txt", "KeyName=2:registry\\config\\Console", "KeyName=2:a\\" + kLongest + "x",
+     "error bad-name misc.txt Section9.KeyName: "},
+    {"misc.txt", "=2:LoginNotice", "=2:Login\\Notice",
+     "error bad-name misc.txt Section9.ValueName: "},
+    {"policies/cardiff.txt", "\nname=2:Cardiff", "\nname=2:",
+     "loss bad-name policies/cardiff.txt common.name: is empty: the policy is stored in the key "},
+    {"tasks/size.txt", "name=2:LargeMessages", "name=2:" + kLongest + "x",
+     "loss bad-name tasks/size.txt common.name: 1025 bytes is no name that the store takes (parts "
+     "of at most 1024 bytes): the task is left out"},
+    {"tasks/size.txt", "[size]", "[size]\na\\b=2:", "loss bad-name tasks/size.txt size.a\\b: "},
 
     // Texts and numbers that are not what they were.
     {"globalPolicy.txt", "comment=2:", "comment=2:Gesch\344ftsf\374hrung und B\374ro ",

@@ -8,9 +8,11 @@
 #include "filter_action_keys.h"
 #include "list_walk.h"
 #include "misc_keys.h"
+#include "nvreg.h"
 #include "package_names.h"
 #include "policy_keys.h"
 #include "references.h"
+#include "regpath.h"
 #include "results.h"
 #include "task_keys.h"
 #include "xfilter_keys.h"
@@ -446,6 +448,16 @@ class Examiner {
     if (!path) return;
     report_slashes(file, section, kValuePath, *path);
     references_.store().make(references_.store().root(), *path);
+    if (!names_keys(*path)) report_refused(file, section, kValuePath, *path, kPathLimit);
+    auto const name = file.asked_text(section, kValueName);
+    if (name && check_name(*name) != NVREG_OK)
+      report_refused(file, section, kValueName, *name, kNameLimit);
+  }
+
+  static void report_refused(ExportReader& file, std::string const& section, ExportKey const& key,
+                             std::string const& name, char const* limit) {
+    file.report_unreadable("bad-name", section, key.name,
+                           refusal(name, limit, "the import ends here"));
   }
 
   // What lies in the package beside what was examined.

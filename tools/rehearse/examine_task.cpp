@@ -2,6 +2,8 @@
 
 #include "import_task.h"
 #include "list_walk.h"
+#include "nvreg.h"
+#include "regpath.h"
 
 #include <algorithm>
 #include <iterator>
@@ -68,6 +70,18 @@ void examine_spam_task(ExportReader& file, References& references) {
   examine_mail_lists(file);
 }
 
+// Sections and keys that become those of the store, which ends with the first that it does not
+// take.
+void report_bad_names(ExportReader& file, std::string const& section) {
+  char const* const kEnd = "it is left out, with what follows in the file";
+  if (!names_keys(section))
+    file.report("bad-name", section, "", refusal(section, kPathLimit, kEnd));
+  for (std::string const& key : file.keys(section)) {
+    if (check_name(key) != NVREG_OK)
+      file.report("bad-name", section, key, refusal(key, kNameLimit, kEnd));
+  }
+}
+
 void examine_content_task(ExportReader& file, std::span<RequiredSection const> required,
                           References& references) {
   auto const sections = file.sections();
@@ -78,6 +92,7 @@ void examine_content_task(ExportReader& file, std::span<RequiredSection const> r
   }
   for (std::string const& section : sections) {
     if (section == kCommon) continue;
+    report_bad_names(file, section);
     file.whole_section(section);
     report_part(file, section);
   }

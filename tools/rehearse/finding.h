@@ -42,6 +42,7 @@ inline constexpr FindingKind kFindingKinds[] = {
     {"no-utf-8", Severity::kLoss, "convert the file with iconv -t UTF-8"},
     {"dangling-reference", Severity::kLoss, "correct the name, or add what it names"},
     {"same-name", Severity::kLoss, "give one of them another name"},
+    {"bad-name", Severity::kLoss, "give it another name"},
     {"named-twice", Severity::kNote, "correct the name, if another file was meant"},
     {"top-policy", Severity::kLoss, "give it the name Mail"},
     {"slash-path", Severity::kLoss, "write \\ between the parts of the path"},

@@ -39,7 +39,8 @@ bool survives(Key const& today, std::string_view path) {
 
 Key* FutureStore::make(Key& below, std::string_view path, std::string_view maker,
                        std::string* before) {
-  if (path.size() > NVREG_MAX_PATH) return nullptr;  // which no server makes
+  std::string joined;
+  if (join_path("", path, joined) != NVREG_OK) return nullptr;
   constexpr char kMaker[] = "made by";
   Key* key = &below;
   for (std::string_view name; !(name = next_component(path)).empty();) {

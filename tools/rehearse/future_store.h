@@ -16,8 +16,8 @@ class FutureStore {
 
   [[nodiscard]] Key& root() { return made_; }
 
-  // Makes the key at a path below one that was made here. Null when the path names none. `before`,
-  // when given, receives who made it already, or nothing.
+  // Makes the key at a path below one that was made here. Null when the path names none, or
+  // one that no store takes. `before`, when given, receives who made it already, or nothing.
   Key* make(Key& below, std::string_view path, std::string_view maker = "",
             std::string* before = nullptr);
 

@@ -14,6 +14,14 @@
 
 namespace zeva {
 
+// Whether the store takes each part of a path as the name of a key.
+[[nodiscard]] bool names_keys(std::string_view path);
+// What is told of a name that it does not take: what it takes, and what becomes of the thing.
+inline constexpr char kPathLimit[] = "parts of at most 1024 bytes";
+inline constexpr char kNameLimit[] = "at most 1024 bytes, without \\";
+[[nodiscard]] std::string refusal(std::string const& name, char const* limit,
+                                  std::string const& outcome);
+
 enum class Thing { kClassifications, kActions, kAreas, kPolicies, kTasks, kLists, kFilters };
 
 class References {
@@ -23,8 +31,9 @@ class References {
 
   [[nodiscard]] FutureStore& store() { return store_; }
 
-  // The file gives a thing the name that stands at a key of it. Where that is taken in `folder`,
-  // this is reported. Null when the name makes no key.
+  // The file gives a thing the name that stands at a key of it. Where that is taken in `folder`, or
+  // makes no key of its own there, this is reported. Returns the key that the thing is stored in,
+  // null when the store takes no such name.
   Key* give(ExportReader& file, std::string const& section, ExportKey const& key, Thing thing,
             Key& folder, std::string const& name);
   // The same for things whose folder is always the same.
