@@ -145,7 +145,13 @@ Edit const kEdits[] = {
     {"tasks/attachments.txt", "=2:DangerousAttachments", "=2:AntiSpam"},
     {"globalPolicy.txt", "tasks/disclaimer.txt", "tasks/./size.txt",
      "note named-twice globalPolicy.txt task5.filename: \"tasks/./size.txt\" is named here and in "
-     "globalPolicy.txt, task4"},
+     "globalPolicy.txt, task4: this policy gets it once"},
+    {"policies/design.txt", "tasks/project-names.txt", "tasks/attachments.txt",
+     "note named-twice policies/design.txt task1.filename: \"tasks/attachments.txt\" is named here "
+     "and in policies/head-office.txt, task1: each of the two policies gets it",
+     "loss unread-file tasks/project-names.txt "},
+    {"policies/cardiff.txt", "policies/warehouse.txt", "policies/design.txt",
+     "note named-twice policies/cardiff.txt policy1.filename: ", ""},
     {"globalPolicy.txt", "name=2:Mail", "name=2:mail",
      "loss top-policy globalPolicy.txt common.name: "},
 

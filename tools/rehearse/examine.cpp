@@ -192,9 +192,9 @@ class Examiner {
 
   // What is known of a file that was named before.
   struct Known {
-    std::string named_by = {};             // file and section; empty before the first time
-    std::optional<std::string> task = {};  // the name of the task that it makes
-    bool is_open = false;                  // the policy lies above the one that is examined
+    std::map<std::string, std::string> named_by = {};  // files of policies, in which section
+    std::optional<std::string> task = {};              // the name of the task that it makes
+    bool is_open = false;  // the policy lies above the one that is examined
   };
 
   // Depth first without recursion: files may be nested deeper than the stack reaches. A file that
@@ -235,15 +235,14 @@ class Examiner {
   // Whether the file was examined already, which is reported where it is named again.
   bool is_known(std::map<FileId, Known>& known, ExportReader& file, std::string const& by,
                 std::string const& section, ExportKey const& key) {
-    std::string const place = by + ", " + section;
-    Known& found = known[id_of(file.identity())];
-    if (found.named_by.empty()) {
-      found.named_by = place;
-      return false;
-    }
-    findings_.push_back({"named-twice", by, section, key.name,
-                         "\"" + file.name() + "\" is named here and in " + found.named_by +
-                             ": it is imported for both"});
+    auto& named_by = known[id_of(file.identity())].named_by;
+    auto const [own, is_new] = named_by.emplace(by, section);
+    if (is_new && named_by.size() == 1) return false;
+    auto const other = !is_new ? own : own == named_by.begin() ? std::next(own) : named_by.begin();
+    findings_.push_back(
+        {"named-twice", by, section, key.name,
+         "\"" + file.name() + "\" is named here and in " + other->first + ", " + other->second +
+             (is_new ? ": each of the two policies gets it" : ": this policy gets it once")});
     return true;
   }
 
