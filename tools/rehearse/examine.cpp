@@ -157,8 +157,11 @@ class Examiner {
   void examine_settings(char const* name, std::span<ExportSection const> sections) {
     Reader file = open(name);
     if (!file) return;
-    for (ExportSection const& section : sections) file->values(section.name, section.keys);
-    if (sections.data() == kExceptionSections) references_.call_classifications(*file, kCommon);
+    for (ExportSection const& section : sections) {
+      file->values(section.name, section.keys);
+      if (sections.data() != kExceptionSections) continue;
+      references_.call_classifications(*file, section.name, section.keys);
+    }
     close(*file);
   }
 

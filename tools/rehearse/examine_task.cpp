@@ -37,7 +37,7 @@ void examine_virus_task(ExportReader& file, References& references) {
   bool const classified = examine_part(file, kVirusClasses);
   examine_part(file, kVirusSettings);
   if (!classified) report_left_out(file, kVirusSettings, kVirusClasses);
-  references.call_classifications(file, kVirusClasses.name);
+  references.call_classifications(file, kVirusClasses.name, kVirusClasses.keys);
 }
 
 void examine_mail_lists(ExportReader& file) {
@@ -61,8 +61,9 @@ void examine_spam_task(ExportReader& file, References& references) {
   bool const set = examine_part(file, kSpamSettings);
   examine_part(file, kShownSpamClasses);
   if (!set) report_left_out(file, kShownSpamClasses, kSpamSettings);
-  references.call_classifications(file, kSpamClasses.name);
-  references.call_classifications(file, kShownSpamClasses.name);
+  for (ExportSection const& classes : {kSpamClasses, kShownSpamClasses}) {
+    references.call_classifications(file, classes.name, classes.keys);
+  }
   if (auto const path = file.asked_text(kSpamSettings.name, kControllingPolicy)) {
     report_slashes(file, kSpamSettings.name, kControllingPolicy, *path);
     references.call(file, kSpamSettings.name, kControllingPolicy.name, Thing::kPolicies, *path);
@@ -96,7 +97,10 @@ void examine_content_task(ExportReader& file, std::span<RequiredSection const> r
     file.whole_section(section);
     report_part(file, section);
   }
-  references.call_classifications(file, kVirusClasses.name);
+  for (std::string const& key : file.keys(kVirusClasses.name)) {
+    ExportKey const any = {key.c_str(), VALUE_TEXT};
+    references.call_classifications(file, kVirusClasses.name, {&any, 1});
+  }
 }
 
 }  // namespace

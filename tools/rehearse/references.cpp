@@ -114,10 +114,11 @@ void References::call(ExportReader const& file, std::string const& section, std:
   if (!name.empty()) calls_.push_back({file.name(), section, key, thing, name});
 }
 
-void References::call_classifications(ExportReader const& file, std::string const& section) {
-  for (std::string const& key : file.keys(section)) {
-    auto const name = file.asked_text(section, {key.c_str(), VALUE_TEXT});
-    if (name) call(file, section, key, Thing::kClassifications, *name);
+void References::call_classifications(ExportReader const& file, std::string const& section,
+                                      std::span<ExportKey const> keys) {
+  for (ExportKey const& key : keys) {
+    auto const name = file.asked_text(section, {key.name, VALUE_TEXT});
+    if (name) call(file, section, key.name, Thing::kClassifications, *name);
   }
 }
 

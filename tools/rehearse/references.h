@@ -8,6 +8,7 @@
 #include "future_store.h"
 
 #include <set>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -43,8 +44,9 @@ class References {
   // nothing.
   void call(ExportReader const& file, std::string const& section, std::string const& key,
             Thing thing, std::string const& name);
-  // The same for each text of a section, all of which are names of classifications.
-  void call_classifications(ExportReader const& file, std::string const& section);
+  // The same for each text at keys of a section, all of which are names of classifications.
+  void call_classifications(ExportReader const& file, std::string const& section,
+                            std::span<ExportKey const> keys);
 
   // Not all names of these things could be read: calls for them are not judged.
   void forget(Thing thing) { unknown_.insert(thing); }
