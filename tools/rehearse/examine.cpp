@@ -32,6 +32,13 @@ namespace fs = std::filesystem;
 namespace zeva {
 namespace {
 
+// A key's path as it is found by, whatever backslashes it has at its ends; one that no key has
+// stays.
+std::string normal_path(std::string const& path) {
+  std::string joined;
+  return join_path("", path, joined) == NVREG_OK ? joined : path;
+}
+
 class Examiner {
  public:
   Examiner(std::string const& folder, ExamineOptions const& options)
@@ -300,12 +307,12 @@ class Examiner {
     std::string const name = *file.asked_text(kCommon, kPolicyName);
     if (policy.by.empty()) {
       references_.set_top_policy(kPolicy.stored_in + ("\\" + name));
-      if (name != kTopPolicy) {
+      if (normal_path(name) != kTopPolicy) {
         file.report("top-policy", kCommon, kPolicyName.name,
                     "the policy of all mail is called \"" + name +
                         "\", but the gateway goes by the policy \"Mail\", which is removed");
       }
-    } else if (name != policy.called) {
+    } else if (normal_path(name) != normal_path(policy.called)) {
       findings_.push_back({"dangling-reference", policy.by, policy.section, kSubPolicyName.name,
                            "the policy of " + file.name() + " is not called \"" + policy.called +
                                "\", but \"" + name + "\": its white and black lists go astray"});
