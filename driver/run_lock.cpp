@@ -121,6 +121,12 @@ pid_t holder_in(char const* folder) {
   Descriptor const place(open(folder, O_PATH | O_DIRECTORY | O_CLOEXEC));
   Descriptor const file(
       place ? openat(place.get(), kLockFile, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC) : -1);
+  struct stat found;
+  if (place && !file && errno == EACCES &&
+      fstatat(place.get(), kLockFile, &found, AT_SYMLINK_NOFOLLOW) == 0 &&
+      is_lock_file(place.get(), found)) {
+    return kUnknownRun;
+  }
   struct flock whole = {};
   whole.l_type = F_WRLCK;
   whole.l_whence = SEEK_SET;

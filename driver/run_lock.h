@@ -17,8 +17,9 @@ namespace zeva {
 // understood why.
 [[nodiscard]] bool take_run_lock(pid_t& holder);
 
-// The run that holds the lock of the machine or of a home, 0 if there is none. Takes and changes
-// neither.
+// The run that holds the lock of the machine or of a home, 0 if there is none, kUnknownRun where a
+// lock's file is one that take_run_lock() could not open. Takes and changes neither.
+inline constexpr pid_t kUnknownRun = -1;
 [[nodiscard]] pid_t active_run(char const* home);
 
 // Whether the commands started from now on hold the locks, too, as they do at first. One that

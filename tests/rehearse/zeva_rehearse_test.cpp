@@ -254,9 +254,11 @@ TEST_F(Rehearse, LooksAtTheMachine) {
             "sleep 0.1; done"},
            {R"("false-server","file":"/proc/)", "sh -c 'sleep 99; : regserver' &" + seen},
            {"", "sh -c 'sleep 99; : grep regserver' &" + seen},
+           {R"("false-server","file":"/proc/)", "[ $1 ] || exec sh line regserver"},
+           {"", "ln -s $H /tmp/regserver; H=/tmp/regserver RUN='timeout 99'"},
        }) {
     work_.write("line", "export ZEVA_HOME=$H PATH=$H/bin:$H/bin/migration:$PATH\n" + machine.setup +
-                            "\n$H/bin/zeva-rehearse --check --json --from $H "
+                            "\n$RUN $H/bin/zeva-rehearse --check --json --from $H "
                             "export; status=$?; kill %1 2>&-; exit $status");
     auto const done = work_.sh("export H=" + home + "; " + bwrap + machine.disk +
                                "--tmpfs /tmp --bind " + work_.path() + " " + work_.path() +

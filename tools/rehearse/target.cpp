@@ -2,8 +2,10 @@
 
 #include "descriptor.h"
 #include "files.h"
+#include "frame.h"
 #include "nvreg.h"
 #include "opened_package.h"
+#include "port.h"
 #include "product_home.h"
 #include "regserver_address.h"
 #include "regserver_control.h"
@@ -22,7 +24,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <charconv>
 #include <filesystem>
 #include <optional>
 #include <set>
@@ -89,16 +90,16 @@ bool is_server_of(std::string const& home, std::string const& port) {
   return status == 0;
 }
 
-// True when the home's own server is there.
+// True when the home's own server is there, or may be.
 bool look_at_port(std::string const& home, Findings& findings) {
   std::string text = std::to_string(kRegistryPort);
   (void)find_regport(home, text);  // the run goes by the usual port, too
-  auto const report = [&](std::string const& what) {
+  auto const report = [&](std::string const& what) -> Finding& {
     findings.push_back({"port", "127.0.0.1:" + text, "", "", what});
+    return findings.back();
   };
   uint16_t port = 0;
-  auto const parsed = std::from_chars(text.data(), text.data() + text.size(), port);
-  if (parsed.ec != std::errc() || parsed.ptr != text.data() + text.size()) {
+  if (!read_port(text, port)) {
     report("is no port, but that of the registry server in RegSvrCfg.ini");
     return false;
   }
@@ -113,6 +114,16 @@ bool look_at_port(std::string const& home, Findings& findings) {
     return false;
   int const error = errno;
   if (error == EADDRINUSE && is_server_of(home, text)) return true;
+  std::string const cookie = home + "/config" + kCookieFile;
+  if (error == EADDRINUSE && faccessat(AT_FDCWD, cookie.c_str(), R_OK, AT_EACCESS) != 0 &&
+      errno == EACCES) {
+    report(
+        "is taken by a program that this user cannot ask whether it is the home's registry "
+        "server, as the migration must: " +
+        cookie + ": " + strerror(EACCES))
+        .advice = "start the migration as the user of the registry server: root";
+    return true;  // most likely
+  }
   report(error == EADDRINUSE
              ? "is taken by a program that does not prove to be this home's registry server"
              : std::string("cannot be taken by the registry server: ") + strerror(error));
@@ -150,10 +161,12 @@ void look_at_path(Findings& findings) {
 }
 
 void look_at_other_run(std::string const& home, Findings& findings) {
-  if (pid_t const holder = active_run(home.c_str()); holder != 0) {
-    findings.push_back({"active-run", home, "", "",
-                        "process " + std::to_string(holder) + " is migrating at this moment"});
-  }
+  pid_t const holder = active_run(home.c_str());
+  if (holder == 0) return;
+  findings.push_back({"active-run", home, "", "",
+                      holder == kUnknownRun
+                          ? "another user is migrating, or has a run's lock left that was killed"
+                          : "process " + std::to_string(holder) + " is migrating at this moment"});
 }
 
 // What the process list shows of a process: its arguments with blanks between them.
@@ -165,12 +178,14 @@ std::string line_of(std::string const& process) {
   return line;
 }
 
-// This process and those that have started it: they end before the run begins, or begin it.
+// This process, and those above it that do nothing but run its command, as sudo: they end with it.
+// What else is above it, such as a terminal multiplexer or a script, is there during the run.
 std::set<std::string> own_processes() {
   std::set<std::string> own;
   std::string process = std::to_string(getpid());
+  std::string const line = line_of("/proc/" + process);
   std::string status;
-  while (process != "0" && own.insert(process).second &&
+  while (line_of("/proc/" + process).ends_with(line) && own.insert(process).second &&
          read_file("/proc/" + process + "/status", status) == 0) {
     size_t const at = status.find("\nPPid:\t");
     if (at == status.npos) break;
@@ -208,8 +223,9 @@ Disk disk_of(std::string const& folder) {
   struct stat place;
   if (stat(folder.c_str(), &place) != 0 || statvfs(folder.c_str(), &room) != 0) return disk;
   disk.number = place.st_dev;
-  // One that names no size of its own has no bound of its own.
-  if (room.f_blocks != 0) disk.room = uint64_t{room.f_bavail} * room.f_frsize;
+  // One that names no size of its own has no bound of its own. Some is kept for root.
+  if (room.f_blocks == 0) return disk;
+  disk.room = uint64_t{geteuid() == 0 ? room.f_bfree : room.f_bavail} * room.f_frsize;
   return disk;
 }
 
