@@ -40,7 +40,8 @@ struct Outline {
   std::string verdict;               // "imported, 2 items left out or altered"
   std::vector<std::string> remarks;  // on the verdict, in words; visible characters alone
   bool can_compare = false;          // there are two stores
-  // The findings of losses, and the files with errors in the run's log of which none told.
+  // The causes that findings of losses tell of, and the files with errors in the run's log of which
+  // none tells.
   size_t left_out = 0;
   size_t warnings = 0;  // of the run: what it has altered
   ChangeCounts keys;
