@@ -1,4 +1,5 @@
-// What stands elsewhere in the sandbox than on the machine, under the names that its owner knows.
+// What is read elsewhere than where it stands, in a sandbox or as a copy, under the names that its
+// owner knows.
 #pragma once
 
 #include <string>
@@ -10,9 +11,9 @@ namespace zeva {
 
 class RealPaths {
  public:
-  // A path of the sandbox, and what it stands for.
-  void add(std::string const& sandboxed, std::string const& real) {
-    if (sandboxed != real) names_.emplace_back(sandboxed, real);
+  // A path that is read, and what it stands for.
+  void add(std::string const& read, std::string const& real) {
+    if (read != real) names_.emplace_back(read, real);
   }
 
   // The text with all of them.

@@ -16,6 +16,7 @@
 #include "private_folder.h"
 #include "product_home.h"
 #include "proof.h"
+#include "real_paths.h"
 #include "redolog.h"
 #include "run_lock.h"
 #include "secrets.h"
@@ -106,13 +107,6 @@ bool begins_like_ours(StoreCopy const& files) {
          (files[1] && read_log_header(*files[1], generation));
 }
 
-std::string replaced(std::string text, std::string const& from, std::string const& to) {
-  for (size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
-    text.replace(at, from.size(), to);
-  }
-  return text;
-}
-
 // Why there is no backup to put back; nothing when there is.
 std::optional<std::string> read_backup(Places const& places, StoreFiles const& present,
                                        StoreFiles& backup) {
@@ -150,7 +144,9 @@ std::optional<std::string> judge(StoreSet& backup, std::string const& copy, Plac
   backup.store = load_store(copy);
   if (!backup.is_sound()) {
     std::string const& why = backup.store.root ? backup.store.notes.front() : backup.store.failure;
-    return "the backup is damaged: " + replaced(why, copy, places.backup);
+    RealPaths real;
+    real.add(copy, places.backup);
+    return "the backup is damaged: " + real.in(why);
   }
   // A migration that was cut short while it copied has left its snapshot beside an older log. The
   // server of a running migration has written both at its start.
