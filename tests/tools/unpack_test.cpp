@@ -135,8 +135,9 @@ TEST_F(Unpack, WhatCannotBeOpenedLeavesNothingBehind) {
            Case{UNPACK " pkg link/", "link: is no folder"},
            Case{UNPACK " pkg key/out", "key/out: cannot be made: Not a directory"},
            Case{UNPACK " pkg open/mine/out",
-                "cannot be made: its owner, its group or others can change what is in " +
-                    (work_ / "open") + "; name a place in a folder that only you can write to"},
+                "cannot be made: its group or others can change what is in " + (work_ / "open") +
+                    "; run chmod go-w " + (work_ / "open") +
+                    ", or name a place in a folder that only you can write to"},
            Case{"cd empty && " UNPACK " ../pkg .",
                 ".: is where this command runs; name another folder"},
            Case{small + " pkg /mnt", "/mnt: is a mount point; name a folder in it"},

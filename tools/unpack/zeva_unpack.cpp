@@ -171,6 +171,16 @@ std::optional<fs::path> open_folder_above(fs::path const& place) {
   return folder.has_relative_path() ? std::optional(folder) : std::nullopt;
 }
 
+// Who can put something else in such a folder, and what to do about it.
+std::string way_out(fs::path const& open) {
+  struct stat info;
+  bool const is_own = stat(open.c_str(), &info) == 0 && info.st_uid == geteuid();
+  std::string const who = is_own ? "its group or others" : "its owner, its group or others";
+  return who + " can change what is in " + open.native() + "; " +
+         (is_own ? "run chmod go-w " + open.native() + ", or " : "") +
+         "name a place in a folder that only you can write to";
+}
+
 bool is_mount_point(std::string const& folder) {
   struct statx info;
   return statx(AT_FDCWD, folder.c_str(), AT_SYMLINK_NOFOLLOW, 0, &info) == 0 &&
@@ -205,11 +215,7 @@ std::optional<fs::path> place_for(std::string name) {
                              path.filename();
   auto const open = failure ? std::nullopt : open_folder_above(place);
   if (!failure && !open) return place;
-  zeva::complain(
-      name, "cannot be made: " +
-                (open ? "its owner, its group or others can change what is in " + open->native() +
-                            "; name a place in a folder that only you can write to"
-                      : failure.message()));
+  zeva::complain(name, "cannot be made: " + (open ? way_out(*open) : failure.message()));
   return std::nullopt;
 }
 
