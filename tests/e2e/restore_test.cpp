@@ -198,8 +198,10 @@ TEST_F(Restore, NeverTakesAServerForGoneThatStillRuns) {
     mkdir bin; printf '#!/bin/sh\n[ ! -e told ] || { : > hit; kill -TERM 0; }
                        exec /bin/ps -ef' > bin/ps; chmod +x bin/ps
     service 'case $1 in stop) : > told ;; start) cp gone found ;; esac; exit 0'
-    sh -c 'until [ -e hit ]; do sleep 0.1; done; sleep 3; : > gone' regserver &
-    PATH=$PWD/bin:$PATH setsid -w zeva-restore --yes > shown; echo $?; ls hit found)sh");
+    sh -c 'for i in $(seq 600); do [ ! -e hit ] || break; sleep 0.1; done; sleep 3; : > gone' \
+        regserver &
+    PATH=$PWD/bin:$PATH setsid -w zeva-restore --yes > shown; echo $?; ls hit found
+    kill $! 2> /dev/null; wait)sh");
   EXPECT_EQ(done.output, "0\nfound\nhit\n");
 }
 
