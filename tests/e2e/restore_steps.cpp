@@ -1,12 +1,15 @@
 // Linked into a second zeva-restore, which is ended or fails at the call of RESTORE_STEP, counted
 // over those that change files or wait for the disk, or lacks memory there, tells these calls, or
-// finds the backup's log grown behind its own back after the read of RESTORE_GROWS.
+// finds the backup's log grown behind its own back after the read of RESTORE_GROWS. With
+// RESTORE_STARTS it lacks memory when it first starts the server.
 
 #include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
+#include <spawn.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
@@ -57,6 +60,20 @@ int __wrap_renameat2(int, char const*, int, char const*, unsigned) {
 ssize_t __real_write(int, void const*, size_t);
 ssize_t __wrap_write(int file, void const* bytes, size_t size) {
   return fails('w') ? -1 : __real_write(file, bytes, size);
+}
+
+int __real_posix_spawnp(pid_t*, char const*, posix_spawn_file_actions_t const*,
+                        posix_spawnattr_t const*, char* const[], char* const[]);
+int __wrap_posix_spawnp(pid_t* child, char const* file, posix_spawn_file_actions_t const* actions,
+                        posix_spawnattr_t const* attributes, char* const line[],
+                        char* const environment[]) {
+  static int starts = 0;
+  bool const is_start = line[3] != nullptr && line[4] != nullptr && strcmp(line[4], "start") == 0;
+  if (is_start && ++starts == number("RESTORE_STARTS")) {
+    posix_spawn_file_actions_destroy(const_cast<posix_spawn_file_actions_t*>(actions));
+    throw std::bad_alloc();
+  }
+  return __real_posix_spawnp(child, file, actions, attributes, line, environment);
 }
 
 ssize_t __real_pread64(int, void*, size_t, off64_t);

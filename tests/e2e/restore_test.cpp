@@ -238,6 +238,10 @@ TEST_F(Restore, LeavesNoServerDownWithoutAWord) {
                 "the store is the backup's, though not all of its files are" + kept +
                     "there is not enough memory\n",
                 started, "RESTORE_FAILS=2 RESTORE_STEP=28 steps --yes"},
+           Case{"",
+                "the store is the backup's; the former files are in $cfg/KEPT: there is not enough "
+                "memory\n",
+                started, "RESTORE_STARTS=1 steps --yes > shown"},
        }) {
     auto const done = run("fresh; cp -p real $script; S99Reg start; " + std::string(c.setup) +
                           "\n{ " + c.command + R"(; } > out 2> err; echo $?

@@ -271,26 +271,27 @@ std::optional<std::string> make_whole(StoreSet const& backup, StoreFiles const& 
 struct Exchanged {
   bool begun = false;     // something has been replaced
   bool is_whole = false;  // from then on, what stands there reads as the whole backup
+  bool is_done = false;   // everything has been replaced
   std::string kept;       // where the former files are; empty: not yet kept
 
   // The files in the store's place may be of two stores.
-  [[nodiscard]] bool is_mixed() const { return begun && !is_whole; }
+  [[nodiscard]] bool is_mixed() const { return begun && !is_whole && !is_done; }
 };
 
 // What to tell of an exchange that failed.
 std::string describe(Exchanged const& exchanged) {
   if (exchanged.kept.empty()) return "nothing was changed";
   if (!exchanged.begun) return "nothing was changed, but the files are also in " + exchanged.kept;
-  return (exchanged.is_mixed() ? "some files are the backup's: run this again before a server"
-                               : "the store is the backup's, though not all of its files are") +
+  return (exchanged.is_done      ? "the store is the backup's"
+          : exchanged.is_mixed() ? "some files are the backup's: run this again before a server"
+                                 : "the store is the backup's, though not all of its files are") +
          ("; the former files are in " + exchanged.kept);
 }
 
 // The server is gone, and comes back only after this. Why it ended early; nothing when it did not.
-// A lack of memory is such a reason: it must not end the program before the server is back.
 std::optional<std::string> exchange(Places const& places, StoreSet const& backup,
                                     PrivateFolder const& work, std::string const& copy,
-                                    Exchanged& done) try {
+                                    Exchanged& done) {
   // A bundled server that somebody starts now would refuse to: it could read half of this.
   Descriptor const folder(open(places.config.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!folder || flock(folder.get(), LOCK_EX | LOCK_NB) != 0) {
@@ -311,9 +312,8 @@ std::optional<std::string> exchange(Places const& places, StoreSet const& backup
   StoreFiles now;
   if (auto why = read_files(places.config, now)) return why;
   if (now.bytes != backup.files.bytes) return "something else was written meanwhile";
+  done.is_done = true;
   return std::nullopt;
-} catch (std::exception const& error) {
-  return reason_of(error);
 }
 
 // The stop has failed: it may have taken the server down all the same, or do so yet.
@@ -324,7 +324,31 @@ int leave_running(HomeServer const& server, std::string const& why) {
                                        : complain("the registry server", "it runs");
 }
 
-// With a server that ran at the end if it did at the beginning, and the store can be trusted.
+// Whether a server that was stopped runs again; a line says why not.
+bool start_again(HomeServer const& server, Exchanged const& done) {
+  if (done.is_mixed()) {
+    complain("the registry server", "it was stopped, and not started again");
+    return false;
+  }
+  auto const not_started = server.start();
+  if (not_started) complain(kNotStarted, *not_started);
+  return !not_started;
+}
+
+int stop_and_exchange(HomeServer const& server, bool ran, Places const& places,
+                      StoreSet const& backup, PrivateFolder const& work, std::string const& copy,
+                      Exchanged& done) {
+  if (auto const why = ran ? server.stop() : std::nullopt) return leave_running(server, *why);
+  auto const failure = exchange(places, backup, work, copy, done);
+  if (failure) complain(describe(done), *failure);
+  bool const is_as_before = !ran || start_again(server, done);
+  if (failure) return kFailed;
+  put("The backup has been put back. What stood there before is in " + printable(done.kept));
+  return is_as_before ? 0 : kFailed;
+}
+
+// With a server that ran at the end if it did at the beginning, and the store can be trusted: also
+// when memory was lacking in between, and is there again now that what needed it has ended.
 int restore(Places const& places, StoreSet const& backup, PrivateFolder const& work,
             std::string const& copy) {
   HomeServer const server(places.home);
@@ -333,19 +357,13 @@ int restore(Places const& places, StoreSet const& backup, PrivateFolder const& w
     complain("nothing was changed", "interrupted");
     return 128 + ended_by;
   }
-  if (auto const why = ran ? server.stop() : std::nullopt) {
-    return leave_running(server, *why);
-  }
   Exchanged done;
-  auto const failure = exchange(places, backup, work, copy, done);
-  if (failure) complain(describe(done), *failure);
-  bool const is_mixed = failure && done.is_mixed();
-  if (ran && is_mixed) complain("the registry server", "it was stopped, and not started again");
-  auto const not_started = ran && !is_mixed ? server.start() : std::nullopt;
-  if (not_started) complain(kNotStarted, *not_started);
-  if (failure) return kFailed;
-  put("The backup has been put back. What stood there before is in " + printable(done.kept));
-  return not_started ? kFailed : 0;
+  try {
+    return stop_and_exchange(server, ran, places, backup, work, copy, done);
+  } catch (std::exception const& error) {
+    if (ran) start_again(server, done);
+    return complain(describe(done), reason_of(error));
+  }
 }
 
 int run(Places const& places, bool unasked) {
