@@ -27,12 +27,13 @@ int usage(char* program) {
 
 constexpr char kHelp[] =
     "\n"
-    "Imports a settings package into the policy store of this installation (ZEVA_HOME,\n"
-    "/opt/norva/zeva when it is unset). Run it as root, with the home's bin folder in PATH.\n"
-    "zeva-rehearse shows beforehand what a package would do.\n"
+    "Imports a settings package into the policy store of this installation\n"
+    "(ZEVA_HOME, /opt/norva/zeva when it is unset). Run it as root, with the home's\n"
+    "bin folder in PATH. zeva-rehearse shows beforehand what a package would do.\n"
     "\n"
-    "The run log is log_file_name, else migration.log in the working folder; every line of it is\n"
-    "also printed. The exit status is the low eight bits of the result:\n"
+    "The run log is log_file_name, else migration.log in the working folder; every\n"
+    "line of it is also printed. The exit status is the low eight bits of the\n"
+    "result:\n"
     "\n";
 
 void print_help(char* program) {

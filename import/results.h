@@ -43,7 +43,7 @@ inline constexpr Result kResults[] = {
     {kNoServer, "the registry server could not be started"},
     {kAddressGroupsFailed, "the address groups could not be imported"},
     {kFilterActionsFailed,
-     "the filter actions could not be imported, or an old address group not removed"},
+     "the filter actions were not imported or an old address group not removed"},
     {kQuarantineAreasFailed, "the quarantine areas could not be imported"},
     {kExceptionHandlingFailed, "the exception handling could not be imported"},
     {kScanLimitsFailed, "the scan limits could not be imported"},

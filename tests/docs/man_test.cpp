@@ -19,6 +19,7 @@ TEST(ManualPages, NameTheOptionsOfEachTool) {
     auto const help = zeva::run_command({{program, "--help"}, "", {}});
     ASSERT_EQ(help.exit_status, 0);
     EXPECT_EQ(all(help.output, "(--[a-z]+)"), all(page(name + ".1"), "(--[a-z]+)")) << name;
+    EXPECT_EQ(all(help.output, "\n([^U\n].{80,})"), Names()) << "too wide";
   }
 }
 

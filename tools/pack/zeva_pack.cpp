@@ -245,7 +245,8 @@ bool pack(std::string const& folder, std::string const& package) {
 int main(int argc, char** argv) try {
   CLI::App app(
       "Makes a settings package for zeva-migrate from a folder of export files.\n"
-      "The folder is only read; an md5.sum in it is left out and a new one packed instead.");
+      "The folder is only read; an md5.sum in it is left out and a new one packed\n"
+      "instead.");
   std::string folder;
   std::string package;
   app.add_option("FOLDER", folder, "the folder of export files")->required();

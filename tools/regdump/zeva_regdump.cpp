@@ -102,9 +102,11 @@ int main(int argc, char** argv) try {
   std::string key;
   bool json = false;
   auto* home_option =
-      app.add_option("--home", home, "read the store's files in this home (default: $ZEVA_HOME)");
+      app.add_option("--home", home, "read the store's files in this home\n(default: $ZEVA_HOME)")
+          ->option_text("HOME");
   auto* server_option = app.add_option("--server", server,
-                                       "ask the registry server at this address, as in ZEVA:5069");
+                                       "ask the registry server at this address,\nas in ZEVA:5069")
+                            ->option_text("ADDRESS");
   app.add_flag("--json", json, "one JSON object a line for each key");
   app.add_option("KEY", key, "a key's path, as in 'registry\\config'");
   if (auto const status = zeva::parse_command_line(app, argc, argv)) return *status;

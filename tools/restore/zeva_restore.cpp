@@ -417,7 +417,8 @@ int main(int argc, char** argv) try {
       "It shows first what that changes, and asks. The present files are kept.");
   std::string home = product_home();
   bool unasked = false;
-  app.add_option("--home", home, "the home whose store to restore (default: $ZEVA_HOME)");
+  app.add_option("--home", home, "the home whose store to restore\n(default: $ZEVA_HOME)")
+      ->option_text("HOME");
   app.add_flag("--yes", unasked, "do not ask");
   if (auto const status = parse_command_line(app, argc, argv)) return *status;
 
