@@ -23,15 +23,17 @@ TEST(ManualPages, NameTheOptionsOfEachTool) {
   }
 }
 
-// What bash offers after a line, of which the last word is being typed.
+// What bash offers after a line, of which the last word is being typed, and how it is told to.
 std::string offered(std::string const& program, std::string const& before,
                     std::string const& word) {
   std::string const name = program.substr(program.rfind('/') + 1);
-  auto const done = zeva::run_command(
-      {{"bash", "-c", ". \"$1/$2\" && _zeva \"$3\" \"$4\" \"$5\" && echo ${COMPREPLY[@]}", "bash",
-        COMPLETIONS, name, program, word, before},
-       SOURCE_FOLDER "/examples",
-       {}});
+  auto const done =
+      zeva::run_command({{"bash", "-c",
+                          "compopt() { echo $*; }; COMP_WORDS=(x --only = y) COMP_CWORD=3; "
+                          ". \"$1/$2\" && _zeva \"$3\" \"$4\" \"$5\" && echo ${COMPREPLY[@]}",
+                          "bash", COMPLETIONS, name, program, word, before},
+                         SOURCE_FOLDER "/examples",
+                         {}});
   return done.output + done.error;
 }
 
@@ -39,9 +41,10 @@ TEST(Completion, OffersOptionsAreasAndFiles) {
   EXPECT_EQ(offered(REGDUMP, "zeva-regdump", "--"), "--help --home --server --json --version\n");
   EXPECT_EQ(offered(REHEARSE, "zeva-rehearse", "--ex"), "--exit-code\n");
   EXPECT_EQ(offered(REHEARSE, "--only", "s"), "scan-settings sender-lists single-values\n");
-  EXPECT_EQ(offered(REHEARSE, "--from", ""), "branch-office\n");
+  EXPECT_EQ(offered(REHEARSE, "=", "ta"), "tasks\n");
+  EXPECT_EQ(offered(REHEARSE, "--from", ""), "-o filenames\nbranch-office\n");
   EXPECT_EQ(offered(PACK, "zeva-pack", "RE"), "\n");  // bash itself offers files
-  EXPECT_EQ(offered(REHEARSE, "--key", "R"), "\n");
+  EXPECT_EQ(offered(REHEARSE, "--key", "R"), "+o default\n\n");
 }
 
 TEST(ManualPages, NameTheKindsOfFindings) {
