@@ -86,7 +86,8 @@ END
 
   std::string on_a_terminal(std::string const& variables) {
     work_.write("line", command());
-    std::string text = work_.sh(variables + " script -qec 'sh line' /dev/null").output;
+    std::string text =
+        work_.sh(variables + " script -qec 'stty cols 40; sh line' /dev/null").output;
     std::erase(text, '\r');
     return text;
   }
@@ -186,6 +187,8 @@ TEST_F(Rehearse, AHostilePackageShowsNoControlBytes) {
       EXPECT_THAT(text, Not(HasSubstr(forbidden)));
     }
     EXPECT_EQ(text.find("\033[32m") != std::string::npos, on_terminal);
+    EXPECT_EQ(text.find("\033[K  waiting ") != std::string::npos, on_terminal);
+    EXPECT_THAT(text, Not(testing::ContainsRegex("  waiting [^\033\n]{30}")));
   }
 }
 

@@ -6,6 +6,8 @@
 #include <stdio.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 namespace zeva {
 namespace {
 
@@ -47,7 +49,10 @@ void LongWait::show() {
   auto const waited = std::chrono::duration_cast<seconds>(steady_clock::now() - since_);
   if (!on_terminal_ || what_.empty() || waited < kShortWait || waited.count() == shown_) return;
   shown_ = waited.count();
-  fprintf(stderr, "\r\033[K  waiting for %s: %lld s", what_.c_str(), shown_);
+  // Of a line that is wrapped only the last row could be taken back.
+  std::string line = "  waiting " + std::to_string(shown_) + " s for " + what_;
+  line.resize(std::min(line.size(), columns_of(STDERR_FILENO) - 1));
+  fprintf(stderr, "\r\033[K%s", line.c_str());
   fflush(stderr);
 }
 

@@ -1,6 +1,7 @@
 #include "terminal.h"
 
 #include <stdlib.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <string_view>
@@ -21,6 +22,11 @@ bool takes_commands(int file) {
 
 bool takes_colours(int file) {
   return takes_commands(file) && variable("NO_COLOR").empty();
+}
+
+size_t columns_of(int file) {
+  winsize size;
+  return ioctl(file, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
 }
 
 }  // namespace zeva
