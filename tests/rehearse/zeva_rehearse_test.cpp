@@ -313,6 +313,10 @@ TEST_F(Rehearse, APlanIsHeldAgainstWhatIsThere) {
               AllOf(HasSubstr("misc.txt"), Not(HasSubstr("98765")), Not(HasSubstr("canary"))));
   EXPECT_EQ(work_.sh("stat -c %a plan; ls").output, "600\nexport\npkg\nplan\ntmp\n");
   std::string const held = *installed / "home/bin/zeva-rehearse ";
+  // One that is told of as the file has it.
+  edit("scanlimit.txt", "s/^MaxVirusCount=.*/MaxVirusCount=2:canary\\x036/");
+  EXPECT_THAT(work_.sh(held + "--check --mask registry export").output,
+              HasSubstr("MaxVirusCount: \"2:(masked)\" is not a number"));
   done = work_.sh(held + "--valid plan");
   EXPECT_EQ(done.exit_status, 0) << done.error;
   EXPECT_EQ(done.output,

@@ -18,8 +18,8 @@ namespace fs = std::filesystem;
 namespace zeva {
 namespace {
 
-// The text of a value without its type, the entries of a list each for itself, and the number that
-// a text is read as, whatever follows it.
+// The text of a value without its type, also as the file has it, the entries of a list each for
+// itself, and the number that a text is read as, whatever follows it.
 std::vector<std::string> texts_of(std::string const& value) {
   RegValue parsed;
   if (!parse_str(trans_str(value).c_str(), parsed, VALUE_ANY)) return {value};
@@ -29,6 +29,7 @@ std::vector<std::string> texts_of(std::string const& value) {
   auto const number = static_cast<uint32_t>(strtoll(text.get(), nullptr, 10));
   entries.push_back(std::to_string(number));
   entries.push_back(std::to_string(static_cast<int32_t>(number)));
+  entries.push_back(value.substr(value.find(':') + 1));
   entries.emplace_back(text.get());
   return entries;
 }
