@@ -16,19 +16,21 @@ namespace {
 using ChangeKind = KeyChange::Kind;
 
 void count_items(Rehearsal const& rehearsal, Outline& outline) {
-  std::unordered_set<std::string> counted;
+  // By their keys: all paths together grow with the square of the depth.
+  std::unordered_set<Key const*> counted;
   visit_changes(rehearsal, [&](KeyChange const& change) {
     outline.keys.add(change.kind, change.keys);
     AreaItem const item = item_at(change.path);
-    if (!item.is_one || !counted.emplace(item.path).second) return;
+    if (!item.is_one) return;
+    Key const* const before = find_key(*rehearsal.before, item.path);
+    Key const* const after = find_key(*rehearsal.after, item.path);
+    if (!counted.insert(after != nullptr ? after : before).second) return;
     AreaOutline& area = outline.areas[static_cast<size_t>(item.area)];
-    bool const is_new = find_key(*rehearsal.before, item.path) == nullptr;
-    bool const is_gone = find_key(*rehearsal.after, item.path) == nullptr;
-    area.items.add(is_new    ? ChangeKind::kGained
-                   : is_gone ? ChangeKind::kLost
-                             : ChangeKind::kChanged,
+    area.items.add(before == nullptr  ? ChangeKind::kGained
+                   : after == nullptr ? ChangeKind::kLost
+                                      : ChangeKind::kChanged,
                    1);
-    if (is_gone) area.lost_items.push_back(shown_name(item));
+    if (after == nullptr) area.lost_items.push_back(shown_name(item));
   });
 }
 
