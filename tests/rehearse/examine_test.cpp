@@ -1,5 +1,6 @@
 #include "examine.h"
 
+#include "encoding.h"
 #include "work_folder.h"
 
 #include <gmock/gmock.h>
@@ -256,6 +257,11 @@ TEST(Examine, LooksIntoTheStoreForWhatStays) {
         testing::ElementsAre(testing::StartsWith(
             top == "mail" ? "loss top-policy" : "loss dangling-reference tasks/antispam-c")));
   }
+}
+
+TEST(Examine, NamesNoEncodingThatItOnlyGuesses) {
+  EXPECT_EQ(zeva::likely_encoding("M\374nchen"), "ISO-8859-1");
+  EXPECT_EQ(zeva::likely_encoding("Gr\374\337e"), "");  // any of ten could be it
 }
 
 // However often and by whatever name a file is called for, it is looked at once.

@@ -9,6 +9,8 @@
 namespace zeva {
 namespace {
 
+constexpr int32_t kLikely = 30;  // of 100; 10 is said of bytes that could be anything
+
 // The converter for UTF-16 of that byte order; null when it is none. Files without a mark begin
 // with a character of ASCII: a bracket, a comment's sign or a blank.
 char const* utf16_of(std::string_view bytes) {
@@ -40,6 +42,7 @@ std::string likely_encoding(std::string_view bytes) {
   ucsdet_setText(detector.get(), bytes.data(), static_cast<int32_t>(bytes.size()), &status);
   UCharsetMatch const* const match = ucsdet_detect(detector.get(), &status);
   if (U_FAILURE(status) || match == nullptr) return "";
+  if (ucsdet_getConfidence(match, &status) < kLikely) return "";
   char const* const name = ucsdet_getName(match, &status);
   return U_SUCCESS(status) ? name : "";
 }
