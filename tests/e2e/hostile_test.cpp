@@ -78,12 +78,12 @@ TEST_F(SharedMachine, NobodyElseGetsIn) {
 .
     done
     mv $ZEVA_HOME/bin/migration/S99Reg $ZEVA_HOME/S99Reg
-    printf '#!/bin/sh\n{ umask; echo $TAR_OPTIONS; } > /mnt/work/usual\nexec '$ZEVA_HOME'/S99Reg "$@"' \
+    printf '#!/bin/sh\n{ umask; echo $TAR_OPTIONS; echo $(ls -l /proc/$$/fd | grep -c lock) locks; ls /tmp/rc_key; } 2>&- > /mnt/work/usual\nexec '$ZEVA_HOME'/S99Reg "$@"' \
       > $ZEVA_HOME/bin/migration/S99Reg; chmod 755 $ZEVA_HOME/bin/migration/S99Reg
     umask 022; export TAR_OPTIONS='--same-owner --same-permissions'
     migrate pkg /mnt/work/log > output; echo $?; touch ended; wait
     cat taken usual; stat -c %a /tmp/migrate log $ZEVA_HOME/xhtml/en/download/mig_result)");
-  EXPECT_EQ(attacked.output, "0\n0022\n--same-owner --same-permissions\n755\n644\n644\n");
+  EXPECT_EQ(attacked.output, "0\n0022\n--same-owner --same-permissions\n2 locks\n755\n644\n644\n");
   EXPECT_THAT(box_.tmp(), ElementsAre("migrate", "mine"));
 }
 
@@ -161,6 +161,17 @@ TEST_F(SharedMachine, ACommandOfAnEndedRunIsWaitedFor) {
     EXPECT_THAT(box_.log(),
                 Contains("Error [217]: a command of an ended migration is still running."));
   }
+}
+
+// Of root, for another user's run; of the folder's owner, for root's.
+TEST_F(SharedMachine, AnothersLockHolds) {
+  auto held = run(R"(
+    chmod 755 /opt/norva; tool=$ZEVA_HOME/bin/migration/zeva-migrate
+    lock=/tmp/migrate.lock; install -m 600 /dev/null $lock
+    stranger "cd /tmp; ZEVA_HOME=/tmp $tool nope > output"; echo $?; rm $lock
+    lock=$ZEVA_HOME/config/migrate.lock; install -m 600 -o 65534 /dev/null $lock; chown 65534 ${lock%/*}
+    flock $lock faketime -f '+0 x30' $tool nope log > output; echo $?)");
+  EXPECT_EQ(held.output, "237\n237\n");
 }
 
 // A run that was killed, and whatever stands in the place of the machine's lock: each leaves the

@@ -100,6 +100,13 @@ Case const kCases[] = {
      joined({kCheck,
              {"Error [301]: md5 check failed. (md5sum -c /tmp/migrate/md5.sum > /dev/null "
               "2>&1) (256)"}})},
+    {"ListOfWhatIsTyped",
+     "mkdir p; cp -a export/. p; (cd p; md5sum - < misc.txt > md5.sum; tar czf ../pkg .);"
+     " rc4 -enc -in pkg -key key",
+     -6,
+     joined({kCheck,
+             {"Error [301]: md5 check failed. (md5sum -c /tmp/migrate/md5.sum > /dev/null "
+              "2>&1) (-1)"}})},
     {"ServerDoesNotStart", "sed -i s/5069/none/ $ZEVA_HOME/bin/migration/RegSvrCfg.ini", -7,
      joined({kServer,
              {"StartRegServer [149]: /opt/norva/zeva/bin/migration/S99Reg start > /dev/null 2>&1 "
@@ -108,7 +115,8 @@ Case const kCases[] = {
     {"FileForBackupFolder", "touch $ZEVA_HOME/config/backup", -16,
      joined(
          {kBackup, {"Error [328]: make backup folder failed (/opt/norva/zeva/config/backup)."}})},
-    {"NoFilterActions", "rm export/actionFile.txt" REPACK, -11,
+    // The one that an earlier run has left does not count.
+    {"NoFilterActions", "mkdir /tmp/migrate; mv export/actionFile.txt /tmp/migrate" REPACK, -11,
      joined({kActions, {"Error [484]: read /tmp/migrate/actionFile.txt failed."}, kRestore})},
     {"NoExceptionHandling", "rm export/excepton.txt" REPACK, -13,
      joined({kConfig, {"Error [122]: read /tmp/migrate/excepton.txt failed."}, kRestore})},
@@ -328,14 +336,15 @@ TEST_F(Migration, WatchdogRestores) {
       joined({kConfig, kExampleToAddresses, {"Timeout, restore all configurations."}, kRestore}));
 }
 
-// An alarm, or what the server writes last.
+// An alarm, or what the server writes last. Without a port of its own it has the usual one.
 TEST_F(Migration, NothingThatHappensAtTheServersEndCounts) {
   struct {
     char const* setup;
     char const* at_stop;  // a shell command, once the server is gone
     int code;
   } const cases[] = {
-      {"true", "kill -ALRM $(pgrep -x zeva-migrate)", 0},
+      {"sed -i /PORT/d $ZEVA_HOME/bin/migration/RegSvrCfg.ini",
+       "kill -ALRM $(pgrep -x zeva-migrate)", 0},
       {"rm export/misc.txt" REPACK, "echo '<half/>' > $ZEVA_HOME/config/cFlt_db.xml", -15},
   };
   for (auto const& test : cases) {
@@ -383,8 +392,16 @@ TEST_F(Migration, NeverDeletesItsOwnPackage) {
     auto run = box_.run("rm -f log; mkdir -p /tmp/migrate; cp pkg " + std::string(place) +
                         "; migrate " + place + " log > output; echo $?; cmp pkg " + place);
     EXPECT_EQ(run.output, "252\n");
-    EXPECT_THAT(box_.log()[2], "Error [233]: backup package failed.");
+    EXPECT_EQ(box_.log(), joined({kStart, {"Error [233]: backup package failed."}, end(-4)}));
   }
+}
+
+// The first copy fits, the second does not.
+TEST_F(Migration, FullTmpKeepsNothing) {
+  auto run = box_.run(
+      "cat pkg > big; head -c 3000000 /dev/zero >> big; migrate big log > output; echo $?; ls /tmp",
+      "--size 4000000 --tmpfs /tmp");
+  EXPECT_EQ(run.output, "252\n");
 }
 
 // A link to a folder of our own, and, where this test may give files away, somebody else's folder.

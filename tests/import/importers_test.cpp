@@ -134,6 +134,7 @@ TEST_F(Importers, ExtraFiltersSkipWhatIsBroken) {
   check(import_xfilter, {},
         {{{file}, {}, kEverything},
          {{file, "filterNum=1:3", "filterNum=1:0"}, {}, filters},
+         {{file, "filterNum=1:3", "filterNum=1:-3"}, {}, filters},
          missing_value(file, "common.enable", kEverything),
          missing_value(file, "common.filterNum", filters),
          missing_value(file, "filter1.Name", {bounces}),
