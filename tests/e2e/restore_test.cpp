@@ -49,8 +49,10 @@ TEST_F(Restore, PutsTheBackupBackAndKeepsWhatWasThere) {
   for (bool const runs : {false, true}) {
     char const* const setup =
         runs ? "S99Reg start; mv $cfg/backup x; ln -s $PWD/x $cfg/backup;" : "";
-    auto const done = run("fresh; chmod 640 $bak; " + std::string(setup) + R"sh(
-      files $cfg > then; zeva-restore --yes > shown 2>&1; echo $?
+    auto const done = run("fresh; chmod 640 $bak; [ $(id -u) != 0 ] || chown 12:34 $bak; " +
+                          std::string(setup) + R"sh(
+      files $cfg > then
+      COLUMNS=20 ZEVA_HOME=/nowhere zeva-restore --home $ZEVA_HOME/. --yes > shown 2>&1; echo $?
       S99Reg status | cut -d' ' -f-3; S99Reg stop
       zeva-regdump | cmp - backed
       files $cfg/before-restore-* | cmp - then; stat -c %a $cfg/before-restore-*/* | uniq
@@ -64,7 +66,8 @@ TEST_F(Restore, PutsTheBackupBackAndKeepsWhatWasThere) {
                                            "The backup has been put back. What stood there before "
                                            "is in /opt/norva/zeva/config/before-restore-"));
     if (runs) continue;
-    EXPECT_EQ(run("files $cfg > a; files $cfg/backup | cmp - a; stat -c %a $db").output, "640\n");
+    EXPECT_EQ(run("files $cfg > a; files $cfg/backup | cmp - a; stat -c '%a %u' $db").output,
+              geteuid() == 0 ? "640 12\n" : "640 " + std::to_string(geteuid()) + "\n");
   }
   // What the migration has changed, the other way round.
   std::string const shown = read_text(box_.work() / "shown");
@@ -82,7 +85,7 @@ TEST_F(Restore, AsksOnTheTerminal) {
     char const* store;
   };
   for (Case const& c : {Case{"echo", 3, "former"}, Case{"printf '\\003'", 130, "former"},
-                        Case{"printf '\\004'", 3, "former"}, Case{"echo y", 0, "backed"}}) {
+                        Case{"printf '\\004'", 3, "former"}, Case{"echo YES", 0, "backed"}}) {
     auto const done =
         run("fresh; (until grep -qs 'y/N' typed; do sleep 0.1; done; " + std::string(c.answer) +
             "; sleep 1) | script -qefc zeva-restore typed > shown; echo $?; rm typed; "
@@ -114,6 +117,8 @@ TEST_F(Restore, RefusesWhatItCannotTrust) {
                home + ": " + backup + ": it is not a folder\n"},
           Case{"mv $cfg/backup x; ln -s $PWD/x $cfg/backup; chown -h 9 $cfg/backup",
                home + ": " + backup + ": it is a link that somebody else has made; "},
+          Case{"mv $cfg/backup x; chmod g+w x; ln -s $PWD/x $cfg/backup",
+               home + ": " + backup + ": it is a link to a folder that others can write to\n"},
           Case{"mv $bak x; ln -s /mnt/work/x $bak",
                home + ": " + backup + "/cFlt_db.xml: it is not a regular file\n"},
           Case{"rm $bak.redo; mkfifo $bak.redo",
@@ -259,13 +264,13 @@ TEST_F(Restore, AnotherServersFilesArePutBackUnread) {
     touch -d '2026-01-02 03:04:05' $db $db.redo $bak $bak.redo
     kept=$cfg/before-restore-20260304-050607; mkdir $kept; touch $kept/used $kept-2
     faketime -f '2026-03-04 05:06:07' zeva-restore --yes
-    echo $?; cat $db $db.redo $kept-3/*; ls $db.bak)");
+    echo $?; cat $db $db.redo $kept-3/*; stat -c %.10y $db; ls $db.bak)");
   EXPECT_THAT(done.output, HasSubstr("what changes in the store cannot be shown.\n"
                                      "  /opt/norva/zeva/config/cFlt_db.xml: 4 bytes of 2026-01-02 "
                                      "03:04:05\n"
                                      "  /opt/norva/zeva/config/backup/cFlt_db.xml: 7 bytes of "));
   EXPECT_THAT(done.output, HasSubstr("cFlt_db.xml.bak: none\n"));
-  EXPECT_THAT(done.output, HasSubstr("\n0\nbefore\nbefore\nnow\nnow\nls: "));
+  EXPECT_THAT(done.output, HasSubstr("\n0\nbefore\nbefore\nnow\nnow\n2026-01-02\nls: "));
 }
 
 }  // namespace
