@@ -1,10 +1,13 @@
 #include "plan.h"
 
+#include "kept_file.h"
 #include "nvreg.h"
 #include "registry_view.h"
 #include "work_folder.h"
 
 #include <gmock/gmock.h>
+
+#include <signal.h>
 
 namespace {
 
@@ -78,6 +81,16 @@ TEST(Plan, ADamagedOneIsRefused) {
   work.write("plan", newer.replace(newer.find("version\":1"), 10, "version\":2"));
   zeva::Plan plan;
   EXPECT_EQ(read_plan(work / "plan", plan), "is a plan of another version, 2: rehearse again");
+}
+
+TEST(Plan, HasItsNameOnceItIsOnTheDisk) {
+  WorkFolder work;
+  zeva::KeptFile file;
+  signal(SIGHUP, SIG_IGN);
+  EXPECT_EQ(file.make(work / "plan"), 0);
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(file.keep(), 0);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "file synced\nrenamed\nfolder synced\n");
 }
 
 }  // namespace

@@ -34,6 +34,7 @@ zeva::Rehearsal sample() {
   put(after, "registry\\policy\\Rule\\Mail", {text("order", "2")});
 
   rehearsal.had_store = true;
+  rehearsal.before_sha256 = std::string(64, 'b');
   rehearsal.result = -12;
   rehearsal.log = {{"Start", "", false},
                    {"Error [1]: one", "a.txt", true},
@@ -143,6 +144,8 @@ TEST(Report, TellsAProgramAll) {
   std::string const json = as_json(rehearsal, true);
   EXPECT_TRUE(std::ranges::all_of(json, [](unsigned char c) { return c < 0x7F; }));
   EXPECT_EQ(zeva::Json::parse(json), zeva::Json::parse(as_json(rehearsal)));
+  EXPECT_THAT(json, HasSubstr(R"("left_out":3,"warnings":1,)"));
+  EXPECT_THAT(json, HasSubstr(R"({"area":"policies","gained":0,"lost":1,"changed":1,)"));
   auto const scoped = zeva::Json::parse(as_json(rehearsal, false, {std::nullopt, "gone"}));
   EXPECT_EQ(scoped["changes"].size(), 1u);
   EXPECT_EQ(scoped["hidden_keys"], 7);
@@ -165,6 +168,9 @@ TEST(Report, IsAPageOfRealTables) {
            {"//tr[th='+ new' and td[1]='(none)' and td[2]='SZ \\x1b[2J']", 1},
            {"//tr[th='- (no name)' and td[1]='SZ x' and td[2]='(none)']", 1},
            {"//tbody[tr/th[span='+ gained' and bdi='made\\n']]/tr[td='(no values)']", 1},
+           {"//meta[starts-with(@content, \"default-src 'none'; style-src 'sha256-\")]", 1},
+           {"//tr[th='Policies' and td[1]='0' and starts-with(td[2], '1') and td[3]='1']", 1},
+           {"//dl[starts-with(dd[2], 'bbbb') and contains(dt[2], 'before')]", 1},
            {"//tr[th='Tasks']/td[@class='lost']//li[bdi[1]='Mail' and bdi[3]='Scan']", 1},
            {"//table[caption[@class='loss']]//tr[th='\\xff' and td='unread']", 1},
            {"//table//tr[th='b.txt']//pre[contains(., 'two') and contains(., 'of\\xc2\\x9b it')]",
@@ -273,7 +279,9 @@ TEST(Areas, EveryKeyIsInOne) {
 
 TEST(Secrets, AreKnownByTheirNames) {
   for (char const* name :
-       {"Password", "proxy_passwd", "ApiKey2", "SMTP-PASSWORD", "sharedSecret"}) {
+       {"Password", "proxy_passwd", "ApiKey2", "SMTP-PASSWORD", "sharedSecret", "PassPhrase",
+        "admin_pwd", "Token", "Credential", "credentials", "Secret-Key", "AccessKey", "private_key",
+        "SharedKey 1", "passwordHash"}) {
     EXPECT_TRUE(zeva::Secrets::is_secret_name(name)) << name;
   }
   for (char const* name : {"PasswordProtected", "Key", "Tokens per day", ""}) {
@@ -335,6 +343,9 @@ TEST(Digest, IsThatOfTheContent) {
     digests.insert(zeva::store_digest(*store));
   }
   EXPECT_EQ(digests.size(), 4u);
+  // Of a secret, nobody without the salt can try what it might be.
+  zeva::Value const secret = text("Password", "1");
+  EXPECT_NE(zeva::keyed_digest(secret, "salt"), zeva::keyed_digest(secret, "pepper"));
   WorkFolder work;
   work.write("f", "abc");
   EXPECT_EQ(zeva::file_digest(work / "f"),

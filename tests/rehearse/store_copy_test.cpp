@@ -69,6 +69,19 @@ TEST_F(StoreCopy, IsOfOneMomentOrNone) {
   copied(EAGAIN);
 }
 
+TEST_F(StoreCopy, IsTakenAgainOfFilesThatChangeInPlace) {
+  for (char const* const name : {zeva::kSnapshotFile, zeva::kLogFile}) {
+    calls_ = 0;
+    put("old");
+    meanwhile = [&] {
+      if (++calls_ != 2) return;
+      std::ofstream(work_ / name) << "x";
+      std::filesystem::last_write_time(work_ / name, {});
+    };
+    EXPECT_THAT(copied(), testing::HasSubstr("x "));
+  }
+}
+
 TEST_F(StoreCopy, TakesALogThatGrows) {
   meanwhile = [&] {
     if (++calls_ == 2) std::ofstream(work_ / zeva::kLogFile, std::ios::app) << " more";

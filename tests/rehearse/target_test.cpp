@@ -63,4 +63,21 @@ TEST(Target, IsSeenWithTheEyesOfItsUser) {
   EXPECT_TRUE(tells(zeva::look_at_target(home.path()), "port 127.0.0.1:0: is no port"));
 }
 
+// The package twice or beside its export, and a mebibyte, that export and the backup.
+TEST(Target, NeedsRoomForAllThatTheRunWrites) {
+  for (auto const& [package, in_tmp] : {std::pair(100u, 350u), std::pair(400u, 800u)}) {
+    for (unsigned const lacking : {0u, 1u}) {
+      for (unsigned const disks : {1u, 2u}) {
+        uint64_t const in_home = 250 + 30 + (1 << 20) - lacking;
+        std::vector<zeva::Finding> findings;
+        report_room({{},
+                     {"", 1, in_tmp + (disks == 1 ? in_home : -uint64_t{lacking})},
+                     {"", disks, in_home}},
+                    {package, 250, 30}, findings);
+        EXPECT_EQ(findings.size(), lacking * disks) << package;
+      }
+    }
+  }
+}
+
 }  // namespace

@@ -40,7 +40,8 @@ class Rehearse : public testing::Test {
     // What runs in the sandbox tries to write into the home that it has been given to read.
     installed->sh(R"(cd home/bin; mv rc4 real; cp real rc4; cat > rc4 << 'END'
 #!/bin/sh
-touch ${ZEVA_REHEARSAL:-/nowhere}/x 2> /dev/null
+[ -z "$REHEARSED" ] || touch $REHEARSED/config/x ${0%/*}/x 2> /dev/null
+readlink /proc/$$/fd/* | grep -q '/\(plan\|page\)[.]' && exit 1
 exec ${0%/*}/real "$@"
 END
 )");
@@ -74,7 +75,8 @@ END
   // The command, with the waits of the run in it shortened, and with a variable set that means
   // something only in the sandbox.
   std::string command() {
-    return "ZEVA_REHEARSAL=x TMPDIR=\"$PWD/tmp\" LD_PRELOAD='/usr/$LIB/faketime/libfaketime.so.1' "
+    return "ZEVA_REHEARSAL=x REHEARSED=" + home_.path() +
+           " TMPDIR=\"$PWD/tmp\" LD_PRELOAD='/usr/$LIB/faketime/libfaketime.so.1' "
            "FAKETIME='+0 x30' "
            "ASAN_OPTIONS=verify_asan_link_order=0 env --default-signal=INT " +
            *installed / "home/bin/zeva-rehearse --from " + from_ + " " + package_;
@@ -96,7 +98,8 @@ END
   std::string traces() {
     return work_
         .sh("ls -A tmp; ls -A /tmp | grep rehears; cd " + home_.path() +
-            "; ls -lAR --time-style=full-iso; cat config/cFlt_db.xml*")
+            "; ls -lAR --time-style=full-iso; cat config/cFlt_db.xml*; ls " +
+            *installed / "home/bin")
         .output;
   }
 
@@ -139,6 +142,7 @@ TEST_F(Rehearse, AGoodPackage) {
   auto report = nlohmann::json::parse(done.output);
   EXPECT_EQ(report["result"], 0);
   EXPECT_EQ(report["factory_store"], false);
+  EXPECT_EQ(report["before_sha256"], zeva::store_digest(*zeva::load_store(home_.config("")).root));
   EXPECT_EQ(report["notes"].size(), 0u) << report["notes"];
   EXPECT_THAT(done.output, HasSubstr(R"({"severity":"loss","kind":"unread-key",)"
                                      R"("file":"scanlimit.txt","section":"common","key":"Fun",)"
@@ -245,7 +249,10 @@ TEST_F(Rehearse, LooksAtTheMachine) {
     std::string disk = {}, mount = {};  // options of bwrap
   };
   for (Machine const& machine : {
-           Machine{"", "touch /tmp/rc_key"},
+           Machine{"", "touch /tmp/rc_key", "", " --ro-bind $H/xhtml $H/xhtml"},
+           {geteuid() == 0 ? R"("in-the-way","file":"/tmp/migrate")" : "",
+            "mkdir /tmp/migrate && chown 65534 /tmp/migrate"},
+           {"", "touch /tmp/rc_key && chown 65534 /tmp/rc_key"},
            {R"("not-writable","file":"$H/config")", "", "", " --ro-bind $H/config $H/config"},
            {R"("no-room","file":"/tmp")", "", "--size 4096 "},
            {"", "S99Reg start"},
@@ -254,7 +261,10 @@ TEST_F(Rehearse, LooksAtTheMachine) {
            {R"("no-command","file":"rc4")", "PATH=/usr/bin:/bin"},
            {R"("active-run","file":"$H")",
             "mkfifo pipe; zeva-migrate pipe log >&2 & until [ -e $H/config/migrate.lock ]; do "
-            "sleep 0.1; done"},
+            "sleep 0.1; done; rm /tmp/migrate.lock"},
+           {R"("active-run","file":"$H")",
+            "mkdir -p /tmp/x/config; mkfifo pipe; ZEVA_HOME=/tmp/x zeva-migrate pipe log >&2 & "
+            "until [ -e /tmp/x/config/migrate.lock ]; do sleep 0.1; done"},
            {R"("false-server","file":"/proc/)", "sh -c 'sleep 99; : regserver' &" + seen},
            {"", "sh -c 'sleep 99; : grep regserver' &" + seen},
            {R"("false-server","file":"/proc/)", "[ $1 ] || exec sh line regserver"},
@@ -280,8 +290,12 @@ TEST_F(Rehearse, ANewHome) {
   fs::create_directories(from_ + "/config");
   work_.sh("sed 's/>10000</>12345</' " + home_.config("factory.xml") + " > new/config/factory.xml");
   pack("regserver.pkg");
-  auto const done = rehearse(" --json");
-  EXPECT_EQ(done.exit_status, 0) << done.error;
+  auto const done = rehearse(" --json --exit-code --save plan --mask Nowhere");
+  EXPECT_EQ(done.exit_status, 3);
+  EXPECT_EQ(done.error,
+            "zeva-rehearse: Nowhere: is no key of the store: --mask has masked nothing there\n");
+  EXPECT_THAT(work_.sh(*installed / "home/bin/zeva-rehearse --valid plan").output,
+              HasSubstr("\nThe store is as it was rehearsed.\n"));
   EXPECT_THAT(done.output, HasSubstr(R"("before":{"name":"MaxDecompressCount","type":"dword",)"
                                      R"("value":12345})"));
   EXPECT_THAT(done.output, HasSubstr(R"("kind":"package-name")"));
@@ -302,7 +316,7 @@ TEST_F(Rehearse, APlanIsHeldAgainstWhatIsThere) {
   before_ = traces();
   pack("pkg");
   work_.write("plan", "old");
-  auto done = rehearse(" --save plan");
+  auto done = rehearse(" --save plan --mask registry\\\\policy");
   ASSERT_EQ(done.exit_status, 0) << done.error;
   EXPECT_THAT(done.output, HasSubstr("  +     RelayPassword=(masked)\n"));
   std::string const verdict = done.output.substr(9, done.output.find('\n') - 9);
@@ -339,7 +353,7 @@ TEST_F(Rehearse, APlanIsHeldAgainstWhatIsThere) {
   ASSERT_EQ(zeva::read_plan(work_ / "plan", plan), std::nullopt);
   plan.after = zeva::load_store(home_.config("")).root;
   plan.after_sha256 = zeva::store_digest(*plan.after);
-  zeva::Secrets().mask(*plan.after, plan.salt);
+  zeva::Secrets(plan.masked).mask(*plan.after, plan.salt);
   work_.write("plan", zeva::write_plan(plan, "{}\n"));
   done = work_.sh(held + "--verify plan");
   EXPECT_EQ(done.exit_status, 0) << done.output;
@@ -352,7 +366,7 @@ TEST_F(Rehearse, APlanIsHeldAgainstWhatIsThere) {
 // Where no plan can be kept, nothing is.
 TEST_F(Rehearse, APlanIsKeptWholeOrNotAtAll) {
   pack("pkg");
-  for (std::string const file : {"tmp", "link", "gone/plan"}) {
+  for (std::string const file : {"tmp", "link", "gone/plan", "pkg"}) {
     work_.sh("ln -sf pkg link");
     auto const done = rehearse(" --save " + file);
     EXPECT_EQ(done.exit_status, 1) << file;
@@ -371,12 +385,14 @@ TEST_F(Rehearse, APlanIsKeptWholeOrNotAtAll) {
 
 // Here the shell that has started it ends first.
 TEST_F(Rehearse, OutlivesItsStarter) {
-  work_.write("line", command());
+  work_.write("line", command() + " --save plan");
   EXPECT_THAT(work_
                   .sh("mkfifo fifo; sh -c 'setsid nohup sh line >fifo 2>&1 & exec sleep 1' & "
                       "cat fifo")
                   .output,
               HasSubstr("  0: the run came to its end;"));
+  EXPECT_THAT(work_.sh(*installed / "home/bin/zeva-rehearse --valid plan").error,
+              HasSubstr("export: is a folder that was packed for the rehearsal: name the package"));
 }
 
 TEST_F(Rehearse, WhateverEndsItNothingRemains) {

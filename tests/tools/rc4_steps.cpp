@@ -1,10 +1,12 @@
-// Linked into a second rc4, which tells the steps that keep a file whole through a power cut, and
-// whose terminal hangs up in the midst of them.
+// Linked into a second rc4, a second zeva-unpack and the rehearsal's tests, which tell the steps
+// that keep a file whole through a power cut, and whose terminal hangs up in the midst of them.
 
 #include <signal.h>
 #include <stdio.h>
 #include <sys/stat.h>
 
+// Visible, because the linker takes the calls of shared libraries for wrapped ones too.
+#pragma GCC visibility push(default)
 extern "C" int __real_fsync(int);
 extern "C" int __wrap_fsync(int file) {
   struct stat info = {};
@@ -19,3 +21,10 @@ extern "C" int __wrap_rename(char const* from, char const* to) {
   fputs("renamed\n", stderr);
   return __real_rename(from, to);
 }
+
+extern "C" int __real_syncfs(int);
+extern "C" int __wrap_syncfs(int file) {
+  fputs("all synced\n", stderr);
+  return __real_syncfs(file);
+}
+#pragma GCC visibility pop

@@ -40,6 +40,8 @@ TEST_F(Unpack, WhatItOpensCanBeCorrectedAndPackedAgain) {
     ASSERT_EQ(sh(std::string(PACK " ") + folder + " again && cmp again closed; rm again").output,
               "");
   }
+  EXPECT_EQ(sh("trap '' HUP; " UNPACK_STEPS " pkg told").error,
+            "file synced\nall synced\nrenamed\nfolder synced\n");
   work_.write("out/misc.txt", "corrected");
   EXPECT_EQ(
       sh(PACK " out corrected && " UNPACK " corrected last && diff -r -x md5.sum out last").output,
@@ -66,6 +68,14 @@ TEST_F(Unpack, AHostilePackageGetsNoFurtherThanItsFolder) {
                 here + "x: is listed in md5.sum and is not there\n"},
            Case{"list misc.txt $PWD/key", here + "md5.sum: lists " + (work_ / "key") +
                                               ", outside of the package; not followed\n"},
+           Case{"list misc.txt ../key",
+                here + "md5.sum: lists ../key, outside of the package; not followed\n"},
+           Case{"list misc.txt -",
+                here + "md5.sum: lists -, outside of the package; not followed\n"},
+           Case{"list misc.txt; truncate -s 257M in/md5.sum",
+                here + "md5.sum: is too long to be followed\n"},
+           Case{"list misc.txt misc.txt; truncate -s 9G in/misc.txt",
+                here + "md5.sum: lists more than 16 GiB, which no migration takes\n"},
            Case{"echo > in/md5.sum; ln -s misc.txt in/link",
                 here + "link: is a link" + no_file + here +
                     "md5.sum: md5sum: md5.sum: no properly formatted checksum lines found\n"},
