@@ -6,11 +6,13 @@
 #include "snapshot.h"
 #include "store.h"
 #include "store_content.h"
+#include "text.h"
 
 #include <gtest/gtest.h>
 
 #include <signal.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <filesystem>
 
@@ -41,6 +43,9 @@ std::string names(zeva::Key const& root) {
 
 class Damage : public testing::Test {
  protected:
+  Damage() { alarm(60); }  // ends one that waits for ever
+  ~Damage() override { alarm(0); }
+
   std::unique_ptr<zeva::Store> open() {
     notes_.clear();
     why_.clear();
@@ -108,7 +113,11 @@ constexpr Case kCases[] = {
     {"snapshot before missing", "rm $B", "xabcdef", 0},
     {"both snapshots damaged", "echo '<' >$X; : >$B", nullptr, 0},
     {"both snapshots missing", "rm $X $B", nullptr, 0},
+    {"snapshot damaged, the others missing", "echo '<' >$X; rm $L $B", nullptr, 0},
+    {"snapshot before damaged, the others missing", "echo '<' >$B; rm $L $X", nullptr, 0},
+    {"log with an older record", "head -c 20 $L >r; tail -c 13 older >>r; cp r $L", "xabc", 1},
     {"a folder for a snapshot", "rm $X; mkdir $X", nullptr, 0},
+    {"a pipe for a log", "rm $L; mkfifo $L", nullptr, 0},
     {"a link for a log", "mv $L log; ln -s log $L", nullptr, 0},
     {"all three missing", "rm $X $L $B", "x", 0},
     {"all three missing, factory damaged", "rm $X $L $B; echo '<' >factory.xml", nullptr, 0},
@@ -199,6 +208,8 @@ TEST_F(Damage, AChangeThatCannotBeWrittenLeavesNothing) {
   rlimit const small{50000, before.rlim_max};
   setrlimit(RLIMIT_FSIZE, &small);
   EXPECT_EQ(set_value(*store, "", std::string(100000, 'x')), NVREG_STORE_WRITE);
+  EXPECT_EQ(zeva::write_new_file(folder_ / "half", std::string(100000, 'x')), EFBIG);
+  EXPECT_FALSE(fs::exists(folder_ / "half"));
   setrlimit(RLIMIT_FSIZE, &before);
   EXPECT_EQ(store->root().values.size(), 0u);
   EXPECT_EQ(store->change(create("g")), NVREG_OK) << "the disk has room again";
@@ -213,19 +224,36 @@ TEST_F(Damage, ASnapshotByHandIsReadOrItsLineNamed) {
       {"<!-- note -->\n<key name-hex='C3bc'/>", "\xc3\xbc"},
       {"<key name='a'/>\n<key name='a'/>", "line 3: two keys of this name"},
       {"<key name-hex='00'/>", "line 2: a name is too long or holds a NUL or a backslash"},
+      {"<key name='a' name-hex=''/>", "line 2: one of the attributes name and name-hex is needed"},
+      {"<key name='a' typ='x'/>", "line 2: an unknown attribute"},
+      {"<value name='v' type='dword' hex='00'/>", "line 2: a value is too long or not of its type"},
+      {"<value name='' type='binary' hex=''/><value name=''/>", "line 2: two values of this name"},
       {"<value name='v' type='dword'>4294967296</value>",
        "line 2: a dword is a decimal number from 0 to 4294967295"},
       {"<key name='a'>", "line 3: Start-end tags mismatch"},
       {"<key name=''/>", "line 2: a key needs a name"},
       {"<value name='v' type='x'/>", "line 2: the type is dword, string, binary or multistring"},
   };
+  uint64_t generation;
+  std::string why;
   for (auto& [body, result] : cases) {
     zeva::Key root;
-    uint64_t generation;
-    std::string why;
     bool good = zeva::read_snapshot(open + body + "\n</store>", root, generation, why);
     EXPECT_EQ(good ? names(root) : why, result) << body;
   }
+  zeva::Key root;
+  EXPECT_FALSE(zeva::read_snapshot("<store version='2' generation='0'/>", root, generation, why));
+}
+
+// What it takes for UTF-8 is put into XML and JSON as it stands.
+TEST(Text, IsUtf8InTheShortestFormOnly) {
+  for (char const* good : {"\x7f", "\xc2\x80", "\xdf\xbf", "\xe0\xa0\x80", "\xed\x9f\xbf",
+                           "\xee\x80\x80", "\xf0\x90\x80\x80", "\xf4\x8f\xbf\xbf"})
+    EXPECT_TRUE(zeva::is_utf8(good)) << testing::PrintToString(good);
+  for (char const* bad :
+       {"\x80", "\xc1\xbf", "\xc2", "\xe0\x9f\xbf", "\xed\xa0\x80", "\xed\xbf\xbf", "\xe1\x80",
+        "\xf0\x8f\xbf\xbf", "\xf4\x90\x80\x80", "\xf5\x80\x80\x80"})
+    EXPECT_FALSE(zeva::is_utf8(bad)) << testing::PrintToString(bad);
 }
 
 }  // namespace

@@ -20,6 +20,7 @@
 #include <string.h>
 #include <sys/ioctl.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -47,6 +48,7 @@ int __wrap_memcmp(void const* a, void const* b, size_t length) {
 namespace {
 
 using std::string_literals::operator""s;
+using Files = std::filesystem::directory_iterator;
 
 constexpr uid_t kNobody = 65534;
 
@@ -103,7 +105,7 @@ class Intruder : public testing::Test {
     char header[zeva::kFrameHeader] = {};
     recv(socket.get(), header, sizeof header, MSG_WAITALL);
     std::string message(zeva::get_number32(header), '\0');
-    recv(socket.get(), message.data(), message.size(), MSG_WAITALL);
+    if (!message.empty()) recv(socket.get(), message.data(), message.size(), MSG_WAITALL);
     return message;
   }
 
@@ -163,6 +165,7 @@ TEST_F(Intruder, LosesItsConnectionAndNothingElseHappens) {
       {"with a frame of 4 GiB", cookie(), "\xff\xff\xff\xff"s, welcome},
       {"with a frame over its bound", cookie(), "\1\0\x40\0"s, welcome},
       {"with a call that is none", cookie(), "\1\0\0\0\xff"s, welcome},
+      {"with an empty call", cookie(), "\0\0\0\0"s, welcome},
   };
   EXPECT_EQ(answers(knower("")), refused) << "with the server's proof";
   for (auto& [who, cookie, sent, answered] : cases) {
@@ -198,12 +201,19 @@ TEST_F(Intruder, ManyWhoSayNothingKeepNobodyOut) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can become another user";
   zeva::Descriptor slow = connect();
   std::vector<zeva::Descriptor> silent;
+  std::string const secret = cookie();
   ASSERT_EQ(seteuid(kNobody), 0);
+  zeva::Descriptor const known = knower(secret);
+  EXPECT_EQ(receive_message(known), "") << "welcome";
   for (int i = 0; i < 300; ++i) silent.push_back(connect());
   ASSERT_EQ(seteuid(0), 0);
-  EXPECT_EQ(answers(silent[0]), "") << "the oldest made room";
+  EXPECT_EQ(answers(silent[235]), "") << "all but the latest 64 made room";
   send_all(slow, greeting(zeva::kWireVersion, std::string(zeva::kSecretLength, 'n')));
   EXPECT_NE(receive_message(slow), "") << "our own user's never does";
+  zeva::wire::Call call;
+  call.set_action(zeva::wire::DELETE_KEY);
+  send_all(known, zeva::to_frame(call));
+  EXPECT_NE(receive_message(known), "") << "nor who has proved himself";
 }
 
 TEST_F(Intruder, AFloodKeepsNobodyOut) {
@@ -225,6 +235,21 @@ TEST_F(Intruder, AFloodKeepsNobodyOut) {
   int ended;
   EXPECT_EQ(waitpid(flood, &ended, 0), flood);
   EXPECT_TRUE(WIFSIGNALED(ended)) << "it never began";
+}
+
+TEST_F(Intruder, WhoTakesAllDescriptorsKeepsNobodyOutForEver) {
+  std::string const server = read_text(home_.config("regserver.pid"));
+  std::string const files = "/proc/" + server.substr(0, server.size() - 1) + "/fd";
+  rlimit usual;
+  ASSERT_EQ(prlimit(stoi(server), RLIMIT_NOFILE, nullptr, &usual), 0);
+  rlimit const few{24, usual.rlim_max};
+  ASSERT_EQ(prlimit(stoi(server), RLIMIT_NOFILE, &few, nullptr), 0);
+  std::vector<zeva::Descriptor> many;
+  for (long open = 0; open < 24; open = std::distance(Files(files), Files()))
+    many.push_back(connect());
+  many.push_back(connect());
+  ASSERT_EQ(prlimit(stoi(server), RLIMIT_NOFILE, &usual, nullptr), 0);
+  EXPECT_NO_THROW(RegistryClient(home_.address()));
 }
 
 // A network of this process's own, with few ports that a connection can come from, until its end.
@@ -389,7 +414,11 @@ TEST_F(Intruder, AtThePortLearnsNothingOfAClient) {
   } const cases[] = {
       {"who hangs up", [](auto&) { return ""; }},
       {"who says that all is well", [](auto&) { return answer_frame(NVREG_OK); }},
-      {"who guesses", [&](auto&) { return challenge(zeros, zeros); }},
+      {"who guesses",
+       [&](auto&) {
+         EXPECT_EQ(sockets_waiting(10), 1) << "for no longer, and no child of ours does";
+         return challenge(zeros, zeros);
+       }},
       {"who gives no nonce", [&](auto&) { return challenge("", zeros); }},
       {"who says nothing but a nonce", [&](auto&) { return challenge(zeros, ""); }},
       {"who sends everything back", [](auto& greeting) { return greeting; }},
@@ -440,6 +469,7 @@ TEST_F(Intruder, TheCookieIsFreshAndForItsOwnerOnly) {
   // Left by somebody, to be written into.
   std::filesystem::remove(cookie_);
   std::filesystem::create_symlink(home_.path() + "/elsewhere", cookie_);
+  write_text(cookie_ + ".new", "for everybody to read");
   home_.start();
   std::string const after = cookie();
   EXPECT_NE(before, after);

@@ -18,6 +18,7 @@
 #include <filesystem>
 #include <functional>
 #include <set>
+#include <span>
 #include <string_view>
 
 // Called before each call that changes files or waits for the disk, with its name; a write stops
@@ -58,8 +59,9 @@ class Restore : public testing::Test {
  protected:
   Restore() { home_.start(); }
 
-  void copy(std::string const& from, std::string const& to) {
-    for (char const* name : kFiles) {
+  using Files = std::span<char const* const>;
+  void copy(std::string const& from, std::string const& to, Files files = kFiles) {
+    for (char const* name : files) {
       std::string const command = "cp -pf '" + from + "/" + name + "' '" + to + "/" + name + "'";
       ASSERT_EQ(system(command.c_str()), 0) << command;
     }
@@ -136,10 +138,12 @@ TEST_F(Restore, BringsBackExactlyWhatWasThere) {
   }
 }
 
-// Whichever wait for the disk of a refresh it falls into.
+// Whichever wait for the disk of a refresh it falls into, and when only its first copy does.
 TEST_F(Restore, WinsOverASnapshotBeingWritten) {
-  for (int wait = 1; wait <= 5; ++wait) {
-    SCOPED_TRACE(wait);
+  for (int round = 0; round < 10; ++round) {
+    SCOPED_TRACE(round);
+    int const wait = round % 5 + 1;
+    bool const first_alone = round >= 5;
     home_.stop();
     std::vector<std::string> notes;
     std::string why;
@@ -152,16 +156,26 @@ TEST_F(Restore, WinsOverASnapshotBeingWritten) {
       ASSERT_EQ(set_value(*store, name, std::string(1 << 20, 'x')), NVREG_OK);
     int waits = 0;
     on_step = [&](std::string_view call) {
-      if (call == "fsync" && ++waits == wait) restore();
+      if (call != "fsync" || ++waits != wait) return;
+      first_alone ? copy(backup_, config_, Files(kFiles).first(1)) : restore();
     };
     (void)store->refresh(why);
     on_step = nullptr;
     EXPECT_GE(waits, wait);
+    if (first_alone) copy(backup_, config_, Files(kFiles).subspan(1));
     EXPECT_LT(set_value(*store, "stray", ""), 0);
     EXPECT_FALSE(fs::exists(config_ + "/cFlt_db.xml.redo.new"));
     store.reset();
     EXPECT_EQ(restarted(), before);
   }
+}
+
+TEST_F(Restore, ANewSnapshotThatCannotBeWrittenIsReportedAndCostsNothing) {
+  RegistryClient client(home_.address());
+  fs::create_directory(home_.config("cFlt_db.xml.new"));
+  outgrow_the_log(client);
+  EXPECT_EQ(client.refresh(), NVREG_OK);
+  EXPECT_NE(home_.reports().find("no new snapshot: "), std::string::npos);
 }
 
 // Whatever of a first store or a new snapshot was in place by then: the server starts and has lost

@@ -2,7 +2,7 @@
 #include "registry_client.h"
 #include "scratch_home.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <signal.h>
 #include <stdlib.h>
@@ -13,6 +13,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <utility>
 
 namespace {
 
@@ -71,6 +72,7 @@ TEST_F(Service, StartsStopsAndTellsAnyNumberOfTimes) {
   EXPECT_FALSE(fs::exists(home_.config("regserver.pid")));
   EXPECT_EQ(run("status"), 3);
   EXPECT_EQ(run("reload"), 2);
+  EXPECT_EQ(WEXITSTATUS(system((program + " --foreground 2>/dev/null").c_str())), 2);
 }
 
 TEST_F(Service, AStalePidFileDoesNotMatter) {
@@ -101,6 +103,10 @@ TEST_F(Service, StartSaysWhyNot) {
     write_text(home_.path() + "/bin/migration/RegSvrCfg.ini", "[CFILTER_REGSERVER]\n" + lines);
   };
   std::string const port = "CFILTER_REGSERVER_PORT=" + std::to_string(home_.port()) + "\n";
+  ASSERT_EQ(system("cd \"$ZEVA_HOME/bin/migration\"; ln -sf loop RegSvrCfg.ini; ln -s loop loop"),
+            0);
+  EXPECT_EQ(run("start"), 1) << "what cannot be read is not the default";
+  fs::remove(home_.path() + "/bin/migration/RegSvrCfg.ini");
   struct {
     std::string settings, says;
   } const cases[] = {
@@ -128,8 +134,9 @@ TEST_F(Service, StartSaysWhyNot) {
   std::ofstream(home_.config("cFlt_db.xml")) << "<";
   std::ofstream(home_.config("cFlt_db.xml.bak")) << "<";
   EXPECT_EQ(run("start"), 1);
-  EXPECT_NE(output_.find("the store cannot be read"), std::string::npos) << output_;
-  EXPECT_NE(home_.reports().find("the store cannot be read"), std::string::npos);
+  EXPECT_EQ(output_.find("regserver: the store cannot be read"), 0u) << output_;
+  EXPECT_THAT(home_.reports(),
+              testing::ContainsRegex("\n\\[[0-9/]+ [0-9:]+\\] [^\n]*the store cannot be read"));
   EXPECT_EQ(fs::status(home_.config("registry.log")).permissions(), fs::perms(0600));
 }
 
@@ -171,11 +178,27 @@ TEST_F(Service, CanBeEndedAsSoonAsItIsFound) {
   EXPECT_EQ(pid(), "");
 }
 
+TEST_F(Service, AnotherUserIsNotToldWhatHeCannotKnow) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can become another user";
+  ASSERT_EQ(run("start"), 0) << output_;
+  fs::permissions(home_.path(), fs::perms(0755));
+  std::string const own = std::exchange(
+      script_, "setpriv --reuid=65534 --clear-groups sh -s <\"$ZEVA_HOME/bin/migration/S99Reg\"");
+  EXPECT_EQ(run("status"), 4) << output_;
+  script_ = own;
+}
+
 // A server that does not hear is ended all the same, and its pid file's end is not taken for its
 // own.
 TEST_F(Service, AStoppedServerIsEnded) {
-  ASSERT_EQ(run("start"), 0) << output_;
+  // Whatever its starter has open, or has not.
+  std::string const start = "\"$ZEVA_HOME/bin/regserver\" --background ";
+  ASSERT_EQ(system((start + "<&- >&-").c_str()), 0);
+  RegistryClient const client(home_.address());  // whose connection the server ends
+  EXPECT_EQ(run("stop"), 0);
+  ASSERT_EQ(system((start + "</etc/passwd").c_str()), 0);
   int const server = atoi(pid().c_str());
+  EXPECT_EQ(fs::read_symlink("/proc/" + std::to_string(server) + "/fd/0"), "/dev/null");
   kill(server, SIGSTOP);
   std::string const sleep = home_.path() + "/sleep";
   std::ofstream(sleep) << "#!/bin/sh\nrm -f config/regserver.pid\nexec /bin/sleep \"$@\"\n";

@@ -5,7 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <stdint.h>
+#include <sys/socket.h>
 
 #include <optional>
 #include <stdexcept>
@@ -50,6 +52,18 @@ inline int32_t opening(std::string const& address, int32_t mode = 1) {
   EXPECT_EQ(root == nullptr, status != NVREG_OK);
   if (registry) nvreg_closeKey(root, &ignored), nvreg_close(registry, &ignored);
   return status;
+}
+
+// How many sockets wait so long for what they receive (0 is without end) and are no child's.
+inline int sockets_waiting(int seconds) {
+  int sockets = 0;
+  for (int fd = 0; fd < 64; ++fd) {
+    timeval wait = {};
+    socklen_t size = sizeof wait;
+    sockets += getsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &wait, &size) == 0 &&
+               wait.tv_sec == seconds && fcntl(fd, F_GETFD) == FD_CLOEXEC;
+  }
+  return sockets;
 }
 
 class RegistryClient {
