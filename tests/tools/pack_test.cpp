@@ -13,9 +13,10 @@ zeva::CommandResult pack(WorkFolder const& work, std::string const& arguments) {
   return work.sh("PATH=$PWD/bin:" RC4_FOLDER ":$PATH; exec " PACK " " + arguments);
 }
 
-char const* const kOddNames[] = {"globalPolicy.txt", "-",           "--help", "sub/a b'\"$(x).txt",
-                                 "new\nline",        "back\\sl",    "cr\r",   "\xFF",
-                                 "sub/x/y/z",        "tr\\ailing\\"};
+char const* const kOddNames[] = {
+    "globalPolicy.txt", "-",    "--help", "sub/a b'\"$(x).txt", "new\nline",
+    "back\\sl",         "cr\r", "\xFF",   "sub/x/y/z",          "tr\\ailing\\",
+    "sub/md5.sum"};
 
 std::string const kLong(200, 'n');  // of so many md5sum takes no more than some hundred at a time
 
@@ -27,7 +28,9 @@ TEST(Pack, OpensAgainWithTheCommandsOfTheMigration) {
   work.write("in/md5.sum", "an old list");
   work.write("key", {zeva::kPackageKey.begin(), zeva::kPackageKey.end()});
 
-  work.sh("mkdir in2; find in -exec touch -d @100 {} +; touch -d @200 in/empty");
+  work.sh(
+      "mkdir in2; find in -exec touch -d @100 {} +; touch -d @200 in/empty; "
+      "ln in/empty in/twin; [ $(id -u) != 0 ] || chown 9 in/empty");
   ASSERT_EQ(work.sh("chmod 700 in").error, "");
   ASSERT_EQ(pack(work, "in one.pkg").error, "");
   ASSERT_EQ(pack(work, "\"$PWD/in/\" \"$PWD/in2/two.pkg\"").exit_status, 0);
@@ -36,8 +39,11 @@ TEST(Pack, OpensAgainWithTheCommandsOfTheMigration) {
   auto const opened = work.sh("set -e; stat -c %a one.pkg; " RC4_FOLDER
                               "/rc4 -dec -in one.pkg -key key; mkdir -m 755 out; cd out; "
                               "tar zxf ../one.pkg; md5sum --quiet --strict -c md5.sum; "
-                              "diff -r -x md5.sum ../in .; stat -c %a .; stat -c %Y md5.sum");
-  ASSERT_EQ(opened.output + opened.error, "600\n755\n200\n");
+                              "diff -r -x md5.sum ../in .; stat -c %a .; stat -c '%a %Y' md5.sum; "
+                              "find . -type f -links +1 -o ! -uid $(id -u); export LC_ALL=C; "
+                              "sed 's/^[^ ]*  //' md5.sum | sort -c; tar tf ../one.pkg "
+                              "--exclude='*[!-a-zA-Z0-9._/]*' | tail -n +2 | sort -c");
+  ASSERT_EQ(opened.output + opened.error, "600\n755\n644 200\n");
   // Every file is listed: a change to any of them is found.
   for (std::string const name : kOddNames) {
     work.write("out/" + name, "changed");

@@ -1,8 +1,10 @@
 // Linked into a second rc4, a second zeva-unpack and the rehearsal's tests, which tell the steps
-// that keep a file whole through a power cut, and whose terminal hangs up in the midst of them.
+// that keep a file whole through a power cut, and whose terminal hangs up in the midst of them, or
+// which get the signal of RC4_SIGNAL there.
 
 #include <signal.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <sys/stat.h>
 
 // Visible, because the linker takes the calls of shared libraries for wrapped ones too.
@@ -11,7 +13,8 @@ extern "C" int __real_fsync(int);
 extern "C" int __wrap_fsync(int file) {
   struct stat info = {};
   fstat(file, &info);
-  raise(SIGHUP);
+  char const* const signal = getenv("RC4_SIGNAL");
+  raise(signal ? atoi(signal) : SIGHUP);
   fputs(S_ISDIR(info.st_mode) ? "folder synced\n" : "file synced\n", stderr);
   return __real_fsync(file);
 }

@@ -30,13 +30,15 @@ TEST(Rc4, KeepsModeAndStreamIntactOverManyBlocks) {
   work.write("-in", plain);
   work.write("-key", std::string(256, 'k'));
 
-  EXPECT_EQ(work.sh("chmod 640 ./-in; trap '' HUP; " RC4_STEPS " -enc -in -in -key -key").error,
-            "file synced\nrenamed\nfolder synced\n");
+  auto const made = work.sh(
+      "[ $(id -u) != 0 ] || chown 9:9 ./-in; chmod 4640 ./-in; stat -c %a:%u:%g ./-in; "
+      "trap '' HUP; " RC4_STEPS " -enc -in -in -key -key");
+  EXPECT_EQ(made.error, "file synced\nrenamed\nfolder synced\n");
   std::string const cipher = work.read("-in");
   ASSERT_EQ(cipher.size(), plain.size());
   // Zeros enciphered are the key stream: a block that started it anew would repeat the first one.
   EXPECT_NE(cipher.substr(0, 4096), cipher.substr(65536, 4096));
-  EXPECT_EQ(work.sh("stat -c %a ./-in; " RC4 " -dec -in -in -key -key").output, "640\n");
+  EXPECT_EQ(work.sh("stat -c %a:%u:%g ./-in; " RC4 " -dec -in -in -key -key").output, made.output);
   EXPECT_EQ(work.read("-in"), plain);
   EXPECT_THAT(work.names(), UnorderedElementsAre("-in", "-key"));
 }
@@ -60,6 +62,7 @@ TEST(Rc4, BadInputChangesNothing) {
   for (Case const& c : {
            Case{RC4 " -enc -in file -key", usage, 2},
            Case{RC4 " -enc -dec -in file -key key", usage, 2},
+           Case{RC4 " -enc -in link -in file -key key", usage, 2},
            Case{RC4 " -enc -in gone -key key",
                 "rc4: gone: cannot be opened: No such file or directory\n"},
            Case{RC4 " -enc -in fifo -key key", "rc4: fifo: is not a regular file\n"},
@@ -73,6 +76,11 @@ TEST(Rc4, BadInputChangesNothing) {
            // Ended half way, it removes what it has made.
            Case{"exec prlimit --fsize=70000 --core=0 " RC4 " -enc -in file -key key", "",
                 128 + SIGXFSZ},
+           Case{"trap '' XFSZ; exec prlimit --fsize=70000 " RC4 " -enc -in file -key key",
+                "rc4: file: the new content cannot be written: File too large\n"},
+           Case{"for s in 1 2 3 13 15; do RC4_SIGNAL=$s prlimit --core=0 " RC4_STEPS
+                " -enc -in file -key key; [ $? = $((128 + s)) ] || exit; done 2>said; rm said",
+                "", 0},
        }) {
     auto const result = work.sh(c.line);
     EXPECT_EQ(result.exit_status, c.exit_status) << c.line;

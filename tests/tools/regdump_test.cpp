@@ -129,6 +129,10 @@ TEST_F(RegDump, BadInputIsNamed) {
     EXPECT_EQ(std::count(result.error.begin(), result.error.end(), '\n'), 1) << result.error;
     EXPECT_EQ(result.output, "");
   }
+  work_.sh("mkdir cut; cp -r " + home_.path() + "/config cut; echo >>cut/config/cFlt_db.xml.redo");
+  auto const cut = regdump("--home cut");
+  EXPECT_EQ(cut.exit_status, 0);
+  EXPECT_THAT(cut.error, HasSubstr("/cFlt_db.xml.redo: it ends in a record that is torn or still"));
   // An empty home is a home, too: not the standard one.
   EXPECT_THAT(work_.sh("ZEVA_HOME= " REGDUMP).error, HasSubstr(" /config/"));
 }
