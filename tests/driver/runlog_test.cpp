@@ -2,6 +2,7 @@
 
 #include "quiet_output.h"
 #include "scratch_folder.h"
+#include "trusted_open.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -150,6 +151,17 @@ TEST_F(RunLog, FollowsNoStrangersLinkAndWaitsAtNoStrangersPipe) {
           << place.name << ": " << file;
     }
   }
+}
+
+TEST(TrustedOwner, IsRootOrWhoAsks) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can become another user";
+  ScratchFolder const others;
+  ASSERT_EQ(chown(others.path().c_str(), 65533, 65533), 0);
+  ASSERT_EQ(seteuid(65534), 0);
+  EXPECT_FALSE(zeva::is_closed_folder(others.path().c_str(), 0));
+  EXPECT_TRUE(zeva::is_trusted_owner(0) && zeva::is_trusted_owner(65534));
+  EXPECT_FALSE(zeva::is_trusted_owner(65533));
+  ASSERT_EQ(seteuid(0), 0);
 }
 
 // The reader comes late, and there is more than a pipe holds.

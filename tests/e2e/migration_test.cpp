@@ -274,6 +274,8 @@ TEST_F(Migration, UnwritableLogSilencesTheRunAndNothingElse) {
             "from it\n");
   EXPECT_EQ(box_.result(), result_text(-11));
   EXPECT_EQ(box_.store(), before_);
+  EXPECT_EQ(box_.run("migrate nope /dev/full > output").output,
+            "zeva-migrate: log /dev/full: No space left on device; lines are missing from it\n");
 }
 
 TEST_F(Migration, UnwritableResultFileIsNotReported) {

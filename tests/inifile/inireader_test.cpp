@@ -153,6 +153,8 @@ TEST_F(ReadFile, TakesMemoryForWhatItReadsOfAFileOfAtMostTheLargestSize) {
   EXPECT_EQ(text.size(), 100u);
   EXPECT_LT(touched() - before, size_t{64} << 20);
   close(fd);
+  zeva::Descriptor const growing(open("/proc/self/status", O_RDONLY));  // is announced as empty
+  EXPECT_EQ(zeva::read_regular(growing.get(), text, 100), EFBIG);
 }
 
 }  // namespace

@@ -36,6 +36,10 @@ TEST(NamedSequence, LooksAtAsManyNamesAsItIsAskedFor) {
   }
 }
 
+TEST(NameHash, IsKeyed) {
+  EXPECT_NE(zeva::name_hash("name"), 0x85b74b67u) << "the hash under a key of zeros";
+}
+
 TEST(NamedSequence, FindsTheFirstOfANameWithAndWithoutAnIndex) {
   using Sequence = zeva::NamedSequence<Nvkeypair, &Nvkeypair::name>;
   for (size_t size : {1u, 15u, 16u, 17u, 33u, 1000u}) {

@@ -76,6 +76,9 @@ TEST_F(Writer, CopiesEveryByteOrTellsWhyNot) {
   rlimit const small{50000, before.rlim_max};
   setrlimit(RLIMIT_FSIZE, &small);
   EXPECT_EQ(file.copyfile(source, target), -1);
+  NvConfigFile large(path("large"));
+  large.setsection("a", {{"k", bytes}});
+  EXPECT_EQ(large.writefile(), -1);
   setrlimit(RLIMIT_FSIZE, &before);
   EXPECT_FALSE(std::filesystem::exists(target)) << "half a copy";
   EXPECT_EQ(file.geterror(), "Unabel open read file: " + folder_.path() +
