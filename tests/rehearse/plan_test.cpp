@@ -7,8 +7,6 @@
 
 #include <gmock/gmock.h>
 
-#include <signal.h>
-
 namespace {
 
 using zeva::read_plan;
@@ -86,7 +84,6 @@ TEST(Plan, ADamagedOneIsRefused) {
 TEST(Plan, HasItsNameOnceItIsOnTheDisk) {
   WorkFolder work;
   zeva::KeptFile file;
-  signal(SIGHUP, SIG_IGN);
   EXPECT_EQ(file.make(work / "plan"), 0);
   testing::internal::CaptureStderr();
   EXPECT_EQ(file.keep(), 0);

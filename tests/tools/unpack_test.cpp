@@ -40,7 +40,7 @@ TEST_F(Unpack, WhatItOpensCanBeCorrectedAndPackedAgain) {
     ASSERT_EQ(sh(std::string(PACK " ") + folder + " again && cmp again closed; rm again").output,
               "");
   }
-  EXPECT_EQ(sh("trap '' HUP; " UNPACK_STEPS " pkg told").error,
+  EXPECT_EQ(sh("trap '' HUP; STEP_SIGNAL=1 " UNPACK_STEPS " pkg told").error,
             "file synced\nall synced\nrenamed\nfolder synced\n");
   work_.write("out/misc.txt", "corrected");
   EXPECT_EQ(

@@ -1,6 +1,6 @@
 // Linked into a second rc4, a second zeva-unpack and the rehearsal's tests, which tell the steps
-// that keep a file whole through a power cut, and whose terminal hangs up in the midst of them, or
-// which get the signal of RC4_SIGNAL there.
+// that keep a file whole through a power cut, and get the signal of STEP_SIGNAL, if there is one,
+// in the midst of them.
 
 #include <signal.h>
 #include <stdio.h>
@@ -13,8 +13,8 @@ extern "C" int __real_fsync(int);
 extern "C" int __wrap_fsync(int file) {
   struct stat info = {};
   fstat(file, &info);
-  char const* const signal = getenv("RC4_SIGNAL");
-  raise(signal ? atoi(signal) : SIGHUP);
+  char const* const signal = getenv("STEP_SIGNAL");
+  if (signal != nullptr) raise(atoi(signal));
   fputs(S_ISDIR(info.st_mode) ? "folder synced\n" : "file synced\n", stderr);
   return __real_fsync(file);
 }
