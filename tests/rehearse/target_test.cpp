@@ -45,7 +45,7 @@ TEST(Target, IsSeenWithTheEyesOfItsUser) {
   home.write("bin/migration/RegSvrCfg.ini", "[CFILTER_REGSERVER]\nCFILTER_REGSERVER_PORT=" + port);
   home.write("config/regserver.cookie", "");
   home.write("config/migrate.lock", "");
-  home.sh("chmod 755 .; chmod 600 config/*");
+  home.sh("chmod -R a+rX . && chmod 600 config/*");
   auto const as_root = zeva::look_at_target(home.path());
   ASSERT_EQ(seteuid(65534), 0);
   auto const as_other = zeva::look_at_target(home.path());
@@ -58,6 +58,10 @@ TEST(Target, IsSeenWithTheEyesOfItsUser) {
   std::string const foreign = "port 127.0.0.1:" + port + ": is taken by a program that ";
   EXPECT_TRUE(tells(as_root, foreign + "does not prove"));
   EXPECT_TRUE(tells(as_other, foreign + "this user cannot ask"));
+  auto const handed = zeva::target_of(zeva::texts_of(as_other));
+  EXPECT_TRUE(std::ranges::any_of(handed.findings, [](zeva::Finding const& found) {
+    return found.kind == "port" && found.advice.starts_with("start the migration as the user");
+  }));
 
   home.write("bin/migration/RegSvrCfg.ini", "[CFILTER_REGSERVER]\nCFILTER_REGSERVER_PORT=0");
   EXPECT_TRUE(tells(zeva::look_at_target(home.path()), "port 127.0.0.1:0: is no port"));

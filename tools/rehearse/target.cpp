@@ -163,10 +163,11 @@ void look_at_path(Findings& findings) {
 void look_at_other_run(std::string const& home, Findings& findings) {
   pid_t const holder = active_run(home.c_str());
   if (holder == 0) return;
-  findings.push_back({"active-run", home, "", "",
-                      holder == kUnknownRun
-                          ? "another user is migrating, or has a run's lock left that was killed"
-                          : "process " + std::to_string(holder) + " is migrating at this moment"});
+  findings.push_back(
+      {"active-run", home, "", "",
+       holder == kUnknownRun
+           ? "another user is migrating, or a run of his that was killed has left its lock"
+           : "process " + std::to_string(holder) + " is migrating at this moment"});
 }
 
 // What the process list shows of a process: its arguments with blanks between them.
@@ -271,7 +272,7 @@ std::vector<std::string> texts_of(Target const& target) {
   }
   for (Finding const& finding : target.findings) {
     texts.push_back(std::to_string(static_cast<int>(finding.severity)));
-    for (std::string const& text : {finding.kind, finding.file, finding.text})
+    for (std::string const& text : {finding.kind, finding.file, finding.text, finding.advice})
       texts.push_back(text);
   }
   return texts;
@@ -284,11 +285,12 @@ Target target_of(std::span<std::string const> texts) {
     *disk = {texts[2], number_of(texts[0]), number_of(texts[1])};
     texts = texts.subspan(3);
   }
-  for (; texts.size() >= 4; texts = texts.subspan(4)) {
+  for (; texts.size() >= 5; texts = texts.subspan(5)) {
     FindingKind const* const kind = std::ranges::find(kFindingKinds, texts[1], &FindingKind::name);
     if (kind == std::end(kFindingKinds)) continue;
     target.findings.push_back({*kind, texts[2], "", "", texts[3]});
     target.findings.back().severity = static_cast<Severity>(number_of(texts[0]));
+    target.findings.back().advice = texts[4];
   }
   return target;
 }
