@@ -80,6 +80,8 @@ Edit const kEdits[] = {
      "loss partial tasks/virus.txt setting: is not imported, because classification is not",
      "loss "},
     {"action9.txt", "order=1:", "order=2:", "loss lost-value action9.txt action1.order: "},
+    {"tasks/size.txt", "[size]", "[\\]\na=2:b\n[size]",
+     "loss bad-name tasks/size.txt \\: the section has no name: it is left out, with what "},
     {"tasks/size.txt", "[size]", "[sise]", "loss partial tasks/size.txt size: is missing:"},
     {"globalPolicy.txt", "conditionNum=1:1", "conditionNum=1:2000000000",
      "loss missing globalPolicy.txt condition.condition2: is missing",

@@ -207,13 +207,17 @@ TEST(Report, TheVerdictIsTrue) {
   rehearsal.log.push_back({"Error [4]: four", "d.txt", true});
   EXPECT_THAT(as_text(rehearsal),
               HasSubstr("Verdict: imported, 4 items left out or altered, with 1 warning\n"));
-  // One cause is one item: a file or section as a whole, a name that is called for twice.
+  // A file or section as a whole is one item, but for its bytes; so is a name called for twice.
   auto const also = [&](zeva::Finding const& finding) { rehearsal.findings.push_back(finding); };
   also({"skipped", "a.txt", "", "", "all of it"});
   also({"missing", "c.txt", "s", "k", "is missing"});
   for (char const* const key : {"k", "l"})
     also({"dangling-reference", "e.txt", "s", key, "no \"x\""});
-  EXPECT_THAT(as_text(rehearsal), HasSubstr("Verdict: imported, 5 items left out or altered, "));
+  also({"byte-order-mark", "f.txt", "", "", "a mark"});
+  also({"partial", "f.txt", "s", "", "the section"});
+  rehearsal.log.push_back({"Error [484]: of the store", "", true});
+  EXPECT_THAT(as_text(rehearsal),
+              HasSubstr("Verdict: imported, 7 items left out or altered, with 2 warnings\n"));
   rehearsal.findings.clear();
   rehearsal.log.resize(1);
   EXPECT_THAT(as_text(rehearsal), HasSubstr("Verdict: imported\n"));

@@ -5,8 +5,10 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <set>
 #include <string>
+#include <string_view>
 #include <unordered_set>
 #include <utility>
 
@@ -34,11 +36,19 @@ void count_items(Rehearsal const& rehearsal, Outline& outline) {
   });
 }
 
-// One cause counts once: what is told of a file or a section as a whole covers what is told in it,
-// and a name that nothing bears is one, however often it is called for.
+bool is_error_of_a_file(LogLine const& line) {
+  return line.is_trouble && !line.message.starts_with("Warning") && !line.file.empty();
+}
+
+// Findings about the bytes of a file, which do not say that it is lost as a whole.
+constexpr std::string_view kRemarks[] = {"byte-order-mark", "carriage-returns", "nul-byte",
+                                         "no-utf-8"};
+
+// What is told of a file or a section as a whole covers what is told in it, and a name that nothing
+// bears is one item, however often it is called for.
 size_t count_left_out(Rehearsal const& rehearsal) {
   using Place = std::array<std::string, 3>;
-  std::set<Place> places;
+  std::set<Place> places, wholes;
   std::set<std::string> unanswered, told;
   for (Finding const& finding : rehearsal.findings) {
     if (finding.severity != Severity::kLoss) continue;
@@ -46,23 +56,27 @@ size_t count_left_out(Rehearsal const& rehearsal) {
     if (finding.kind == Kind("dangling-reference")->name) {
       unanswered.insert(finding.text);
     } else {
-      places.insert({finding.file, finding.section, finding.key});
+      Place const place = {finding.file, finding.section, finding.key};
+      places.insert(place);
+      if (std::ranges::find(kRemarks, finding.kind) == std::end(kRemarks)) wholes.insert(place);
     }
   }
   size_t count = unanswered.size();
   for (auto const& [file, section, key] : places) {
-    bool const in_file = !section.empty() && places.contains({file, "", ""});
-    bool const in_section = !key.empty() && places.contains({file, section, ""});
+    bool const in_file = !section.empty() && wholes.contains({file, "", ""});
+    bool const in_section = !key.empty() && wholes.contains({file, section, ""});
     if (!in_file && !in_section) ++count;
   }
   for (LogLine const& line : rehearsal.log) {
-    if (line.is_trouble && !line.is_warning() && told.insert(line.file).second) ++count;
+    if (is_error_of_a_file(line) && told.insert(line.file).second) ++count;
   }
   return count;
 }
 
 size_t count_warnings(Rehearsal const& rehearsal) {
-  return static_cast<size_t>(std::ranges::count_if(rehearsal.log, &LogLine::is_warning));
+  return static_cast<size_t>(std::ranges::count_if(rehearsal.log, [](LogLine const& line) {
+    return line.is_trouble && !is_error_of_a_file(line);
+  }));
 }
 
 std::string verdict_of(Rehearsal const& rehearsal, Outline const& outline) {

@@ -40,10 +40,12 @@ struct Outline {
   std::string verdict;               // "imported, 2 items left out or altered"
   std::vector<std::string> remarks;  // on the verdict, in words; visible characters alone
   bool can_compare = false;          // there are two stores
-  // The causes that findings of losses tell of, and the files with errors in the run's log of which
-  // none tells.
+  // What findings of losses tell of, and the files with errors in the run's log of which none
+  // tells.
   size_t left_out = 0;
-  size_t warnings = 0;  // of the run: what it has altered
+  // The run's warnings, of what it has altered, and its errors about the store alone: of what it
+  // was to remove and could not find, say.
+  size_t warnings = 0;
   ChangeCounts keys;
   std::array<AreaOutline, std::size(kAreas)> areas;  // in the order of Area
 };

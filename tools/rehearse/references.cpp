@@ -79,7 +79,9 @@ Key* References::give(ExportReader& file, std::string const& section, ExportKey 
                       Thing thing, Key& folder, std::string const& name) {
   ThingRow const& row = row_of(thing);
   if (is_refused(row, name)) {
-    std::string const left_out = "the " + std::string(row.name) + " is left out";
+    std::string const left_out = "the " + std::string(row.name) +
+                                 (thing == Thing::kPolicies ? " and all below it" : "") +
+                                 " is left out";
     file.report("bad-name", section, key.name,
                 refusal(name, row.is_record ? kRecordLimit : kPathLimit,
                         row.refused == Severity::kError ? kImportEnds : left_out))

@@ -251,7 +251,7 @@ int rehearse(RehearsalSubject const& subject, RehearsalOptions const& options) {
   CommandResult const done = migrate(package, options.json ? LineFilter() : shown);
   rehearsal.result = read_result();
   if (!rehearsal.result) {
-    return complain("the run did not come to its end", real.in(done.explanation()));
+    return complain("the run did not come to its end", shown(done.explanation()));
   }
   rehearsal.log = read_witnessed_log(scratch("run.log"), scratch("notes"), kUnpackFolder);
   load_stores(std::move(before), home, rehearsal);

@@ -11,9 +11,6 @@ struct LogLine {
   std::string message;  // may hold newlines
   std::string file;     // in the package; empty for none and when it is unknown
   bool is_trouble;      // an error or a warning
-
-  // What the run has altered to go on.
-  [[nodiscard]] bool is_warning() const { return is_trouble && message.starts_with("Warning"); }
 };
 
 // `log_path` is the run log, `notes` what the witness noted about the run, `folder` where the run
