@@ -1,5 +1,6 @@
 #include "plan.h"
 
+#include "digest.h"
 #include "kept_file.h"
 #include "nvreg.h"
 #include "registry_view.h"
@@ -41,7 +42,8 @@ TEST(Plan, IsReadAsItWasWritten) {
 
 TEST(Plan, ADamagedOneIsRefused) {
   WorkFolder work;
-  std::string const good = zeva::write_plan(sample(), "{}\n");
+  std::string const sealed = zeva::write_plan(sample(), "{}\n");
+  std::string const good = sealed.substr(0, sealed.rfind('{'));
   std::vector<std::string> damaged{"", good + "x", good + "{}\n"};
   for (size_t end = good.find('\n'); end + 1 < good.size(); end = good.find('\n', end + 1)) {
     damaged.push_back(good.substr(0, end + 1));
@@ -63,6 +65,12 @@ TEST(Plan, ADamagedOneIsRefused) {
     ASSERT_NE(place, text.npos) << row.from;
     damaged.push_back(text.replace(place, row.from.size(), row.to));
   }
+  for (std::string& bytes : damaged) {
+    bytes += "{\"digest\":\"" + zeva::text_digest(bytes) + "\"}\n";
+  }
+  std::string other = sealed;
+  damaged.push_back(other.replace(other.find("\"n\""), 3, "\"o\""));
+  damaged.push_back(good);
   for (std::string const& bytes : damaged) {
     work.write("plan", bytes);
     zeva::Plan plan;
@@ -75,7 +83,7 @@ TEST(Plan, ADamagedOneIsRefused) {
   zeva::Plan deep;
   EXPECT_EQ(read_plan(work / "plan", deep), "is damaged, or no plan");
 
-  std::string newer = good;
+  std::string newer = sealed;
   work.write("plan", newer.replace(newer.find("version\":1"), 10, "version\":2"));
   zeva::Plan plan;
   EXPECT_EQ(read_plan(work / "plan", plan), "is a plan of another version, 2: rehearse again");

@@ -1,5 +1,6 @@
 #include "plan.h"
 
+#include "digest.h"
 #include "files.h"
 #include "registry_view.h"
 #include "text.h"
@@ -14,6 +15,21 @@ namespace {
 
 constexpr int kFormatVersion = 1;
 constexpr char kDamaged[] = "is damaged, or no plan";
+
+// The last line of a plan with these bytes before it.
+std::string seal_of(std::string_view bytes) {
+  return "{\"digest\":\"" + text_digest(bytes) + "\"}\n";
+}
+
+// Takes the last line away, if it is the seal of all before it.
+bool unseal(std::string& bytes) {
+  if (!bytes.ends_with('\n')) return false;
+  size_t const last = bytes.rfind('\n', bytes.size() - 2) + 1;
+  bool const is_whole =
+      seal_of(std::string_view(bytes).substr(0, last)) == std::string_view(bytes).substr(last);
+  bytes.resize(last);
+  return is_whole;
+}
 
 size_t count_keys(Key const& root) {
   size_t count = 0;
@@ -157,12 +173,13 @@ std::string write_plan(Plan const& plan, std::string const& report) {
   bytes += "{\"report\":" + report.substr(0, report.find('\n')) + "}\n";
   add_store(*plan.before, bytes);
   add_store(*plan.after, bytes);
-  return bytes;
+  return bytes + seal_of(bytes);
 }
 
 std::optional<std::string> read_plan(std::string const& path, Plan& plan) {
   std::string bytes;
   if (int const error = read_file(path, bytes)) return strerror(error);
+  bool const is_whole = unseal(bytes);
   PlanReader reader(bytes);
   PlanJson const head = reader.line();
   uint64_t const version = reader.number(reader.member(head, "format_version"));
@@ -170,6 +187,7 @@ std::optional<std::string> read_plan(std::string const& path, Plan& plan) {
   if (version != kFormatVersion) {
     return "is a plan of another version, " + std::to_string(version) + ": rehearse again";
   }
+  if (!is_whole) return kDamaged;
   auto const text = [&](char const* name) { return reader.text(reader.member(head, name)); };
   plan.package = text("package");
   plan.is_folder = reader.flag(reader.member(head, "is_folder"));

@@ -5,7 +5,7 @@
 // what zeva-rehearse --json prints without its log. Then come the keys of the store before and of
 // the store after the run, depth first: the first key of each is the root, and "depth" says how
 // many keys lead to one. A value is [name, type, data], its data byte by byte as it is stored; of a
-// secret one there is a keyed digest instead.
+// secret one there is a keyed digest instead. The last line is a digest of all before it.
 #pragma once
 
 #include "rehearsed.h"
