@@ -25,7 +25,8 @@ namespace {
 
 bool tells(zeva::Target const& target, std::string const& text) {
   return std::ranges::any_of(target.findings, [&](zeva::Finding const& found) {
-    return (found.kind + " " + found.file + ": " + found.text).starts_with(text);
+    std::string const all = found.kind + " " + found.file + ": " + found.text + "; " + found.advice;
+    return all.find(text) != all.npos;
   });
 }
 
@@ -59,9 +60,9 @@ TEST(Target, IsSeenWithTheEyesOfItsUser) {
   EXPECT_TRUE(tells(as_root, foreign + "does not prove"));
   EXPECT_TRUE(tells(as_other, foreign + "this user cannot ask"));
   auto const handed = zeva::target_of(zeva::texts_of(as_other));
-  EXPECT_TRUE(std::ranges::any_of(handed.findings, [](zeva::Finding const& found) {
-    return found.kind == "port" && found.advice.starts_with("start the migration as the user");
-  }));
+  EXPECT_TRUE(tells(handed, "; start the migration as the user of the registry server"));
+  EXPECT_TRUE(tells(as_root, home / "xhtml/en/download: cannot be written "));
+  EXPECT_TRUE(tells(as_root, "No such file or directory; make that folder"));
 
   home.write("bin/migration/RegSvrCfg.ini", "[CFILTER_REGSERVER]\nCFILTER_REGSERVER_PORT=0");
   EXPECT_TRUE(tells(zeva::look_at_target(home.path()), "port 127.0.0.1:0: is no port"));

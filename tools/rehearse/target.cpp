@@ -44,10 +44,20 @@ bool is_ours(struct stat const& file) {
   return file.st_uid == geteuid();
 }
 
-// What stands in the way of writing in a folder, if anything does.
-std::optional<std::string> why_not_writable(std::string const& folder) {
-  if (faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0) return std::nullopt;
-  return strerror(errno);
+// Why nothing can be written in a folder: 0 where it can, or errno's number.
+int why_not_writable(std::string const& folder) {
+  struct stat found;
+  if (stat(folder.c_str(), &found) != 0) return errno;
+  if (!S_ISDIR(found.st_mode)) return ENOTDIR;
+  return faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0 ? 0 : errno;
+}
+
+// What to do about it, where another user than this would not do.
+char const* advice_on(int error) {
+  return error == ENOENT    ? "make that folder"
+         : error == ENOTDIR ? "make a folder in that file's place"
+         : error == EROFS   ? "mount that file system for writing"
+                            : nullptr;
 }
 
 void look_at_folders(std::string const& home, Findings& findings) {
@@ -65,13 +75,14 @@ void look_at_folders(std::string const& home, Findings& findings) {
         Folder{home + "/xhtml/en/download", "the result for the console", Severity::kNote},
         Folder{fs::current_path(failure), "the run log, if the run is started here",
                Severity::kNote}}) {
-    auto const why = why_not_writable(folder.path);
+    int const error = why_not_writable(folder.path);
     bool const told = std::ranges::find(findings, folder.path, &Finding::file) != findings.end();
-    if (!why || told) continue;
-    findings.push_back(
-        {"not-writable", folder.path, "", "",
-         "cannot be written by this user, as " + std::string(folder.use) + " must be: " + *why});
+    if (error == 0 || told) continue;
+    findings.push_back({"not-writable", folder.path, "", "",
+                        "cannot be written by this user, as " + std::string(folder.use) +
+                            " must be: " + strerror(error)});
     findings.back().severity = folder.severity;
+    if (char const* const advice = advice_on(error)) findings.back().advice = advice;
   }
 }
 
