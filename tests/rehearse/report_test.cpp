@@ -221,6 +221,10 @@ TEST(Report, TheVerdictIsTrue) {
   rehearsal.findings.clear();
   rehearsal.log.resize(1);
   EXPECT_THAT(as_text(rehearsal), HasSubstr("Verdict: imported\n"));
+  rehearsal.target = {{"no-room", "/tmp", "", "", "no room"}};
+  EXPECT_THAT(as_text(rehearsal, {Detail::kValues, true}),
+              HasSubstr("\033[33mVerdict: imported; on this machine, 1 error stands in the "));
+  rehearsal.target.clear();
   rehearsal.after = std::make_unique<zeva::Key>();
   rehearsal.before = std::make_unique<zeva::Key>();
   EXPECT_THAT(as_text(rehearsal), HasSubstr("Verdict: imported, nothing would change\n"));
@@ -285,7 +289,7 @@ TEST(Secrets, AreKnownByTheirNames) {
   for (char const* name :
        {"Password", "proxy_passwd", "ApiKey2", "SMTP-PASSWORD", "sharedSecret", "PassPhrase",
         "admin_pwd", "Token", "Credential", "credentials", "Secret-Key", "AccessKey", "private_key",
-        "SharedKey 1", "passwordHash"}) {
+        "SharedKey 1", "LDAP Password (old)"}) {
     EXPECT_TRUE(zeva::Secrets::is_secret_name(name)) << name;
   }
   for (char const* name : {"PasswordProtected", "Key", "Tokens per day", ""}) {

@@ -79,6 +79,10 @@ size_t count_warnings(Rehearsal const& rehearsal) {
   }));
 }
 
+size_t count_errors(std::vector<Finding> const& findings) {
+  return static_cast<size_t>(std::ranges::count(findings, Severity::kError, &Finding::severity));
+}
+
 std::string verdict_of(Rehearsal const& rehearsal, Outline const& outline) {
   if (!rehearsal.result) return "the run did not come to its end";
   bool const same = outline.can_compare && outline.keys.all() == 0;
@@ -89,6 +93,10 @@ std::string verdict_of(Rehearsal const& rehearsal, Outline const& outline) {
     }
     if (outline.warnings > 0)
       verdict += ", with " + counted(outline.warnings, "warning", "warnings");
+    if (auto const errors = count_errors(rehearsal.target)) {
+      verdict += "; on this machine, " + counted(errors, "error stands", "errors stand") +
+                 " in the migration's way";
+    }
     return verdict;
   }
   if (!outline.can_compare) return "not imported";
@@ -111,8 +119,8 @@ std::vector<std::string> remarks_of(Rehearsal const& rehearsal) {
 
 Grade grade_of(Rehearsal const& rehearsal, Outline const& outline) {
   if (rehearsal.result != kImported) return Grade::kBad;
-  bool const is_whole =
-      rehearsal.not_examined.empty() && outline.left_out == 0 && outline.warnings == 0;
+  bool const is_whole = rehearsal.not_examined.empty() && outline.left_out == 0 &&
+                        outline.warnings == 0 && count_errors(rehearsal.target) == 0;
   return is_whole ? Grade::kGood : Grade::kMixed;
 }
 

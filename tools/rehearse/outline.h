@@ -30,8 +30,8 @@ struct AreaOutline {
 };
 
 enum class Grade {
-  kGood,   // everything of the package arrives as it is
-  kMixed,  // it is imported, but not all of it, or not as it is
+  kGood,   // everything of the package arrives as it is, and nothing is in the way of that
+  kMixed,  // it is imported, but not all of it, not as it is, or not on this machine as it stands
   kBad,
 };
 

@@ -17,11 +17,13 @@ namespace {
 constexpr size_t kShortest = 4;  // bytes
 
 // What the name of a secret ends in, apart from digits and signs.
-constexpr std::string_view kSecretWords[] = {
-    "password",  "passwd",    "passphrase", "passcode",    "pwd",
-    "secret",    "token",     "credential", "credentials", "apikey",
-    "secretkey", "accesskey", "privatekey", "sharedkey",   "passwordhash",
-};
+// Wherever they stand in a name, and at its end.
+constexpr std::string_view kSecretWords[] = {"password", "passwd", "passphrase", "passcode"};
+constexpr std::string_view kSecretEnds[] = {"pwd",         "secret",   "token",     "credential",
+                                            "credentials", "apikey",   "secretkey", "accesskey",
+                                            "privatekey",  "sharedkey"};
+// Of a virus scan: what becomes of a mail that nobody can look into.
+constexpr std::string_view kNoSecret = "passwordprotected";
 
 // As value_line() shows it: "    =BI 31 32 ".
 std::string spaced_hex(Value const& value) {
@@ -55,8 +57,10 @@ bool Secrets::is_secret_name(std::string_view name) {
     auto const letter = static_cast<unsigned char>(c);
     if (isalpha(letter)) letters += static_cast<char>(tolower(letter));
   }
-  return std::ranges::any_of(kSecretWords,
-                             [&](std::string_view word) { return letters.ends_with(word); });
+  auto const holds = [&](std::string_view word) { return letters.find(word) != letters.npos; };
+  auto const ends = [&](std::string_view word) { return letters.ends_with(word); };
+  return letters != kNoSecret &&
+         (std::ranges::any_of(kSecretWords, holds) || std::ranges::any_of(kSecretEnds, ends));
 }
 
 bool Secrets::covers(std::string_view path, std::string_view name) const {

@@ -224,6 +224,7 @@ class CommandLine {
                                     "0 when nothing would change, 3 for changes,\n"
                                     "4 when something of the package is left out");
     check->excludes(summary, names, exit_code)->option_text(" ");
+    exit_code->option_text(" ");
   }
 
   void add_file_options() {
