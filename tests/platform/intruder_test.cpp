@@ -214,6 +214,9 @@ TEST_F(Intruder, ManyWhoSayNothingKeepNobodyOut) {
   call.set_action(zeva::wire::DELETE_KEY);
   send_all(known, zeva::to_frame(call));
   EXPECT_NE(receive_message(known), "") << "nor who has proved himself";
+  sleep(11);
+  zeva::Descriptor const last = connect();
+  EXPECT_EQ(answers(slow), "") << "who has not in ten seconds makes room for anybody";
 }
 
 TEST_F(Intruder, AFloodKeepsNobodyOut) {
