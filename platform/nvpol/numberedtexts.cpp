@@ -3,13 +3,34 @@
 #include "objects.h"
 
 namespace zeva {
+namespace {
+
+// Where the list ended that was last appended to. Lists grow text by text, and its end is where the
+// next one is looked for first; it is only a guess, since others change lists, too.
+struct End {
+  _NvPolComHandle* key;
+  uint32_t number;  // of texts
+};
+thread_local End last_end = {nullptr, 0};
+
+}  // namespace
 
 int32_t NumberedTexts::get(uint32_t index, std::string& text) const {
   int32_t status = get_text(key_, name(index).c_str(), text);
   return status == NVREG_NOT_FOUND ? end_of_list_or_gone(key_) : status;
 }
 
+bool NumberedTexts::ends_at(uint32_t number) const {
+  std::string ignored;
+  return number > 0 && get(number - 1, ignored) == NVREG_OK &&
+         get_text(key_, name(number).c_str(), ignored) == NVREG_NOT_FOUND;
+}
+
 int32_t NumberedTexts::count(uint32_t& number) const {
+  if (last_end.key == key_ && ends_at(last_end.number)) {
+    number = last_end.number;
+    return NVREG_OK;
+  }
   // By doubling and halving: addresses come in thousands, and every look is a call to the server.
   // The text before `held` is there, the one at `missing` is not.
   uint32_t held = 0;
@@ -40,6 +61,7 @@ int32_t NumberedTexts::append(std::vector<std::string> const& texts) {
   int32_t status = count(number);
   for (size_t i = 0; i < texts.size() && status == NVREG_OK; ++i)
     status = set_text(key_, name(number++).c_str(), texts[i]);
+  last_end = {key_, number};
   return status;
 }
 

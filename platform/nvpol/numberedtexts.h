@@ -29,6 +29,7 @@ class NumberedTexts {
   [[nodiscard]] int32_t remove(Predicate const& wanted);
 
  private:
+  [[nodiscard]] bool ends_at(uint32_t number) const;
   std::string name(uint32_t index) const { return prefix_ + std::to_string(index + 1); }
 
   _NvPolComHandle* key_;
