@@ -18,8 +18,11 @@ bool is_blank(char character) {
 
 class IniReader {
  public:
-  IniReader(std::string_view text, NvConfigFile& file)
-      : text_(text), file_(file), line_end_(std::min(text.find('\n'), text.size())) {}
+  IniReader(std::string_view text, NvConfigFile& file, Overwritten* overwritten)
+      : text_(text),
+        file_(file),
+        overwritten_(overwritten),
+        line_end_(std::min(text.find('\n'), text.size())) {}
 
   void read() {
     // A NUL ends the file only in a line's first place, not behind blanks.
@@ -71,13 +74,25 @@ class IniReader {
   }
 
   void merge_keys() {
-    current_.mergeattributes(std::exchange(keys_, {}));
+    current_.mergeattributes(std::exchange(keys_, {}),
+                             overwritten_ == nullptr ? nullptr : &overwritten_keys_);
     merged_ = at_;
   }
 
   void store() {
     merge_keys();
+    if (overwritten_ != nullptr) note_overwritten();
     file_.setelements(std::exchange(current_, {}));
+  }
+
+  void note_overwritten() {
+    std::string const& name = current_.getname();
+    Nvinielement const* const earlier = file_.find(name);
+    if (earlier != nullptr && !earlier->getattributes().empty())
+      overwritten_->sections.insert(name);
+    // Those of the earlier one are lost with it.
+    if (earlier != nullptr || !overwritten_keys_.empty())
+      overwritten_->keys[name] = std::exchange(overwritten_keys_, {});
   }
 
   void read_comment() {
@@ -122,18 +137,20 @@ class IniReader {
 
   std::string_view const text_;
   NvConfigFile& file_;
+  Overwritten* const overwritten_;  // null where nobody asks
   size_t at_ = 0;
   size_t line_end_;  // the newline that ends a line begun before or at at_, or the end of the text
   Nvinielement current_;
-  std::vector<Nvkeypair> keys_;  // of the current section, not yet merged into it
-  size_t merged_ = 0;            // up to where they are
+  std::vector<Nvkeypair> keys_;             // of the current section, not yet merged into it
+  size_t merged_ = 0;                       // up to where they are
+  std::set<std::string> overwritten_keys_;  // of the current section
   std::string pending_;  // the comment lines read since the last item, each with its newline
 };
 
 }  // namespace
 
-void read_ini(std::string_view text, NvConfigFile& file) {
-  IniReader(text, file).read();
+void read_ini(std::string_view text, NvConfigFile& file, Overwritten* overwritten) {
+  IniReader(text, file, overwritten).read();
 }
 
 }  // namespace zeva

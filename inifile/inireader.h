@@ -4,13 +4,23 @@
 
 #include "nvconfigfile.h"
 
+#include <map>
+#include <set>
+#include <string>
 #include <string_view>
 
 namespace zeva {
 
+// What of a file does not count, because something of the same name follows.
+struct Overwritten {
+  std::set<std::string> sections;                     // that held keys
+  std::map<std::string, std::set<std::string>> keys;  // of a section, that had another value
+};
+
 // Stores every section of `text` in `file`, in order, a later section over an earlier one of its
 // name. Any text is a valid INI file. Takes time in proportion to the text's length, whatever it
-// holds.
-void read_ini(std::string_view text, NvConfigFile& file);
+// holds. Unless it is null, `overwritten` gets what has been lost that way, which takes a little
+// more.
+void read_ini(std::string_view text, NvConfigFile& file, Overwritten* overwritten = nullptr);
 
 }  // namespace zeva

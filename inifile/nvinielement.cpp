@@ -26,8 +26,10 @@ void Nvinielement::setattributes(std::vector<Nvkeypair> attributes) {
   (void)attributes_.assign(std::move(attributes));  // the first of a name counts
 }
 
-void Nvinielement::mergeattributes(std::vector<Nvkeypair> attributes) {
-  attributes_.merge(std::move(attributes), [](Nvkeypair& pair, Nvkeypair&& later) {
+void Nvinielement::mergeattributes(std::vector<Nvkeypair> attributes,
+                                   std::set<std::string>* overwritten) {
+  attributes_.merge(std::move(attributes), [overwritten](Nvkeypair& pair, Nvkeypair&& later) {
+    if (overwritten != nullptr && pair.value != later.value) overwritten->insert(pair.name);
     pair.value = std::move(later.value);
   });
 }

@@ -8,6 +8,7 @@
 #include "nvcomment.h"
 #include "nvkeypair.h"
 
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,8 +30,10 @@ class Nvinielement {
   std::vector<Nvkeypair> const& getattributes() const { return attributes_.items(); }
   void setattributes(std::vector<Nvkeypair> attributes);
 
-  // Does for each pair in turn what setattribute would, but quicker.
-  void mergeattributes(std::vector<Nvkeypair> attributes);
+  // Does for each pair in turn what setattribute would, but quicker. Unless it is null,
+  // `overwritten` gets the names of those that had another value.
+  void mergeattributes(std::vector<Nvkeypair> attributes,
+                       std::set<std::string>* overwritten = nullptr);
 
   // Adds comment lines below those that the named item already has: the section's header when
   // `name` is the section's name, otherwise the key of that name, whether it exists yet or not. A

@@ -2,7 +2,6 @@
 
 #include "encoding.h"
 #include "files.h"
-#include "inireader.h"
 #include "mapping.h"
 #include "nvpol.h"
 #include "nvporegistry.h"
@@ -84,7 +83,7 @@ bool ExportReader::read() {
     bytes = *converted;  // what else is the matter with it counts as well
   }
   note_bytes(bytes);
-  read_ini(bytes, file_);
+  read_ini(bytes, file_, &overwritten_);
   return true;
 }
 
@@ -135,13 +134,13 @@ std::vector<std::string> ExportReader::keys(std::string const& section) const {
 std::optional<std::string> ExportReader::value(std::string const& section, ExportKey const& key) {
   std::string const place = place_of(section, key.name);
   std::string text;
+  asked_.emplace(section, key.name);
   if (file_.getattribute(section, key.name, text) != 0) {
     if (key.optional) return std::nullopt;
     if (first_unreadable_.empty()) first_unreadable_ = place;
     report_unreadable("missing", section, key.name, "is missing");
     return std::nullopt;
   }
-  asked_.emplace(section, key.name);
   RegValue parsed;
   if (!parse_str(trans_str(text).c_str(), parsed, key.type)) {
     if (first_unreadable_.empty()) first_unreadable_ = place;
@@ -279,7 +278,31 @@ void ExportReader::report_rest() {
                " no UTF-8, as which the console will show it" +
                (encoding.empty() ? "" : "; by its bytes it is " + encoding));
   }
+  report_overwritten();
   report_unasked();
+}
+
+// Of a section that nobody reads, that alone is told; an empty one may have been read before.
+void ExportReader::report_overwritten() {
+  auto const report_one = [&](std::string const& section, std::string const& key,
+                              std::string const& text) {
+    report("same-name", section, key, text).advice = "give one of them its own name, or remove it";
+  };
+  for (std::string const& section : overwritten_.sections) {
+    auto const asked = asked_.lower_bound({section, ""});
+    bool const is_read = asked != asked_.end() && asked->first == section;
+    if (!is_read && !keys(section).empty()) continue;
+    report_one(section, "",
+               "stands in the file more than once: only the last one counts, and nothing is left "
+               "of the keys before it");
+  }
+  for (auto const& [section, keys] : overwritten_.keys) {
+    for (std::string const& key : keys) {
+      if (!asked_.contains({section, key})) continue;
+      report_one(section, key,
+                 "stands here more than once, with different values: the last counts");
+    }
+  }
 }
 
 void ExportReader::report_unasked() {

@@ -8,6 +8,7 @@
 #include "export_file.h"
 #include "export_keys.h"
 #include "finding.h"
+#include "inireader.h"
 #include "nvconfigfile.h"
 
 #include <optional>
@@ -70,7 +71,8 @@ class ExportReader {
   // Reports the items that a count announces and the file does not hold.
   void report_missing(std::vector<int> const& held, std::string const& section,
                       ExportKey const& key, int count);
-  // Reports what the file holds and nobody has asked for, and the texts that are no UTF-8.
+  // Reports what the file holds and nobody has asked for, what of it is overwritten in the file
+  // itself, and the texts that are no UTF-8.
   void report_rest();
 
  private:
@@ -79,6 +81,7 @@ class ExportReader {
                    std::string const& payload);
   void report_number(std::string const& section, ExportKey const& key, std::string const& payload);
   void note_text(std::string const& section, ExportKey const& key, std::string const& payload);
+  void report_overwritten();
   void report_unasked();
 
   std::string const folder_;
@@ -88,7 +91,8 @@ class ExportReader {
   NvConfigFile file_;
   FileIdentity identity_{};
   std::vector<Finding> about_bytes_;
-  std::set<std::pair<std::string, std::string>> asked_;  // sections and keys that are there
+  std::set<std::pair<std::string, std::string>> asked_;  // sections and keys
+  Overwritten overwritten_;
   std::string first_unreadable_;
   Severity unreadable_ = Severity::kLoss;
   // The texts that are no UTF-8: where the first one stands, and a sample of all.
