@@ -30,6 +30,7 @@ class Package : public WorkFolder {
     for (auto const& finding : zeva::examine_package(*this / "export", options)) {
       lines.push_back(name_of(finding.severity) + " " + finding.kind + " " + finding.file + " " +
                       place_of(finding) + ": " + finding.text);
+      if (finding.kind == "no-utf-8") lines.back() += "; " + finding.advice;
       if (std::ranges::count(kAtFirst, lines.back()) > 0) lines.pop_back();
     }
     return lines;
@@ -205,7 +206,10 @@ Edit const kEdits[] = {
     // Texts and numbers that are not what they were.
     {"globalPolicy.txt", "comment=2:", "comment=2:Gesch\344ftsf\374hrung und B\374ro ",
      "loss no-utf-8 globalPolicy.txt common.comment: is no UTF-8, as which the console will show "
-     "it; by its bytes it is ISO-8859-1"},
+     "it; by its bytes it is ISO-8859-1; convert the file with iconv -f ISO-8859-1 -t UTF-8"},
+    {"globalPolicy.txt", "comment=2:", "comment=2:Gr\374\337e\n#",
+     "loss no-utf-8 globalPolicy.txt common.comment: is no UTF-8, as which the console will show "
+     "it; convert the file with iconv -f ITS-ENCODING -t UTF-8"},
     {"globalPolicy.txt", "# The policy", "# Gesch\344ftsf\374hrung"},
     {"scanlimit.txt", "Count=1:", "Count=1:-", "note wrapped-number scanlimit.txt common.MaxVirus"},
     {"scanlimit.txt", "MaxScanSize=1:67108864", "MaxScanSize=1:67108864\r",

@@ -270,16 +270,21 @@ void ExportReader::report_missing(std::vector<int> const& held, std::string cons
 }
 
 void ExportReader::report_rest() {
-  if (first_broken_) {
-    std::string const encoding = likely_encoding(broken_);
-    report("no-utf-8", first_broken_->first, first_broken_->second,
-           (broken_count_ == 1 ? "is"
-                               : "and " + counted(broken_count_ - 1, "other", "others") + " are") +
-               " no UTF-8, as which the console will show it" +
-               (encoding.empty() ? "" : "; by its bytes it is " + encoding));
-  }
+  if (first_broken_) report_encoding();
   report_overwritten();
   report_unasked();
+}
+
+void ExportReader::report_encoding() {
+  std::string const encoding = likely_encoding(broken_);
+  Finding& broken = report(
+      "no-utf-8", first_broken_->first, first_broken_->second,
+      (broken_count_ == 1 ? "is"
+                          : "and " + counted(broken_count_ - 1, "other", "others") + " are") +
+          " no UTF-8, as which the console will show it");
+  if (encoding.empty()) return;
+  broken.text += "; by its bytes it is " + encoding;
+  broken.advice = "convert the file with iconv -f " + encoding + " -t UTF-8";
 }
 
 // Of a section that nobody reads, that alone is told; an empty one may have been read before.

@@ -81,6 +81,7 @@ class ExportReader {
                    std::string const& payload);
   void report_number(std::string const& section, ExportKey const& key, std::string const& payload);
   void note_text(std::string const& section, ExportKey const& key, std::string const& payload);
+  void report_encoding();
   void report_overwritten();
   void report_unasked();
 

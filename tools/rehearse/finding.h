@@ -39,7 +39,7 @@ inline constexpr FindingKind kFindingKinds[] = {
     {"carriage-returns", Severity::kLoss, "save the file with the line ends of Unix"},
     {"nul-byte", Severity::kLoss, "take the byte out"},
     {"utf-16", Severity::kLoss, "convert it: iconv -f UTF-16 -t UTF-8, then tr -d '\\r'"},
-    {"no-utf-8", Severity::kLoss, "convert the file with iconv -t UTF-8"},
+    {"no-utf-8", Severity::kLoss, "convert the file with iconv -f ITS-ENCODING -t UTF-8"},
     {"dangling-reference", Severity::kLoss, "correct the name, or add what it names"},
     {"same-name", Severity::kLoss, "give one of them another name"},
     {"bad-name", Severity::kLoss, "give it another name"},
