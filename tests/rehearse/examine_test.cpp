@@ -215,7 +215,10 @@ Edit const kEdits[] = {
     {"scanlimit.txt", "MaxScanSize=1:67108864", "MaxScanSize=1:67108864\r",
      "loss carriage-returns "},
     {"quarantine.txt", "FileNum=1:3", "FileNum=1:-3",
-     "loss wrapped-number quarantine.txt common.FileNum: -3 is negative; it counts as -3"},
+     "loss wrapped-number quarantine.txt common.FileNum: -3 is negative; nothing that it counts "},
+    {"quarantine.txt", "FileNum=1:3", "FileNum=1:4294967299",
+     "loss wrapped-number quarantine.txt common.FileNum: 4294967299 is too large for a signed "
+     "number of 32 bits; it counts as 3"},
     {"md5.sum", " ./misc.txt", " -",
      "error checksum md5.sum : leads the run to files that it does"},
     {"md5.sum", "./misc.txt", "./address.txt", "error checksum address.txt : its checksum ",

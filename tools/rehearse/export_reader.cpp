@@ -182,16 +182,19 @@ void ExportReader::report_number(std::string const& section, ExportKey const& ke
   int64_t const largest = is_count ? INT32_MAX : int64_t{UINT32_MAX};
   if (is_number && errno == 0 && number >= 0 && number <= largest) return;
 
+  auto const count = static_cast<int32_t>(number);
   std::string const taken =
-      is_count ? "; it counts as " + std::to_string(static_cast<int32_t>(number))
-               : "; the store gets " + std::to_string(static_cast<uint32_t>(number));
+      !is_count   ? "; the store gets " + std::to_string(static_cast<uint32_t>(number))
+      : count < 0 ? "; nothing that it counts is imported"
+                  : "; it counts as " + std::to_string(count);
   if (!is_number) {
     report("lost-value", section, key.name, "\"" + payload + "\" is no number of 32 bits" + taken);
     return;
   }
-  Finding& wrapped =
-      report("wrapped-number", section, key.name,
-             payload + (number < 0 ? " is negative" : " is too large for 32 bits") + taken);
+  char const* const wrong = number < 0 ? " is negative"
+                            : is_count ? " is too large for a signed number of 32 bits"
+                                       : " is too large for 32 bits";
+  Finding& wrapped = report("wrapped-number", section, key.name, payload + wrong + taken);
   // The same 32 bits, which is how -1 stands for "no limit".
   if (!is_count && number < 0 && number >= INT32_MIN) wrapped.severity = Severity::kNote;
 }
