@@ -128,6 +128,7 @@ TEST_F(Rehearse, AGoodPackage) {
   auto again = nlohmann::json::parse(rehearse(" --json --mask registry\\\\config").output);
   ASSERT_EQ(done.exit_status, 4) << done.error << done.output;
   EXPECT_EQ(done.error, "");
+  expect_valid(again.dump());
   expect_valid(done.output);
   std::string const page = work_.read("page");
   EXPECT_THAT(page, testing::EndsWith("</html>\n"));
@@ -301,7 +302,9 @@ TEST_F(Rehearse, ANewHome) {
   EXPECT_THAT(done.output, HasSubstr(R"("kind":"package-name")"));
   expect_valid(done.output);
   package_ = work_ / "regserver.gone";
-  EXPECT_THAT(rehearse(" --json").output, HasSubstr("package " + package_ + " don't exists"));
+  std::string const failed = rehearse(" --json").output;
+  EXPECT_THAT(failed, HasSubstr("package " + package_ + " don't exists"));
+  expect_valid(failed);
 }
 
 TEST_F(Rehearse, APlanIsHeldAgainstWhatIsThere) {
@@ -313,20 +316,38 @@ TEST_F(Rehearse, APlanIsHeldAgainstWhatIsThere) {
        "s/=2:SmartHost/=2:RelayPassword/; s/^Value=2:smtp.*/Value=2:canary-2/; "
        "s/=2:MaxQueueLength/=2:Passcode/; s/^Value=1:4294967295/Value=1:98765canary/");
   edit("scanlimit.txt", "$aapiKey=2:canary-4");
+  // And as many that change, by eight names.
+  std::string misc = work_.read("export/misc.txt");
+  misc.replace(misc.find("Num=1:9"), 7, "Num=1:17");
+  int section = 9;
+  for (std::string const name : {"Password", "Proxy passwd", "ApiKey", "private_key", "PassPhrase",
+                                 "SharedSecret 2", "pwd", "Access-Key"}) {
+    EXPECT_EQ(client_->set("Proxy", name, NVREG_STRING, "canary-old-" + name), NVREG_OK);
+    ++section;
+    misc += "[Section" + std::to_string(section) + "]\nKeyName=2:Proxy\nValueName=2:" + name +
+            (section % 2 == 0 ? "\nValue=2:" : "\nValue=3:a;") + "canary-new-" + name + "\n";
+  }
+  work_.write("export/misc.txt", misc);
   before_ = traces();
   pack("pkg");
   work_.write("plan", "old");
-  auto done = rehearse(" --save plan --mask registry\\\\policy");
+  auto done = rehearse(" --save plan --html page --mask registry\\\\policy");
   ASSERT_EQ(done.exit_status, 0) << done.error;
   EXPECT_THAT(done.output, HasSubstr("  +     RelayPassword=(masked)\n"));
+  EXPECT_THAT(done.output, HasSubstr("  -     pwd=(masked)\n  +     pwd=(masked)\n"));
   std::string const verdict = done.output.substr(9, done.output.find('\n') - 9);
   EXPECT_THAT(verdict, HasSubstr("warning"));
   EXPECT_THAT(work_.read("plan"), HasSubstr("\"verdict\":\"" + verdict + "\""));
-  EXPECT_THAT(done.output + done.error + work_.read("plan"),
-              Not(testing::ContainsRegex("canary|Archive the attachments")));
+  auto const json = rehearse(" --json --mask registry\\\\policy");
+  expect_valid(json.output);
+  for (std::string const& text :
+       {done.output, done.error, work_.read("plan"), work_.read("page"), json.output, json.error}) {
+    EXPECT_EQ(text.find("canary"), text.npos);
+    EXPECT_EQ(text.find("Archive the attachments"), text.npos);
+  }
   EXPECT_THAT(work_.sh(*installed / "home/bin/zeva-rehearse --check export").output,
               AllOf(HasSubstr("misc.txt"), Not(HasSubstr("98765")), Not(HasSubstr("canary"))));
-  EXPECT_EQ(work_.sh("stat -c %a plan; ls").output, "600\nexport\npkg\nplan\ntmp\n");
+  EXPECT_EQ(work_.sh("stat -c %a plan; ls").output, "600\nexport\npage\npkg\nplan\ntmp\n");
   std::string const held = *installed / "home/bin/zeva-rehearse ";
   // One that is told of as the file has it.
   edit("scanlimit.txt", "s/^MaxVirusCount=.*/MaxVirusCount=2:canary\\x036/");
