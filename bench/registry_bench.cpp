@@ -2,8 +2,10 @@
 // values a second are stored, read and enumerated, and how long a list of addresses takes.
 //
 // The peer is a blocking TCP exchange of 150 and 16 bytes whose server appends 170 bytes to a file:
-// what a value costs where nothing is looked at and nothing understood. Both take turns; a figure
-// is the median of five. Pinned, client and server share one core, as on a busy gateway.
+// what a value costs where nothing is looked at and nothing understood. It appends in the rows of
+// reading, too, where the server writes nothing. Both take turns; a figure is the median of five,
+// but for a list's time, which is taken once. Pinned, client and server share one core, as on a
+// busy gateway.
 #include "nvpol.h"
 #include "nvreg.h"
 
