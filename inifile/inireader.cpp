@@ -88,7 +88,11 @@ class IniReader {
   void note_overwritten() {
     std::string const& name = current_.getname();
     Nvinielement const* const earlier = file_.find(name);
-    if (earlier != nullptr && !earlier->getattributes().empty())
+    std::string value;
+    auto const is_lost = [&](Nvkeypair const& pair) {
+      return current_.getattribute(pair.name, value) != 0 || value != pair.value;
+    };
+    if (earlier != nullptr && std::ranges::any_of(earlier->getattributes(), is_lost))
       overwritten_->sections.insert(name);
     // Those of the earlier one are lost with it.
     if (earlier != nullptr || !overwritten_keys_.empty())

@@ -13,7 +13,7 @@ namespace zeva {
 
 // What of a file does not count, because something of the same name follows.
 struct Overwritten {
-  std::set<std::string> sections;                     // that held keys
+  std::set<std::string> sections;                     // that held something else
   std::map<std::string, std::set<std::string>> keys;  // of a section, that had another value
 };
 

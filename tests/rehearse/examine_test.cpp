@@ -82,7 +82,7 @@ Edit const kEdits[] = {
      "loss "},
     {"action9.txt", "order=1:", "order=2:", "loss lost-value action9.txt action1.order: "},
     {"tasks/size.txt", "[size]", "[\\]\na=2:b\n[size]",
-     "loss bad-name tasks/size.txt \\: the section has no name: it is left out, with what "},
+     "loss bad-name tasks/size.txt [\\]: the section has no name: it is left out, with what "},
     {"tasks/size.txt", "[size]", "[sise]", "loss partial tasks/size.txt size: is missing:"},
     {"globalPolicy.txt", "conditionNum=1:1", "conditionNum=1:2000000000",
      "loss missing globalPolicy.txt condition.condition2: is missing",
@@ -152,6 +152,7 @@ Edit const kEdits[] = {
     {"quarantine.txt", "AreaName=2:Spam", "AreaName=2:Spam\nAreaName=2:Junk",
      "loss same-name quarantine.txt area2.AreaName: stands here more than once, "},
     {"quarantine.txt", "AreaName=2:Spam", "AreaName=2:Spam\nAreaName=2:Spam"},
+    {"xfilter.txt", "[filter3]\n", "[filter3]\nName=2:Siopa\n[filter3]\n"},
     {"address.txt", "Name=2:Partners", "Name=2:Directors",
      "error same-name address.txt addressList3.Name: "},
     {"address.txt", "Name=2:Partners", "Name=2:directors", "loss dangling-reference "},
@@ -208,6 +209,13 @@ Edit const kEdits[] = {
      "loss no-utf-8 globalPolicy.txt common.comment: is no UTF-8, as which the console will show "
      "it; by its bytes it is ISO-8859-1; convert the file with iconv -f ISO-8859-1 -t UTF-8"},
     {"globalPolicy.txt", "comment=2:", "comment=2:Gr\374\337e\n#",
+     "loss no-utf-8 globalPolicy.txt common.comment: is no UTF-8, as which the console will show "
+     "it; convert the file with iconv -f ITS-ENCODING -t UTF-8"},
+    {"quarantine.txt", "DisplayName=2:Gen", "DisplayName=2:G\351n",
+     "loss no-utf-8 quarantine.txt area1.DisplayName: is no UTF-8, as which the console will show "
+     "it; by its bytes it is ISO-8859-1; write it in UTF-8, as others of the file are: iconv "},
+    {"globalPolicy.txt",
+     "comment=2:", "comment=2:\355\240\275\355\270\200\355\240\275\355\270\200\n#",
      "loss no-utf-8 globalPolicy.txt common.comment: is no UTF-8, as which the console will show "
      "it; convert the file with iconv -f ITS-ENCODING -t UTF-8"},
     {"globalPolicy.txt", "# The policy", "# Gesch\344ftsf\374hrung"},

@@ -4,6 +4,8 @@
 #include <unicode/ucsdet.h>
 #include <unicode/unistr.h>
 
+#include <iconv.h>
+
 #include <memory>
 
 namespace zeva {
@@ -20,6 +22,14 @@ char const* utf16_of(std::string_view bytes) {
   if (little || bytes.starts_with("\xFF\xFE")) return "UTF-16LE";
   if (big || bytes.starts_with("\xFE\xFF")) return "UTF-16BE";
   return nullptr;
+}
+
+// Whether iconv knows a name, and it is another than what the text is to become.
+bool is_convertible(std::string_view name) {
+  iconv_t const conversion = iconv_open("UTF-8", std::string(name).c_str());
+  if (conversion == reinterpret_cast<iconv_t>(-1)) return false;
+  iconv_close(conversion);
+  return name != "UTF-8";
 }
 
 }  // namespace
@@ -44,7 +54,7 @@ std::string likely_encoding(std::string_view bytes) {
   if (U_FAILURE(status) || match == nullptr) return "";
   if (ucsdet_getConfidence(match, &status) < kLikely) return "";
   char const* const name = ucsdet_getName(match, &status);
-  return U_SUCCESS(status) ? name : "";
+  return U_SUCCESS(status) && is_convertible(name) ? name : "";
 }
 
 }  // namespace zeva

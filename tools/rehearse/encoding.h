@@ -12,7 +12,8 @@ namespace zeva {
 // has to become. Nothing when it is none.
 [[nodiscard]] std::optional<std::string> converted_from_utf16(std::string_view bytes);
 
-// What bytes that are no UTF-8 look like: a name such as "ISO-8859-1", empty for nothing known.
+// What bytes that are no UTF-8 look like: a name such as "ISO-8859-1", as iconv
+// knows it; empty for nothing known.
 [[nodiscard]] std::string likely_encoding(std::string_view bytes);
 
 }  // namespace zeva

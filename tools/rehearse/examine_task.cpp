@@ -78,7 +78,8 @@ void report_bad_names(ExportReader& file, std::string const& section) {
   if (!names_keys(section))
     file.report("bad-name", section, "", refusal(section, kPathLimit, kEnd));
   if (section.find_first_not_of('\\') == section.npos)
-    file.report("bad-name", section, "", std::string("the section has no name: ") + kEnd);
+    file.report("bad-name", "[" + section + "]", "",
+                std::string("the section has no name: ") + kEnd);
   for (std::string const& key : file.keys(section)) {
     if (check_name(key) != NVREG_OK)
       file.report("bad-name", section, key, refusal(key, kNameLimit, kEnd));

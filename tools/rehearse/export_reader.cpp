@@ -202,7 +202,10 @@ void ExportReader::report_number(std::string const& section, ExportKey const& ke
 void ExportReader::note_text(std::string const& section, ExportKey const& key,
                              std::string const& payload) {
   constexpr size_t kSample = size_t{64} << 10;
-  if (is_utf8(payload)) return;
+  if (is_utf8(payload)) {
+    has_utf8_ |= std::ranges::any_of(payload, [](char c) { return (c & 0x80) != 0; });
+    return;
+  }
   if (!first_broken_) first_broken_.emplace(section, key.name);
   ++broken_count_;
   if (broken_.size() < kSample) broken_ += payload + "\n";
@@ -285,9 +288,12 @@ void ExportReader::report_encoding() {
       (broken_count_ == 1 ? "is"
                           : "and " + counted(broken_count_ - 1, "other", "others") + " are") +
           " no UTF-8, as which the console will show it");
-  if (encoding.empty()) return;
-  broken.text += "; by its bytes it is " + encoding;
-  broken.advice = "convert the file with iconv -f " + encoding + " -t UTF-8";
+  if (!encoding.empty()) broken.text += "; by its bytes it is " + encoding;
+  if (has_utf8_) {
+    broken.advice = "write it in UTF-8, as others of the file are: iconv would spoil those";
+  } else if (!encoding.empty()) {
+    broken.advice = "convert the file with iconv -f " + encoding + " -t UTF-8";
+  }
 }
 
 // Of a section that nobody reads, that alone is told; an empty one may have been read before.

@@ -39,7 +39,7 @@ class ExportReader {
   [[nodiscard]] std::string const& name() const { return name_; }
   [[nodiscard]] NvConfigFile const& file() const { return file_; }
   [[nodiscard]] FileIdentity identity() const { return identity_; }
-  // Each name once: of sections that share one, only the first is ever read.
+  // Each name once.
   [[nodiscard]] std::vector<std::string> sections() const;
   [[nodiscard]] std::vector<std::string> keys(std::string const& section) const;
 
@@ -100,6 +100,7 @@ class ExportReader {
   std::optional<std::pair<std::string, std::string>> first_broken_;
   size_t broken_count_ = 0;
   std::string broken_;
+  bool has_utf8_ = false;  // a text beyond ASCII that is
 };
 
 }  // namespace zeva
