@@ -144,7 +144,7 @@ TEST(Report, TellsAProgramAll) {
   std::string const json = as_json(rehearsal, true);
   EXPECT_TRUE(std::ranges::all_of(json, [](unsigned char c) { return c < 0x7F; }));
   EXPECT_EQ(zeva::Json::parse(json), zeva::Json::parse(as_json(rehearsal)));
-  EXPECT_THAT(json, HasSubstr(R"("left_out":3,"warnings":1,)"));
+  EXPECT_THAT(json, HasSubstr(R"("left_out":3,"warnings":1,"store_errors":0,)"));
   EXPECT_THAT(json, HasSubstr(R"({"area":"policies","gained":0,"lost":1,"changed":1,)"));
   auto const scoped = zeva::Json::parse(as_json(rehearsal, false, {std::nullopt, "gone"}));
   EXPECT_EQ(scoped["changes"].size(), 1u);
@@ -215,9 +215,14 @@ TEST(Report, TheVerdictIsTrue) {
     also({"dangling-reference", "e.txt", "s", key, "no \"x\""});
   also({"byte-order-mark", "f.txt", "", "", "a mark"});
   also({"partial", "f.txt", "s", "", "the section"});
-  rehearsal.log.push_back({"Error [484]: of the store", "", true});
-  EXPECT_THAT(as_text(rehearsal),
-              HasSubstr("Verdict: imported, 7 items left out or altered, with 2 warnings\n"));
+  also({"same-name", "f.txt", "t", "", "twice"});
+  also({"cut", "f.txt", "t", "k", "a text"});
+  rehearsal.log.push_back({"Error [484]: of the store", "", true, true});
+  EXPECT_THAT(
+      as_text(rehearsal),
+      HasSubstr(
+          "Verdict: imported, 9 items left out or altered, with 1 warning, with 1 error about "
+          "the store\n"));
   rehearsal.findings.clear();
   rehearsal.log.resize(1);
   EXPECT_THAT(as_text(rehearsal), HasSubstr("Verdict: imported\n"));

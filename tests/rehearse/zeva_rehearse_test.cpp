@@ -316,7 +316,7 @@ TEST_F(Rehearse, APlanIsHeldAgainstWhatIsThere) {
        "s/=2:SmartHost/=2:RelayPassword/; s/^Value=2:smtp.*/Value=2:canary-2/; "
        "s/=2:MaxQueueLength/=2:Passcode/; s/^Value=1:4294967295/Value=1:98765canary/");
   edit("scanlimit.txt", "$aapiKey=2:canary-4");
-  // And as many that change, by eight names.
+  // And sixteen that change, by eight names.
   std::string misc = work_.read("export/misc.txt");
   misc.replace(misc.find("Num=1:9"), 7, "Num=1:17");
   int section = 9;

@@ -96,6 +96,7 @@ void report_json(Rehearsal const& rehearsal, Outline const& outline, Scope const
   head["meaning"] = rehearsal.result ? Json(describe_result(*rehearsal.result)) : Json();
   head["left_out"] = outline.left_out;
   head["warnings"] = outline.warnings;
+  head["store_errors"] = outline.store_errors;
   head["factory_store"] = !rehearsal.had_store;
   head["package_sha256"] = digest_json(rehearsal.package_sha256);
   head["before_sha256"] = digest_json(rehearsal.before_sha256);

@@ -36,13 +36,13 @@ void count_items(Rehearsal const& rehearsal, Outline& outline) {
   });
 }
 
-bool is_error_of_a_file(LogLine const& line) {
-  return line.is_trouble && !line.message.starts_with("Warning") && !line.file.empty();
+bool is_warning(LogLine const& line) {
+  return line.is_trouble && line.message.starts_with("Warning");
 }
 
-// Findings about the bytes of a file, which do not say that it is lost as a whole.
+// Findings that do not say of what they are about that it is lost as a whole.
 constexpr std::string_view kRemarks[] = {"byte-order-mark", "carriage-returns", "nul-byte",
-                                         "no-utf-8"};
+                                         "no-utf-8", "same-name"};
 
 // What is told of a file or a section as a whole covers what is told in it, and a name that nothing
 // bears is one item, however often it is called for.
@@ -68,15 +68,14 @@ size_t count_left_out(Rehearsal const& rehearsal) {
     if (!in_file && !in_section) ++count;
   }
   for (LogLine const& line : rehearsal.log) {
-    if (is_error_of_a_file(line) && told.insert(line.file).second) ++count;
+    bool const is_error = line.is_trouble && !line.is_of_store && !is_warning(line);
+    if (is_error && told.insert(line.file).second) ++count;
   }
   return count;
 }
 
 size_t count_warnings(Rehearsal const& rehearsal) {
-  return static_cast<size_t>(std::ranges::count_if(rehearsal.log, [](LogLine const& line) {
-    return line.is_trouble && !is_error_of_a_file(line);
-  }));
+  return static_cast<size_t>(std::ranges::count_if(rehearsal.log, is_warning));
 }
 
 size_t count_errors(std::vector<Finding> const& findings) {
@@ -93,6 +92,8 @@ std::string verdict_of(Rehearsal const& rehearsal, Outline const& outline) {
     }
     if (outline.warnings > 0)
       verdict += ", with " + counted(outline.warnings, "warning", "warnings");
+    if (outline.store_errors > 0)
+      verdict += ", with " + counted(outline.store_errors, "error", "errors") + " about the store";
     if (auto const errors = count_errors(rehearsal.target)) {
       verdict += "; on this machine, " + counted(errors, "error stands", "errors stand") +
                  " in the migration's way";
@@ -120,7 +121,8 @@ std::vector<std::string> remarks_of(Rehearsal const& rehearsal) {
 Grade grade_of(Rehearsal const& rehearsal, Outline const& outline) {
   if (rehearsal.result != kImported) return Grade::kBad;
   bool const is_whole = rehearsal.not_examined.empty() && outline.left_out == 0 &&
-                        outline.warnings == 0 && count_errors(rehearsal.target) == 0;
+                        outline.warnings == 0 && outline.store_errors == 0 &&
+                        count_errors(rehearsal.target) == 0;
   return is_whole ? Grade::kGood : Grade::kMixed;
 }
 
@@ -140,6 +142,8 @@ Outline outline_of(Rehearsal const& rehearsal) {
   count_items(rehearsal, outline);
   outline.left_out = count_left_out(rehearsal);
   outline.warnings = count_warnings(rehearsal);
+  outline.store_errors =
+      static_cast<size_t>(std::ranges::count_if(rehearsal.log, &LogLine::is_of_store));
   outline.verdict = verdict_of(rehearsal, outline);
   outline.remarks = remarks_of(rehearsal);
   outline.grade = grade_of(rehearsal, outline);

@@ -43,9 +43,8 @@ struct Outline {
   // What findings of losses tell of, and the files with errors in the run's log of which none
   // tells.
   size_t left_out = 0;
-  // The run's warnings, of what it has altered, and its errors about the store alone: of what it
-  // was to remove and could not find, say.
-  size_t warnings = 0;
+  size_t warnings = 0;      // of the run: what it has altered
+  size_t store_errors = 0;  // see LogLine::is_of_store
   ChangeCounts keys;
   std::array<AreaOutline, std::size(kAreas)> areas;  // in the order of Area
 };

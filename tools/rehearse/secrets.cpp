@@ -16,13 +16,12 @@ namespace {
 
 constexpr size_t kShortest = 4;  // bytes
 
-// What the name of a secret ends in, apart from digits and signs.
-// Wherever they stand in a name, and at its end.
+// What the names of secrets hold, letters alone counting: these words anywhere, those at the end.
 constexpr std::string_view kSecretWords[] = {"password", "passwd", "passphrase", "passcode"};
 constexpr std::string_view kSecretEnds[] = {"pwd",         "secret",   "token",     "credential",
                                             "credentials", "apikey",   "secretkey", "accesskey",
                                             "privatekey",  "sharedkey"};
-// Of a virus scan: what becomes of a mail that nobody can look into.
+// Begins the names of what a virus scan does with a mail that nobody can look into.
 constexpr std::string_view kNoSecret = "passwordprotected";
 
 // As value_line() shows it: "    =BI 31 32 ".
@@ -59,7 +58,7 @@ bool Secrets::is_secret_name(std::string_view name) {
   }
   auto const holds = [&](std::string_view word) { return letters.find(word) != letters.npos; };
   auto const ends = [&](std::string_view word) { return letters.ends_with(word); };
-  return letters != kNoSecret &&
+  return !letters.starts_with(kNoSecret) &&
          (std::ranges::any_of(kSecretWords, holds) || std::ranges::any_of(kSecretEnds, ends));
 }
 

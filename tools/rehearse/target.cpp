@@ -55,7 +55,7 @@ int why_not_writable(std::string const& folder) {
 // What to do about it, where another user than this would not do.
 char const* advice_on(int error) {
   return error == ENOENT    ? "make that folder"
-         : error == ENOTDIR ? "make a folder in that file's place"
+         : error == ENOTDIR ? "make a folder there; a file stands in its path"
          : error == EROFS   ? "mount that file system for writing"
                             : nullptr;
 }
@@ -77,7 +77,7 @@ void look_at_folders(std::string const& home, Findings& findings) {
                Severity::kNote}}) {
     int const error = why_not_writable(folder.path);
     bool const told = std::ranges::find(findings, folder.path, &Finding::file) != findings.end();
-    if (error == 0 || told) continue;
+    if (error == 0 || told || folder.path.empty()) continue;
     findings.push_back({"not-writable", folder.path, "", "",
                         "cannot be written by this user, as " + std::string(folder.use) +
                             " must be: " + strerror(error)});

@@ -107,8 +107,9 @@ std::vector<LogLine> read_witnessed_log(std::string const& log_path, std::string
     size_t const end = i + 1 < beginnings.size() ? beginnings[i + 1].place : log.size();
     std::string const message = message_of(std::string_view(log).substr(start, end - start));
     std::string const named = file_named_in(message, folder);
-    if (!is_trouble(message) || is_of_the_store(message)) read_last.clear();
-    lines.push_back({message, named.empty() ? read_last : named, is_trouble(message)});
+    bool const is_of_store = is_of_the_store(message);
+    if (!is_trouble(message) || is_of_store) read_last.clear();
+    lines.push_back({message, named.empty() ? read_last : named, is_trouble(message), is_of_store});
   }
   return lines;
 }

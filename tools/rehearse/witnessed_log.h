@@ -11,6 +11,8 @@ struct LogLine {
   std::string message;  // may hold newlines
   std::string file;     // in the package; empty for none and when it is unknown
   bool is_trouble;      // an error or a warning
+  // An error about the store alone: of what the run was to remove and could not find, say.
+  bool is_of_store = false;
 };
 
 // `log_path` is the run log, `notes` what the witness noted about the run, `folder` where the run
