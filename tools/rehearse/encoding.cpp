@@ -27,7 +27,7 @@ char const* utf16_of(std::string_view bytes) {
 // Whether iconv knows a name, and it is another than what the text is to become.
 bool is_convertible(std::string_view name) {
   iconv_t const conversion = iconv_open("UTF-8", std::string(name).c_str());
-  if (conversion == reinterpret_cast<iconv_t>(-1)) return false;
+  if (conversion == reinterpret_cast<iconv_t>(-1)) return false;  // NOLINT: as iconv(3) has it
   iconv_close(conversion);
   return name != "UTF-8";
 }
