@@ -66,7 +66,7 @@ TEST_F(PackageGuard, RefusesListsThatCanBlock) {
   alarm(60);  // a way without end ends here
   for (auto const& [name, more] : {std::pair("half", 1), std::pair("other half", -1)}) {
     std::ofstream(root_ / "unpacked" / name).close();
-    fs::resize_file(root_ / "unpacked" / name, (uintmax_t{8} << 30) + more);
+    fs::resize_file(root_ / "unpacked" / name, static_cast<uintmax_t>((intmax_t{8} << 30) + more));
   }
   std::string const sum = "d41d8cd98f00b204e9800998ecf8427e";
   std::string const much(40000, ' ');
