@@ -60,7 +60,7 @@ std::string count_findings(std::vector<Finding> const& findings) {
 
 std::vector<ByFile> by_severity(std::vector<Finding> const& findings, size_t limit) {
   std::vector<ByFile> all(std::size(kSeverityNames));
-  for (size_t i = 0; i < all.size(); ++i) {
+  for (size_t i = 0; i < std::size(kSeverityNames); ++i) {
     for (Finding const& finding : findings) {
       if (static_cast<size_t>(finding.severity) != i || limit == 0) continue;
       --limit;
