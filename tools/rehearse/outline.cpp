@@ -94,10 +94,6 @@ std::string verdict_of(Rehearsal const& rehearsal, Outline const& outline) {
       verdict += ", with " + counted(outline.warnings, "warning", "warnings");
     if (outline.store_errors > 0)
       verdict += ", with " + counted(outline.store_errors, "error", "errors") + " about the store";
-    if (auto const errors = count_errors(rehearsal.target)) {
-      verdict += "; on this machine, " + counted(errors, "error stands", "errors stand") +
-                 " in the migration's way";
-    }
     return verdict;
   }
   if (!outline.can_compare) return "not imported";
@@ -108,6 +104,10 @@ std::string verdict_of(Rehearsal const& rehearsal, Outline const& outline) {
 std::vector<std::string> remarks_of(Rehearsal const& rehearsal) {
   std::vector<std::string> remarks;
   if (rehearsal.result) remarks.push_back(describe_result(*rehearsal.result));
+  if (auto const errors = count_errors(rehearsal.target)) {
+    remarks.push_back("On this machine, " + counted(errors, "error stands", "errors stand") +
+                      " in the migration's way.");
+  }
   if (!rehearsal.had_store) {
     remarks.emplace_back("There was no store yet: the run began with the factory's.");
   }
