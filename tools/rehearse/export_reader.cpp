@@ -296,7 +296,7 @@ void ExportReader::report_encoding() {
   }
 }
 
-// Of a section that nobody reads, that alone is told; an empty one may have been read before.
+// Of a section with keys that nobody reads, that alone is told.
 void ExportReader::report_overwritten() {
   auto const report_one = [&](std::string const& section, std::string const& key,
                               std::string const& text) {

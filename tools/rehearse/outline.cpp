@@ -74,8 +74,9 @@ size_t count_left_out(Rehearsal const& rehearsal) {
   return count;
 }
 
-size_t count_warnings(Rehearsal const& rehearsal) {
-  return static_cast<size_t>(std::ranges::count_if(rehearsal.log, is_warning));
+template <class Predicate>
+size_t count_lines(Rehearsal const& rehearsal, Predicate wanted) {
+  return static_cast<size_t>(std::ranges::count_if(rehearsal.log, wanted));
 }
 
 size_t count_errors(std::vector<Finding> const& findings) {
@@ -141,9 +142,8 @@ Outline outline_of(Rehearsal const& rehearsal) {
   outline.can_compare = rehearsal.before && rehearsal.after;
   count_items(rehearsal, outline);
   outline.left_out = count_left_out(rehearsal);
-  outline.warnings = count_warnings(rehearsal);
-  outline.store_errors =
-      static_cast<size_t>(std::ranges::count_if(rehearsal.log, &LogLine::is_of_store));
+  outline.warnings = count_lines(rehearsal, is_warning);
+  outline.store_errors = count_lines(rehearsal, &LogLine::is_of_store);
   outline.verdict = verdict_of(rehearsal, outline);
   outline.remarks = remarks_of(rehearsal);
   outline.grade = grade_of(rehearsal, outline);
