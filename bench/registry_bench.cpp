@@ -6,24 +6,16 @@
 // reading, too, where the server writes nothing. Both take turns; a figure is the median of five,
 // but for a list's time, which is taken once. Pinned, client and server share one core, as on a
 // busy gateway.
+#include "figures.h"
 #include "nvpol.h"
 #include "nvreg.h"
+#include "pingpong.h"
+#include "scratch.h"
 
-#include <arpa/inet.h>
-#include <fcntl.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <sched.h>
-#include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <sys/prctl.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -32,138 +24,17 @@
 
 namespace {
 
+using namespace zeva;
 namespace fs = std::filesystem;
 
 constexpr int kTurns = 5;
 constexpr size_t kValueBytes = 100;
-
-[[noreturn]] void fail(char const* what) {
-  perror(what);
-  exit(1);
-}
 
 void check(int32_t status, char const* what) {
   if (status >= 0) return;
   fprintf(stderr, "%s: status 0x%08X\n", what, static_cast<unsigned>(status));
   exit(1);
 }
-
-double seconds_of(std::function<void()> const& work) {
-  auto const start = std::chrono::steady_clock::now();
-  work();
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
-double median(std::vector<double> figures) {
-  std::ranges::sort(figures);
-  return figures[figures.size() / 2];
-}
-
-// This process and those that it starts from now on.
-void use_cores(bool one) {
-  cpu_set_t cores;
-  CPU_ZERO(&cores);
-  for (int i = 0; i < (one ? 1 : CPU_SETSIZE); ++i) CPU_SET(i, &cores);
-  if (sched_setaffinity(0, sizeof cores, &cores) != 0) fail("sched_setaffinity");
-}
-
-int listen_on_loopback(uint16_t& port) {
-  int const socket = ::socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address = {};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof address;
-  auto* any = reinterpret_cast<sockaddr*>(&address);
-  if (bind(socket, any, size) != 0 || listen(socket, 1) != 0 ||
-      getsockname(socket, any, &size) != 0)
-    fail("no port on the loopback address");
-  port = ntohs(address.sin_port);
-  return socket;
-}
-
-void send_at_once(int socket) {
-  int on = 1;
-  setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-}
-
-// A process of its own that is ended with this object.
-class Child {
- public:
-  explicit Child(std::function<void()> const& work) : pid_(fork()) {
-    if (pid_ < 0) fail("fork");
-    if (pid_ > 0) return;
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    work();
-    _exit(0);
-  }
-  ~Child() {
-    kill(pid_, SIGTERM);
-    waitpid(pid_, nullptr, 0);
-  }
-  Child(Child const&) = delete;
-  Child& operator=(Child const&) = delete;
-
- private:
-  pid_t const pid_;
-};
-
-class Folder {
- public:
-  Folder() {
-    if (mkdtemp(path_) == nullptr) fail("mkdtemp");
-  }
-  ~Folder() { fs::remove_all(path_); }
-  Folder(Folder const&) = delete;
-  Folder& operator=(Folder const&) = delete;
-  std::string operator/(std::string const& name) const { return std::string(path_) + "/" + name; }
-
- private:
-  char path_[32] = "/tmp/zeva-bench-XXXXXX";
-};
-
-class PingPong {
- public:
-  PingPong() : listener_(listen_on_loopback(port_)), server_([this] { serve(); }) {
-    socket_ = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port_);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (connect(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
-      fail("connect");
-    send_at_once(socket_);
-  }
-  ~PingPong() {
-    close(socket_);
-    close(listener_);
-  }
-
-  void exchange(int times) {
-    char bytes[150] = {};
-    for (int i = 0; i < times; ++i) {
-      if (send(socket_, bytes, sizeof bytes, 0) != sizeof bytes) fail("send");
-      if (recv(socket_, bytes, 16, MSG_WAITALL) != 16) fail("recv");
-    }
-  }
-
- private:
-  void serve() {
-    int const file = open((folder_ / "log").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-    int const socket = accept(listener_, nullptr, nullptr);
-    send_at_once(socket);
-    char bytes[170] = {};
-    while (recv(socket, bytes, 150, MSG_WAITALL) == 150) {
-      if (write(file, bytes, sizeof bytes) != sizeof bytes) fail("write");
-      if (send(socket, bytes, 16, 0) != 16) fail("send");
-    }
-  }
-
-  Folder folder_;
-  uint16_t port_ = 0;
-  int listener_;
-  Child server_;
-  int socket_ = -1;
-};
 
 // A home of its own with a server in it, and a client.
 class Registry {
