@@ -9,7 +9,6 @@
 #pragma once
 
 #include "namehash.h"
-#include "storage.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -32,7 +31,7 @@ class NameIndex {
   void reset(size_t names) {
     size_t size = kFewest;
     while (size / 2 < names) size *= 2;
-    slots_ = free_slots(size);
+    slots_.assign(size, Slot());
     taken_ = 0;
   }
 
@@ -46,19 +45,8 @@ class NameIndex {
   void add(uint32_t hash, Handle handle) {
     if (slots_.empty()) reset(1);
     if (2 * (taken_ + 1) > slots_.size()) double_slots();
-    slots_[free_slot(slots_, hash)] = {hash, handle};
+    slots_[free_slot(slots_, hash)] = {handle, hash};
     ++taken_;
-  }
-
-  // Adds a handle, for which there is room, under a name unless that is there. True when it was
-  // not.
-  template <class NameOf>
-  [[nodiscard]] bool add_new(std::string_view name, uint32_t hash, Handle handle, NameOf name_of) {
-    Slot& slot = slots_[slot_of(name, hash, name_of)];
-    if (slot.handle) return false;
-    slot = {hash, handle};
-    ++taken_;
-    return true;
   }
 
   // Takes out and gives back the handle under a name.
@@ -90,15 +78,9 @@ class NameIndex {
   static constexpr size_t kFewest = 4;  // slots: most keys of a store hold an item or two
 
   struct Slot {
+    [[no_unique_address]] Handle handle{};  // none in a free slot; lends the hash its padding
     uint32_t hash = 0;
-    Handle handle{};  // none in a free slot
   };
-
-  static std::vector<Slot> free_slots(size_t count) {
-    auto slots = vector_with_room<Slot>(count);
-    slots.resize(count);
-    return slots;
-  }
 
   // The slot that a new name would take.
   static size_t free_slot(std::vector<Slot> const& slots, uint32_t hash) {
@@ -122,7 +104,7 @@ class NameIndex {
   [[nodiscard]] size_t distance(size_t from, size_t to) const { return (to - from) & mask(); }
 
   void double_slots() {
-    std::vector<Slot> doubled = free_slots(2 * slots_.size());
+    std::vector<Slot> doubled(2 * slots_.size());
     for (Slot const& slot : slots_)
       if (slot.handle) doubled[free_slot(doubled, slot.hash)] = slot;
     slots_.swap(doubled);

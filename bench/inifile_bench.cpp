@@ -1,11 +1,13 @@
-// The INI reader beside three others, on the same files: how long each takes to load a file, and to
-// find each of its keys once, in random order, and copy the value. Every reader keeps every key,
-// and must find every value; all but inih keep the comment lines, which inih cannot.
+// The INI reader beside three others, on the same files: how long each takes to load a file, how
+// much memory at most, and how long to find each of its keys once, in random order, and copy the
+// value. Every reader keeps every key, and must find every value; all but inih keep the comment
+// lines, which inih cannot.
 //
 // Files are made from a fixed seed. Each figure is a median of medians: the readers take turns,
 // each turn in a process of its own, so that none inherits another's heap, and repeated there on
 // small files. What counts is processor time, for other work on the machine weighs less on it.
-// Freeing what was loaded is not timed.
+// Freeing what was loaded is not timed. Memory is what the process grows by.
+#include "figures.h"
 #include "nvconfigfile.h"
 
 #include <glib.h>
@@ -13,6 +15,7 @@
 #define SI_NO_CONVERSION  // of characters: names and values are bytes, as in the others
 #include <SimpleIni.h>
 
+#include <malloc.h>
 #include <stdlib.h>
 #include <sys/wait.h>
 #include <time.h>
@@ -138,8 +141,9 @@ std::vector<Entry> write_file(std::string const& path, size_t keys, size_t keys_
   return entries;
 }
 
-struct Times {
+struct Costs {
   double parse, find;  // seconds
+  double peak;         // bytes
 };
 
 double processor_seconds() {
@@ -148,12 +152,31 @@ double processor_seconds() {
   return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
 }
 
-Times run(Competitor const& competitor, std::string const& path,
+// The most memory that this process has held since forget_peak().
+double peak() {
+  std::ifstream status("/proc/self/status");
+  for (std::string word; status >> word;) {
+    double kilobytes;
+    if (word == "VmHWM:" && status >> kilobytes) return kilobytes * 1024;
+  }
+  exit(1);
+}
+
+void forget_peak() {
+  malloc_trim(0);  // what the parent has freed would cost nothing
+  std::ofstream("/proc/self/clear_refs") << "5";
+}
+
+Costs run(Competitor const& competitor, std::string const& path,
           std::vector<Entry> const& entries) {
   std::unique_ptr<Reader> const reader = competitor.make();
+  forget_peak();
+  double const held = peak();
   double const start = processor_seconds();
   bool right = reader->load(path);
   double const loaded = processor_seconds();
+  double const most_held = peak();
+  double const ready = processor_seconds();
   std::string value;
   for (Entry const& entry : entries) right = reader->find(entry.section, entry.key, value) && right;
   double const found = processor_seconds();
@@ -164,61 +187,68 @@ Times run(Competitor const& competitor, std::string const& path,
     fprintf(stderr, "%s does not hold every key with its value\n", competitor.name);
     _exit(1);
   }
-  return {loaded - start, found - loaded};
+  return {loaded - start, found - ready, most_held - held};
 }
 
-Times median(std::vector<Times> const& times) {
-  auto middle = [&](double Times::*phase) {
+Costs median(std::vector<Costs> const& costs) {
+  auto middle = [&](double Costs::*one) {
     std::vector<double> values;
-    std::transform(times.begin(), times.end(), std::back_inserter(values),
-                   [&](Times const& one) { return one.*phase; });
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
+    std::ranges::transform(costs, std::back_inserter(values), one);
+    return zeva::median(values);
   };
-  return {middle(&Times::parse), middle(&Times::find)};
+  return {middle(&Costs::parse), middle(&Costs::find), middle(&Costs::peak)};
 }
 
 // Several runs in a process of their own.
-Times take_turn(Competitor const& competitor, std::string const& path,
+Costs take_turn(Competitor const& competitor, std::string const& path,
                 std::vector<Entry> const& entries) {
   int ends[2];
   if (pipe(ends) != 0) exit(1);
   pid_t const child = fork();
   if (child == 0) {
-    std::vector<Times> times(std::clamp<size_t>(40000 / entries.size(), 1, 40));
-    for (Times& one : times) one = run(competitor, path, entries);
-    Times const result = median(times);
+    std::vector<Costs> costs(std::clamp<size_t>(40000 / entries.size(), 1, 40));
+    for (Costs& one : costs) one = run(competitor, path, entries);
+    Costs const result = median(costs);
     _exit(write(ends[1], &result, sizeof result) == sizeof result ? 0 : 1);
   }
   close(ends[1]);
-  Times result;
+  Costs result;
   if (child < 0 || read(ends[0], &result, sizeof result) != sizeof result) exit(1);
   close(ends[0]);
   waitpid(child, nullptr, 0);
   return result;
 }
 
-void print_row(char const* shape, size_t keys, char const* phase, double Times::*time,
-               std::vector<Times> const& medians) {
-  double const ours = medians[0].*time;
-  printf("| %-17s | %7zu | %-7s | %9.1f |", shape, keys, phase,
-         ours / static_cast<double>(keys) * 1e9);
-  for (size_t i = 1; i < medians.size(); ++i) printf(" %8.2fx |", medians[i].*time / ours);
-  printf("\n");
-}
+struct Row {
+  char const* block;
+  char const* unit;
+  double Costs::*cost;
+  double units;   // in one second or byte
+  double ratio;   // aimed at, of GKeyFile's
+  size_t fewest;  // keys that it is measured at
+};
+
+constexpr Row kRows[] = {{"INI parsing", "ns/key", &Costs::parse, 1e9, 0.6, 1},
+                         {"INI lookups", "ns/key", &Costs::find, 1e9, 0.8, 1},
+                         {"INI peak memory", "bytes/key", &Costs::peak, 1, 0.9, 100000}};
 
 void compare(std::string const& path, char const* shape, size_t keys, size_t keys_per_section) {
   std::vector<Entry> const entries = write_file(path, keys, keys_per_section);
-  std::vector<Times> times[std::size(kCompetitors)];
+  std::vector<Costs> costs[std::size(kCompetitors)];
   for (int turn = 0; turn < 5; ++turn)
     for (size_t i = 0; i < std::size(kCompetitors); ++i)
-      times[i].push_back(take_turn(kCompetitors[i], path, entries));
+      costs[i].push_back(take_turn(kCompetitors[i], path, entries));
 
-  std::vector<Times> medians;
-  for (auto const& one : times) medians.push_back(median(one));
-  print_row(shape, keys, "parse", &Times::parse, medians);
-  print_row(shape, keys, "lookups", &Times::find, medians);
-  fflush(stdout);
+  std::string const what = std::to_string(keys) + " keys, " + shape;
+  for (Row const& row : kRows) {
+    if (keys < row.fewest) continue;
+    double const units = row.units / static_cast<double>(keys);
+    double const ours = median(costs[0]).*row.cost * units;
+    for (size_t i = 1; i < std::size(kCompetitors); ++i)
+      zeva::print_row({row.block, what.c_str(), row.unit, ours, kCompetitors[i].name,
+                       median(costs[i]).*row.cost * units, zeva::Aim::kAtMost,
+                       i == 1 ? row.ratio : 0});
+  }
 }
 
 }  // namespace
@@ -226,7 +256,7 @@ void compare(std::string const& path, char const* shape, size_t keys, size_t key
 int main(int argc, char** argv) {
   std::vector<size_t> sizes;
   for (int i = 1; i < argc; ++i) sizes.push_back(strtoul(argv[i], nullptr, 10));
-  if (sizes.empty()) sizes = {1000, 10000, 100000, 1000000};
+  if (sizes.empty()) sizes = {10000, 100000, 1000000};
   if (std::find(sizes.begin(), sizes.end(), 0u) != sizes.end()) {
     fprintf(stderr, "usage: bench/run [KEYS]...\n");
     return 2;
@@ -239,13 +269,9 @@ int main(int argc, char** argv) {
     return 1;
   }
   close(fd);
-  printf("Time of the others as a multiple of ours: above 1, ours is ahead.\n\n");
-  printf("| %-17s | %7s | %-7s | %9s |", "file", "keys", "phase", "ns a key");
-  for (size_t c = 1; c < std::size(kCompetitors); ++c) printf(" %9s |", kCompetitors[c].name);
-  printf("\n|---|---|---|---|---|---|---|\n");
   for (size_t keys : sizes) {
     compare(path, "one section", keys, keys);
-    compare(path, "10 keys a section", keys, 10);
+    compare(path, "10 a section", keys, 10);
   }
   unlink(path.c_str());
   return 0;

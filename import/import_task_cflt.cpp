@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <span>
 #include <string>
-#include <vector>
 
 using namespace zeva;
 
@@ -28,14 +27,14 @@ std::size_t rank_of(RequiredSections required, Matches matches) {
 }
 
 bool import_whole_section(NvPoRegistry& registry, _NvPolComHandle* task, NvConfigFile const& file,
-                          std::string const& section) {
-  std::vector<Nvkeypair> pairs;
-  file.getsection(section, pairs);
+                          Nvsectionpair const& held) {
+  std::string const& section = held.getname();
   ValueTable values(section);
-  for (Nvkeypair const& pair : pairs) {
-    tag_VALUE_TYPE const type = get_data_type(file, section, pair.name);
+  for (Nvkeypair const& pair : held.getvalue().getattributes()) {
+    std::string const name(pair.name);
+    tag_VALUE_TYPE const type = get_data_type(file, section, name);
     if (type == VALUE_ANY) return false;
-    values.add({pair.name.c_str(), type});
+    values.add({name.c_str(), type});
   }
   if (!values.read(file)) return false;
   RegistryKey key(registry, task, section == "classification" ? "Classification" : section,
@@ -48,12 +47,12 @@ bool import_whole_section(NvPoRegistry& registry, _NvPolComHandle* task, NvConfi
 // virus-scan task does.
 bool import_sections(NvPoRegistry& registry, _NvPolComHandle* task, NvConfigFile& file,
                      RequiredSections required) {
-  std::vector<std::string> sections;
-  file.getsecnames(sections);
   std::size_t const missing = rank_of(required, [&](RequiredSection const& wanted) {
-    return std::ranges::none_of(sections, [&](auto const& name) { return wanted.is(name); });
+    return std::ranges::none_of(
+        file.sections(), [&](Nvsectionpair const& held) { return wanted.is(held.getname()); });
   });
-  for (std::string const& section : sections) {
+  for (Nvsectionpair const& held : file.sections()) {
+    std::string const& section = held.getname();
     if (section == kCommon) continue;
     // Without a name, its values would be written over those of the task itself.
     if (section.find_first_not_of('\\') == std::string::npos) {
@@ -63,7 +62,7 @@ bool import_sections(NvPoRegistry& registry, _NvPolComHandle* task, NvConfigFile
     std::size_t const rank =
         rank_of(required, [&](RequiredSection const& wanted) { return wanted.is(section); });
     if (rank > missing) continue;
-    if (!import_whole_section(registry, task, file, section)) return false;
+    if (!import_whole_section(registry, task, file, held)) return false;
   }
   if (missing == required.size()) return true;
   log_error(kMissingSectionCode, "read section " + std::string(required[missing].name) + " from " +

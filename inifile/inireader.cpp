@@ -1,9 +1,9 @@
 #include "inireader.h"
 
-#include "storage.h"
 #include "trimname.h"
 
 #include <algorithm>
+#include <cstring>
 #include <string>
 #include <utility>
 #include <vector>
@@ -16,13 +16,16 @@ bool is_blank(char character) {
   return character == ' ' || character == '\t';
 }
 
+// Names, values and comment lines stay where they are in the text; what the grammar leaves out of
+// them is closed up there.
 class IniReader {
  public:
-  IniReader(std::string_view text, NvConfigFile& file, Overwritten* overwritten)
-      : text_(text),
+  IniReader(std::string& text, NvConfigFile& file, Overwritten* overwritten)
+      : bytes_(text.data()),
+        text_(text),
         file_(file),
         overwritten_(overwritten),
-        line_end_(std::min(text.find('\n'), text.size())) {}
+        line_end_(std::min(text_.find('\n'), text_.size())) {}
 
   void read() {
     // A NUL ends the file only in a line's first place, not behind blanks.
@@ -44,8 +47,7 @@ class IniReader {
         read_comment();
         break;
       case '\n':
-        pending_ += '\n';
-        ++at_;
+        keep_pending(1);
         break;
       default:
         read_key();
@@ -69,14 +71,12 @@ class IniReader {
 
     name = name.substr(0, length);
     current_.setname(name.substr(0, name.find_last_not_of(" \t") + 1));
-    current_.addheadercomment(pending_);
-    pending_.clear();
+    current_.addheadercomment(take_pending());
   }
 
   void merge_keys() {
-    current_.mergeattributes(std::exchange(keys_, {}),
-                             overwritten_ == nullptr ? nullptr : &overwritten_keys_);
-    merged_ = at_;
+    current_.mergeattributes(keys_, overwritten_ == nullptr ? nullptr : &overwritten_keys_);
+    keys_.clear();
   }
 
   void store() {
@@ -100,9 +100,22 @@ class IniReader {
   }
 
   void read_comment() {
-    std::string_view const line = rest_of_line();
-    at_ += line.size() + 1;
-    pending_.append("#").append(line.substr(1)).append("\n");
+    bytes_[at_] = '#';
+    keep_pending(rest_of_line().size() + 1);
+  }
+
+  // Only the text's last line may be without its newline, and is then pending for nothing.
+  void keep_pending(size_t size) {
+    size = std::min(size, text_.size() - at_);
+    if (pending_ == pending_end_) pending_ = pending_end_ = at_;
+    memmove(bytes_ + pending_end_, bytes_ + at_, size);
+    pending_end_ += size;
+    at_ += size;
+  }
+
+  IniText take_pending() {
+    size_t const begin = std::exchange(pending_, pending_end_);
+    return IniText::view_of(text_.substr(begin, pending_end_ - begin));
   }
 
   void read_key() {
@@ -111,17 +124,17 @@ class IniReader {
     at_ += line.size() + 1;
 
     size_t const equals = std::min(line.find('='), line.size());
-    make_room(keys_);
-    Nvkeypair& key = keys_.emplace_back();
-    key.name = line.substr(0, equals);
-    std::erase_if(key.name, is_blank);
+    std::string_view const name = without_blanks(line.substr(0, equals));
     line.remove_prefix(std::min(equals + 1, line.size()));
-    key.value = trimmed(line);
-    if (!pending_.empty()) {
-      current_.addkeycomment(key.name, pending_);
-      pending_.clear();
-    }
-    if (at_ - merged_ >= kBatch) merge_keys();
+    keys_.push_back({IniText::view_of(name), IniText::view_of(trimmed(line))});
+    if (pending_ != pending_end_) current_.addkeycomment(IniText::view_of(name), take_pending());
+    if (keys_.size() == kBatch) merge_keys();
+  }
+
+  std::string_view without_blanks(std::string_view part) {
+    char* const begin = bytes_ + (part.data() - bytes_);
+    char* const end = std::remove_if(begin, begin + part.size(), is_blank);
+    return {begin, static_cast<size_t>(end - begin)};
   }
 
   void skip_blanks() {
@@ -135,26 +148,31 @@ class IniReader {
     return text_.substr(at_, line_end_ - at_);
   }
 
-  // So much text is read before equal names are merged: enough keys for merging to be quick, few
-  // enough for a name that stands there a million times to take no more room than one.
-  static constexpr size_t kBatch = size_t{1} << 20;
+  // So many keys are read before equal names are merged: enough for merging to be quick, few enough
+  // for a name that stands there a million times to take no more room than one.
+  static constexpr size_t kBatch = 1024;
 
-  std::string_view const text_;
+  char* const bytes_;
+  std::string_view const text_;  // the same
   NvConfigFile& file_;
   Overwritten* const overwritten_;  // null where nobody asks
   size_t at_ = 0;
   size_t line_end_;  // the newline that ends a line begun before or at at_, or the end of the text
   Nvinielement current_;
   std::vector<Nvkeypair> keys_;             // of the current section, not yet merged into it
-  size_t merged_ = 0;                       // up to where they are
   std::set<std::string> overwritten_keys_;  // of the current section
-  std::string pending_;  // the comment lines read since the last item, each with its newline
+  size_t pending_ = 0;      // the comment lines read since the last item, each with its newline,
+  size_t pending_end_ = 0;  // moved together from here to there
 };
 
 }  // namespace
 
-void read_ini(std::string_view text, NvConfigFile& file, Overwritten* overwritten) {
-  IniReader(text, file, overwritten).read();
+void read_ini(std::string text, NvConfigFile& file, Overwritten* overwritten) {
+  NvConfigFile read;
+  read.text_ = std::make_unique<std::string>(std::move(text));
+  IniReader(*read.text_, read, overwritten).read();
+  file.sections_ = std::move(read.sections_);
+  file.text_ = std::move(read.text_);
 }
 
 }  // namespace zeva

@@ -7,7 +7,6 @@
 #include <map>
 #include <set>
 #include <string>
-#include <string_view>
 
 namespace zeva {
 
@@ -17,10 +16,11 @@ struct Overwritten {
   std::map<std::string, std::set<std::string>> keys;  // of a section, that had another value
 };
 
-// Stores every section of `text` in `file`, in order, a later section over an earlier one of its
-// name. Any text is a valid INI file. Takes time in proportion to the text's length, whatever it
+// Stores every section of `text` in `file`, in place of those that it holds, in order, a later
+// section over an earlier one of its name. The file keeps the text, of which its sections are
+// views. Any text is a valid INI file. Takes time in proportion to the text's length, whatever it
 // holds. Unless it is null, `overwritten` gets what has been lost that way, which takes a little
 // more.
-void read_ini(std::string_view text, NvConfigFile& file, Overwritten* overwritten = nullptr);
+void read_ini(std::string text, NvConfigFile& file, Overwritten* overwritten = nullptr);
 
 }  // namespace zeva

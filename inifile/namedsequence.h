@@ -4,14 +4,15 @@
 #pragma once
 
 #include "nameindex.h"
-#include "storage.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <string>
+#include <span>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -23,21 +24,15 @@ namespace zeva {
 template <class Item, auto kName>
 class NamedSequence {
  public:
+  using Name = std::remove_cvref_t<std::invoke_result_t<decltype(kName), Item const&>>;
+
   std::vector<Item> const& items() const { return items_; }
 
-  // `items` may hold a name more than once: lookups find the first. True when they do not.
-  [[nodiscard]] bool assign(std::vector<Item> items) {
+  // `items` may hold a name more than once: lookups find the first.
+  void assign(std::vector<Item> items) {
     items_ = std::move(items);
     index_.clear();
-    if (items_.size() > kScanned) return index_items();
-    return std::all_of(items_.begin(), items_.end(),
-                       [this](Item const& item) { return find(name_of(item)) == &item; });
-  }
-
-  // The items, which the sequence gives away.
-  std::vector<Item> release() {
-    index_.clear();
-    return std::exchange(items_, {});
+    if (items_.size() > kScanned) index_items();
   }
 
   void clear() {
@@ -53,26 +48,68 @@ class NamedSequence {
     return const_cast<Item*>(std::as_const(*this).find(name));
   }
 
-  // The first item of that name, appended when there is none; valid until the sequence changes. The
-  // name may be part of an item.
-  Item& obtain(std::string_view name) {
+  // The first item of that name, appended when there is none; valid until the sequence changes.
+  Item& obtain(Name name) {
     uint32_t const hash = index_.empty() ? 0 : name_hash(name);
     if (Item const* item = find(name, hash)) return const_cast<Item&>(*item);
-    append(Item{std::string(name)}, hash);
+    append(Item{std::move(name)}, hash);
     return items_.back();
   }
 
-  // Appends the items in turn, but calls `replace` with the first of its name and the item for one
-  // whose name is there already. Quicker than as many calls of obtain.
+  // Moves the items to the end in turn, but calls `replace` with the first of its name and the item
+  // for one whose name is there already. Quicker than as many calls of obtain; an empty sequence
+  // takes no more room than it needs.
   template <class Replace>
-  void merge(std::vector<Item> items, Replace replace) {
-    if (items_.empty()) {
-      if (assign(std::move(items))) return;
-      items = release();
+  void merge(std::span<Item> items, Replace replace) {
+    if (items_.empty()) items_.reserve(items.size());
+    while (!items.empty()) {
+      std::span<Item> const some = items.first(std::min(items.size(), kAhead));
+      merge_some(some, replace);
+      items = items.subspan(some.size());
     }
-    std::vector<uint32_t> const hashes = hashes_of(items);
+  }
+
+ private:
+  static constexpr size_t kScanned = 16;  // the longest sequence without an index
+  static constexpr size_t kAhead = 64;    // items whose places in the index are fetched at once
+
+  // Where an item is, as the index has it.
+  struct Place {
+    char const* name = nullptr;  // only to be prefetched beside the item: it may have moved since
+    uint32_t number = 0;         // counted from 1
+    explicit operator bool() const { return number != 0; }
+  };
+
+  static std::string_view name_of(Item const& item) { return std::invoke(kName, item); }
+
+  auto name_at() const {
+    return [this](Place place) {
+      __builtin_prefetch(place.name);
+      return name_of(items_[place.number - 1]);
+    };
+  }
+
+  // The hash counts only where there is an index.
+  [[nodiscard]] Item const* find(std::string_view name, uint32_t hash) const {
+    if (index_.empty()) {
+      for (Item const& item : items_)
+        if (std::invoke(kName, item) == name) return &item;
+      return nullptr;
+    }
+    Place const place = index_.find(name, hash, name_at());
+    return place ? &items_[place.number - 1] : nullptr;
+  }
+
+  template <class Replace>
+  void merge_some(std::span<Item> items, Replace& replace) {
+    std::array<uint32_t, kAhead> hashes{};
+    if (items_.size() + items.size() > kScanned) {
+      for (size_t i = 0; i < items.size(); ++i) {
+        hashes[i] = name_hash(name_of(items[i]));
+        __builtin_prefetch(index_.place(hashes[i]), 1);
+      }
+    }
     for (size_t i = 0; i < items.size(); ++i) {
-      __builtin_prefetch(place_ahead(hashes, i), 1);
       if (Item const* item = find(name_of(items[i]), hashes[i]))
         replace(const_cast<Item&>(*item), std::move(items[i]));
       else
@@ -80,64 +117,28 @@ class NamedSequence {
     }
   }
 
- private:
-  static constexpr size_t kScanned = 16;  // the longest sequence without an index
-
-  static std::string const& name_of(Item const& item) { return std::invoke(kName, item); }
-
-  // Of the item at a place that is counted from 1, as it is in the index.
-  auto name_at() const {
-    return [this](uint32_t place) -> std::string const& { return name_of(items_[place - 1]); };
-  }
-
-  static std::vector<uint32_t> hashes_of(std::vector<Item> const& items) {
-    std::vector<uint32_t> hashes;
-    hashes.reserve(items.size());
-    for (Item const& item : items) hashes.push_back(name_hash(name_of(item)));
-    return hashes;
-  }
-
-  // The hash counts only where there is an index.
-  [[nodiscard]] Item const* find(std::string_view name, uint32_t hash) const {
-    if (index_.empty()) {
-      for (Item const& item : items_)
-        if (name_of(item) == name) return &item;
-      return nullptr;
-    }
-    uint32_t const place = index_.find(name, hash, name_at());
-    return place == 0 ? nullptr : &items_[place - 1];
-  }
-
   // Appends an item of a new name.
   void append(Item&& item, uint32_t hash) {
-    make_room(items_);
+    if (items_.size() == items_.capacity()) items_.reserve(2 * items_.size() + 1);
     // Where there is no memory for it, there must be no item that is not found.
-    if (!index_.empty()) index_.add(hash, static_cast<uint32_t>(items_.size() + 1));
+    if (!index_.empty())
+      index_.add(hash, {name_of(item).data(), static_cast<uint32_t>(items_.size() + 1)});
     items_.push_back(std::move(item));
     if (index_.empty() && items_.size() > kScanned) index_items();
   }
 
-  // What to prefetch in the turn `at` of many.
-  void const* place_ahead(std::vector<uint32_t> const& hashes, size_t at) const {
-    return index_.place(hashes[std::min(at + 16, hashes.size() - 1)]);
-  }
-
-  // True when no name stands twice.
-  bool index_items() {
-    std::vector<uint32_t> const hashes = hashes_of(items_);
+  void index_items() {
     index_.reset(std::max(items_.size(), 2 * kScanned));
-
-    bool distinct = true;
     for (size_t i = 0; i < items_.size(); ++i) {
-      __builtin_prefetch(place_ahead(hashes, i), 1);
-      distinct &=
-          index_.add_new(name_of(items_[i]), hashes[i], static_cast<uint32_t>(i + 1), name_at());
+      std::string_view const name = name_of(items_[i]);
+      uint32_t const hash = name_hash(name);
+      if (!index_.find(name, hash, name_at()))
+        index_.add(hash, {name.data(), static_cast<uint32_t>(i + 1)});
     }
-    return distinct;
   }
 
   std::vector<Item> items_;
-  NameIndex<uint32_t> index_;  // of places, counted from 1
+  NameIndex<Place> index_;
 };
 
 }  // namespace zeva

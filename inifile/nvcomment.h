@@ -1,9 +1,9 @@
 // The comment lines that precede a key.
 #pragma once
 
-#include <string>
+#include "initext.h"
 
 struct Nvcomment {
-  std::string name;     // of the key
-  std::string lines{};  // whole lines, each with its newline; an empty line is a lone newline
+  zeva::IniText name;     // of the key
+  zeva::IniText lines{};  // whole lines, each with its newline; an empty line is a lone newline
 };

@@ -16,9 +16,7 @@ int NvConfigFile::readfile(int fd) {
     error_ = "Unable to open input file:" + path_ + "\n";
     return -1;
   }
-  NvConfigFile read;
-  zeva::read_ini(text, read);
-  sections_ = std::move(read.sections_);
+  zeva::read_ini(std::move(text), *this);
   return 0;
 }
 

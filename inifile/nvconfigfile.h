@@ -4,7 +4,8 @@
 //
 // Lookups are exact, case-sensitive and find the first match in file order, in constant time. A
 // lookup that fails leaves its output as it was, so that a caller may put a default there; a list
-// says itself that there was nothing. Copying copies the whole model.
+// says itself that there was nothing. What has been read lies in one text that the file keeps, and
+// its sections are views of that; copies, of a file as of a section or a list, own all their texts.
 //
 // The migration reads. Changing a model and writing it back is for programs that prepare and
 // correct such files beside the migration.
@@ -14,16 +15,23 @@
 #include "nvsectionpair.h"
 
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+class NvConfigFile;
+
 namespace zeva {
+
+struct Overwritten;
 
 // A larger file is not read: it would fill the memory. The pages on export files and log codes name
 // this size.
 inline constexpr size_t kLargestFile = size_t{256} << 20;
+
+void read_ini(std::string text, NvConfigFile& file, Overwritten* overwritten);
 
 }  // namespace zeva
 
@@ -31,6 +39,12 @@ class NvConfigFile {
  public:
   NvConfigFile() = default;
   explicit NvConfigFile(std::string path) : path_(std::move(path)) {}
+  NvConfigFile(NvConfigFile const& other)
+      : path_(other.path_), sections_(other.sections_), error_(other.error_) {}
+  NvConfigFile(NvConfigFile&&) = default;
+  NvConfigFile& operator=(NvConfigFile const& other) { return *this = NvConfigFile(other); }
+  NvConfigFile& operator=(NvConfigFile&&) = default;
+  ~NvConfigFile() = default;
 
   // The path: no access to the file.
   void setname(std::string path) { path_ = std::move(path); }
@@ -108,9 +122,12 @@ class NvConfigFile {
   std::string const& geterror() const { return error_; }
 
  private:
+  friend void zeva::read_ini(std::string text, NvConfigFile& file, zeva::Overwritten* overwritten);
+
   [[nodiscard]] int finish(FILE* file, std::string const& path);
 
   std::string path_;
+  std::unique_ptr<std::string> text_;  // that what has been read of sections_ views
   zeva::NamedSequence<Nvsectionpair, &Nvsectionpair::getname> sections_;
   std::string error_;
 };

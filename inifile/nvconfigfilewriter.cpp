@@ -11,7 +11,7 @@
 namespace {
 
 void put(FILE* file, std::string_view text) {
-  fwrite(text.data(), 1, text.size(), file);
+  if (!text.empty()) fwrite(text.data(), 1, text.size(), file);
 }
 
 // An empty regular file, new or truncated once it is known to be one; null when there can be none
@@ -106,8 +106,10 @@ void NvConfigFile::print() const {
                      "\nNvinifile size=" + std::to_string(sections_.items().size()) + "\n";
   for (Nvsectionpair const& section : sections_.items()) {
     text += "section: " + section.getname() + "\n";
-    for (Nvkeypair const& pair : section.getvalue().getattributes())
-      text += "    key:" + pair.name + "\n    value:" + pair.value + "\n";
+    for (Nvkeypair const& pair : section.getvalue().getattributes()) {
+      text.append("    key:").append(pair.name);
+      text.append("\n    value:").append(pair.value).append("\n");
+    }
   }
   if (!error_.empty()) text += "Error :" + error_;
   put(stdout, text);
@@ -127,7 +129,7 @@ int NvConfigFile::setattribute(std::string_view key, std::string_view value) {
 }
 
 int NvConfigFile::setsection(std::string_view section, std::vector<Nvkeypair> attributes) {
-  Nvsectionpair& pair = sections_.obtain(section);
+  Nvsectionpair& pair = sections_.obtain(std::string(section));
   pair.getvalue().setname(pair.getname());
   pair.getvalue().setattributes(std::move(attributes));
   return 0;

@@ -1,7 +1,8 @@
 // One section of an INI file: its name, its keys in file order and the comment lines that stand
-// above its header and its keys. Copying copies all of it. What is to be stored may be a text of
-// the element itself. The reader fills it and the importers look keys up; setattribute, setcomment,
-// setcomments and initialize are for programs that edit such files beside the migration.
+// above its header and its keys. Copying copies all of it, texts included. What is to be stored may
+// be a text of the element itself. The reader fills it and the importers look keys up;
+// setattribute, setcomment, setcomments and initialize are for programs that edit such files beside
+// the migration.
 #pragma once
 
 #include "namedsequence.h"
@@ -9,6 +10,7 @@
 #include "nvkeypair.h"
 
 #include <set>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,14 +27,14 @@ class Nvinielement {
 
   // Replaces the value of the first key of that name, in its place; appends the pair when there is
   // none.
-  void setattribute(std::string_view key, std::string_view value);
+  void setattribute(zeva::IniText key, zeva::IniText value);
 
   std::vector<Nvkeypair> const& getattributes() const { return attributes_.items(); }
   void setattributes(std::vector<Nvkeypair> attributes);
 
-  // Does for each pair in turn what setattribute would, but quicker. Unless it is null,
-  // `overwritten` gets the names of those that had another value.
-  void mergeattributes(std::vector<Nvkeypair> attributes,
+  // Does for each pair in turn what setattribute would, but quicker, and moves its texts. Unless it
+  // is null, `overwritten` gets the names of those that had another value.
+  void mergeattributes(std::span<Nvkeypair> attributes,
                        std::set<std::string>* overwritten = nullptr);
 
   // Adds comment lines below those that the named item already has: the section's header when
@@ -43,10 +45,10 @@ class Nvinielement {
 
   // The comment lines above the header and above one key, told apart even when a key is named like
   // its section: whole lines, each with its newline; empty when there are none.
-  std::string const& getheadercomment() const { return header_comment_; }
-  void addheadercomment(std::string_view lines) { header_comment_ += lines; }
+  std::string_view getheadercomment() const { return header_comment_; }
+  void addheadercomment(zeva::IniText lines);
   std::string_view getkeycomment(std::string_view key) const;
-  void addkeycomment(std::string_view key, std::string_view lines);
+  void addkeycomment(zeva::IniText key, zeva::IniText lines);
 
   // Empties the element for another section.
   void initialize();
@@ -55,5 +57,5 @@ class Nvinielement {
   std::string name_;
   zeva::NamedSequence<Nvkeypair, &Nvkeypair::name> attributes_;
   zeva::NamedSequence<Nvcomment, &Nvcomment::name> comments_;
-  std::string header_comment_;
+  zeva::IniText header_comment_;
 };

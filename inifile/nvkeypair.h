@@ -1,11 +1,11 @@
 // One key line of a section.
 #pragma once
 
-#include <string>
+#include "initext.h"
 
 struct Nvkeypair {
-  std::string name;
-  std::string value{};
+  zeva::IniText name;
+  zeva::IniText value{};
 
   bool operator==(Nvkeypair const&) const = default;
 };

@@ -33,9 +33,11 @@ inline std::string shown(NvConfigFile const& file) {
   for (std::string const& name : names) {
     Nvinielement section;
     EXPECT_EQ(file.getelements(name, section), 0);
-    text += section.getheadercomment() + "[" + section.getname() + "]\n";
-    for (Nvkeypair const& pair : section.getattributes())
-      text.append(section.getkeycomment(pair.name)) += pair.name + "=" + pair.value + "|\n";
+    text.append(section.getheadercomment()) += "[" + section.getname() + "]\n";
+    for (Nvkeypair const& pair : section.getattributes()) {
+      text.append(section.getkeycomment(pair.name)).append(pair.name);
+      text.append("=").append(pair.value).append("|\n");
+    }
   }
   return text;
 }

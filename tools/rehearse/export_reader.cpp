@@ -14,7 +14,7 @@
 
 #include <algorithm>
 #include <string_view>
-#include <unordered_set>
+#include <utility>
 
 namespace zeva {
 namespace {
@@ -83,7 +83,7 @@ bool ExportReader::read() {
     bytes = *converted;  // what else is the matter with it counts as well
   }
   note_bytes(bytes);
-  read_ini(bytes, file_, &overwritten_);
+  read_ini(std::move(bytes), file_, &overwritten_);
   return true;
 }
 
@@ -112,22 +112,17 @@ void ExportReader::report_bytes() {
 
 std::vector<std::string> ExportReader::sections() const {
   std::vector<std::string> names;
-  NvConfigFile copy = file_;  // listing may leave an error text
-  copy.getsecnames(names);
-  std::unordered_set<std::string_view> seen;
-  std::vector<std::string> once;
-  for (std::string const& name : names) {
-    if (seen.insert(name).second) once.push_back(name);
-  }
-  return once;
+  names.reserve(file_.sections().size());
+  for (Nvsectionpair const& section : file_.sections()) names.push_back(section.getname());
+  return names;
 }
 
 std::vector<std::string> ExportReader::keys(std::string const& section) const {
-  std::vector<Nvkeypair> pairs;
-  file_.getsection(section, pairs);
   std::vector<std::string> names;
-  names.reserve(pairs.size());
-  for (Nvkeypair const& pair : pairs) names.push_back(pair.name);
+  if (Nvinielement const* const found = file_.find(section)) {
+    names.reserve(found->getattributes().size());
+    for (Nvkeypair const& pair : found->getattributes()) names.emplace_back(pair.name);
+  }
   return names;
 }
 

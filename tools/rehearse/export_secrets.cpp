@@ -48,18 +48,13 @@ bool is_secret_place(NvConfigFile const& file, std::string const& section, Secre
 }
 
 void learn_file(NvConfigFile const& file, Secrets& secrets) {
-  NvConfigFile copy = file;  // listing may leave an error text
-  std::vector<std::string> sections;
-  copy.getsecnames(sections);
-  for (std::string const& section : sections) {
-    bool const place_is_secret = is_secret_place(file, section, secrets);
-    std::vector<Nvkeypair> pairs;
-    file.getsection(section, pairs);
-    for (Nvkeypair const& pair : pairs) {
+  for (Nvsectionpair const& section : file.sections()) {
+    bool const place_is_secret = is_secret_place(file, section.getname(), secrets);
+    for (Nvkeypair const& pair : section.getvalue().getattributes()) {
       bool const is_secret = secrets.has_prefixes() || Secrets::is_secret_name(pair.name) ||
                              (place_is_secret && pair.name == kValue.name);
       if (!is_secret) continue;
-      for (std::string const& text : texts_of(pair.value)) secrets.learn(text);
+      for (std::string const& text : texts_of(std::string(pair.value))) secrets.learn(text);
     }
   }
 }
