@@ -37,14 +37,14 @@ class Ordered {
   // The item of that name, made at the end when there is none.
   Item& at(std::string_view name) {
     uint32_t const hash = name_hash(name);
-    if (Item* item = by_name_.find(name, hash, name_of).item) return *item;
-    auto made = std::make_unique<Item>();
-    made->name = name;
-    // Wherever memory runs out, there is then no item by place that is not there by name, and none
-    // by name that is gone.
-    if (slots_.size() == slots_.capacity()) slots_.reserve(2 * slots_.size() + 1);
-    by_name_.add(hash, {next_, made.get()});
-    return *slots_.emplace_back(Slot{next_++, std::move(made)}).item;
+    Item* const item = by_name_.find(name, hash, name_of).item;
+    return item ? *item : make(name, hash);
+  }
+
+  // A new item of that name at the end; null when there is one.
+  Item* add(std::string_view name) {
+    uint32_t const hash = name_hash(name);
+    return by_name_.find(name, hash, name_of).item ? nullptr : &make(name, hash);
   }
 
   // Does nothing when there is none of that name.
@@ -72,6 +72,16 @@ class Ordered {
     Item* item = nullptr;
     explicit operator bool() const { return item != nullptr; }
   };
+
+  Item& make(std::string_view name, uint32_t hash) {
+    auto made = std::make_unique<Item>();
+    made->name = name;
+    // Wherever memory runs out, there is then no item by place that is not there by name, and none
+    // by name that is gone.
+    if (slots_.size() == slots_.capacity()) slots_.reserve(2 * slots_.size() + 1);
+    by_name_.add(hash, {next_, made.get()});
+    return *slots_.emplace_back(Slot{next_++, std::move(made)}).item;
+  }
 
   static std::string const& name_of(Entry const& entry) { return entry.item->name; }
 

@@ -173,7 +173,9 @@ class Reader {
   for (pugi::xml_node part : element.children()) {
     if (part.type() != pugi::node_pcdata && part.type() != pugi::node_cdata)
       return "only text may stand here";
-    text += part.value();
+    std::string_view const more = part.value();
+    text.reserve(text.size() + more.size() + 1);  // a NUL follows
+    text += more;
   }
   return nullptr;
 }
@@ -230,17 +232,16 @@ char const* Reader::read_value(pugi::xml_node element) {
     return wrong;
   std::string name;
   if (char const* wrong = read_name(element, name)) return wrong;
-  auto& values = open_.back().key->values;
-  if (values.find(name)) return "two values of this name";
+  Value* const value = open_.back().key->values.add(name);
+  if (!value) return "two values of this name";
 
   std::string_view type = element.attribute("type").value();
   auto known = std::find(std::begin(kTypes), std::end(kTypes), type);
   if (known == std::end(kTypes)) return "the type is dword, string, binary or multistring";
-  Value& value = values.at(name);
-  value.type = static_cast<uint32_t>(known - std::begin(kTypes));
-  if (char const* wrong = read_data(element, value.type, value.data)) return wrong;
-  return check_value(value.type, value.data) < 0 ? "a value is too long or not of its type"
-                                                 : nullptr;
+  value->type = static_cast<uint32_t>(known - std::begin(kTypes));
+  if (char const* wrong = read_data(element, value->type, value->data)) return wrong;
+  return check_value(value->type, value->data) < 0 ? "a value is too long or not of its type"
+                                                   : nullptr;
 }
 
 char const* Reader::read_key(pugi::xml_node element) {
@@ -249,11 +250,11 @@ char const* Reader::read_key(pugi::xml_node element) {
   if (char const* wrong = read_name(element, name)) return wrong;
   if (name.empty()) return "a key needs a name";
   Open const& parent = open_.back();
-  if (parent.key->subkeys.find(name)) return "two keys of this name";
+  Key* const key = parent.key->subkeys.add(name);
+  if (!key) return "two keys of this name";
   size_t path_length = parent.path_length + (parent.path_length > 0 ? 1 : 0) + name.size();
   if (path_length > NVREG_MAX_PATH) return "the path of a key is too long";
-  Key& key = parent.key->subkeys.at(name);
-  open_.push_back({&key, path_length, element.first_child()});
+  open_.push_back({key, path_length, element.first_child()});
   return nullptr;
 }
 
