@@ -10,6 +10,16 @@
 
 namespace zeva {
 
+namespace {
+
+int sync_opened(std::string const& path, int how) {
+  Descriptor const opened(open(path.c_str(), O_RDONLY | O_CLOEXEC | how));
+  if (!opened) return errno;
+  return fsync(opened.get()) == 0 ? 0 : errno;
+}
+
+}  // namespace
+
 int read_regular(int fd, std::string& bytes, uint64_t largest) {
   constexpr size_t kStep = size_t{256} << 10;  // so much is touched ahead of what is read
   constexpr uint64_t kMostSetAside = uint64_t{256} << 20;
@@ -84,10 +94,12 @@ int rename_file(std::string const& from, std::string const& to) {
   return rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
 }
 
+int sync_file(std::string const& path) {
+  return sync_opened(path, O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
+}
+
 int sync_folder(std::string const& path) {
-  Descriptor folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!folder) return errno;
-  return fsync(folder.get()) == 0 ? 0 : errno;
+  return sync_opened(path, O_DIRECTORY);
 }
 
 std::string keep_aside(std::string const& path, std::string const& aside) {

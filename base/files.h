@@ -32,6 +32,9 @@ namespace zeva {
 
 [[nodiscard]] int rename_file(std::string const& from, std::string const& to);
 
+// Makes durable what a file holds, whoever has written it.
+[[nodiscard]] int sync_file(std::string const& path);
+
 // Makes the names in a folder durable.
 [[nodiscard]] int sync_folder(std::string const& path);
 

@@ -18,12 +18,19 @@ struct File {
   std::string bytes;
   int error = 0;  // errno of reading it
 
-  explicit File(std::string name) : path(std::move(name)), error(read_file(path, bytes)) {}
+  // `memory` is used again: these files are large.
+  explicit File(std::string name, std::string memory = {})
+      : path(std::move(name)), bytes(std::move(memory)) {
+    bytes.clear();
+    error = read_file(path, bytes);
+  }
   [[nodiscard]] bool missing() const { return error == ENOENT; }
 };
 
 struct Snapshot {
-  std::unique_ptr<Key> root;  // null when it cannot be read
+  bool is_good = false;
+  bool is_sealed = false;
+  std::unique_ptr<Key> root;  // null when it is not good, or was only looked at
   uint64_t generation = 0;
   std::string why;
 };
@@ -34,9 +41,18 @@ Snapshot read(File const& file) {
   if (file.missing()) {
     snapshot.why = "it is missing";
   } else if (read_snapshot(file.bytes, *root, snapshot.generation, snapshot.why)) {
+    snapshot.is_good = true;
+    snapshot.is_sealed = is_sealed(file.bytes);
     snapshot.root = std::move(root);
   }
   return snapshot;
+}
+
+// For one whose tree is not needed if it is good.
+Snapshot look_at(File const& file) {
+  Snapshot snapshot;
+  snapshot.is_good = is_intact(file.bytes, snapshot.generation);
+  return snapshot.is_good ? std::move(snapshot) : read(file);
 }
 
 void note_damage(LoadedStore& store, File const& file, std::string const& what) {
@@ -92,7 +108,8 @@ LoadedStore load_store(std::string const& config) {
   // that the log read here has.
   File log(config + kLogFile);
   File file(config + kSnapshotFile);
-  File backup(config + kBackupFile);
+  Snapshot snapshot = read(file);
+  File backup(config + kBackupFile, std::move(file.bytes));
   // What stands there and cannot be read may be good: nothing is guessed in its place.
   for (File const* each : {&log, &file, &backup}) {
     if (each->error == 0 || each->missing()) continue;
@@ -101,20 +118,23 @@ LoadedStore load_store(std::string const& config) {
         each->path + ": " + (no_file ? "it is not a regular file" : strerror(each->error));
     return store;
   }
-  Snapshot snapshot = read(file);
-  Snapshot before = read(backup);
+  Snapshot before = snapshot.is_good ? look_at(backup) : read(backup);
 
-  store.snapshot_is_whole = snapshot.root != nullptr;
+  store.snapshot_is_whole = snapshot.is_good;
   store.generation = std::max(snapshot.generation, before.generation);
-  if (!snapshot.root && !before.root) {
+  if (!snapshot.is_good && !before.is_good) {
     fail(store, file, snapshot, backup, before, log);
     return store;
   }
-  if (!snapshot.root) note_damage(store, file, snapshot.why + "; the snapshot before it is used");
-  if (snapshot.root && !backup.missing() && !before.root) note_damage(store, backup, before.why);
-  Snapshot& used = snapshot.root ? snapshot : before;
+  if (!snapshot.is_good)
+    note_damage(store, file, snapshot.why + "; the snapshot before it is used");
+  if (snapshot.is_good && !backup.missing() && !before.is_good)
+    note_damage(store, backup, before.why);
+  Snapshot& used = snapshot.is_good ? snapshot : before;
   store.root = std::move(used.root);
   replay(store, log, used.generation);
+  store.is_at_rest =
+      snapshot.is_sealed && before.is_good && log.bytes == empty_log(store.generation);
   return store;
 }
 

@@ -25,6 +25,7 @@ namespace {
 constexpr char const* kTypes[] = {"dword", "string", "binary", "multistring"};
 constexpr std::string_view kVersion = "1";
 constexpr std::string_view kChecksum = "<!-- crc32 ";
+constexpr size_t kHead = 256;  // bytes; the opening of the tree is within them
 
 // Deeper trees are written without indentation, which would be most of the file.
 constexpr size_t kIndentedDepth = 128;
@@ -292,6 +293,17 @@ bool is_number(char const* text, uint64_t& number) {
   return error == std::errc() && end != text && *end == '\0';
 }
 
+[[nodiscard]] bool read_head(pugi::xml_node store, uint64_t& generation) {
+  return strcmp(store.name(), "store") == 0 && store.attribute("version").value() == kVersion &&
+         is_number(store.attribute("generation").value(), generation);
+}
+
+// Of bytes that are sealed.
+[[nodiscard]] bool fits_checksum(std::string_view bytes) {
+  size_t const last_line = bytes.rfind(kChecksum);
+  return bytes.substr(last_line) == checksum_line(bytes.substr(0, last_line));
+}
+
 }  // namespace
 
 std::string write_snapshot(Key const& root, uint64_t generation) {
@@ -326,14 +338,23 @@ std::string write_snapshot(Key const& root, uint64_t generation) {
   return std::move(text);
 }
 
+bool is_sealed(std::string_view bytes) {
+  return bytes.rfind(kChecksum) != bytes.npos;
+}
+
+bool is_intact(std::string_view bytes, uint64_t& generation) {
+  if (!is_sealed(bytes) || !fits_checksum(bytes)) return false;
+  // What is parsed ends within the tree: the result says so, and the head is there all the same.
+  pugi::xml_document head;
+  (void)head.load_buffer(bytes.data(), std::min(bytes.size(), kHead), pugi::parse_default,
+                         pugi::encoding_utf8);
+  return read_head(head.document_element(), generation);
+}
+
 bool read_snapshot(std::string const& bytes, Key& root, uint64_t& generation, std::string& why) {
-  size_t last_line = bytes.rfind(kChecksum);
-  if (last_line != bytes.npos) {
-    std::string_view all(bytes);
-    if (all.substr(last_line) != checksum_line(all.substr(0, last_line))) {
-      why = "its checksum does not fit: it is damaged, or was edited and its last line left there";
-      return false;
-    }
+  if (is_sealed(bytes) && !fits_checksum(bytes)) {
+    why = "its checksum does not fit: it is damaged, or was edited and its last line left there";
+    return false;
   }
   pugi::xml_document document;
   pugi::xml_parse_result result =
@@ -343,8 +364,7 @@ bool read_snapshot(std::string const& bytes, Key& root, uint64_t& generation, st
     return false;
   }
   pugi::xml_node store = document.document_element();
-  if (strcmp(store.name(), "store") != 0 || store.attribute("version").value() != kVersion ||
-      !is_number(store.attribute("generation").value(), generation)) {
+  if (!read_head(store, generation)) {
     why = "it is not a store of version 1 with a generation";
     return false;
   }

@@ -7,11 +7,21 @@
 #include <stdint.h>
 
 #include <string>
+#include <string_view>
 
 namespace zeva {
 
 // The file's bytes, with a checksum in its last line.
 [[nodiscard]] std::string write_snapshot(Key const& root, uint64_t generation);
+
+// Whether a snapshot, as which the bytes could be read, bears a checksum: one written by hand does
+// not.
+[[nodiscard]] bool is_sealed(std::string_view bytes);
+
+// Whether the bytes are a good snapshot, as far as their checksum and their beginning tell: what
+// bears a checksum that fits is as write_snapshot gave it. False for a snapshot written by hand,
+// good or not.
+[[nodiscard]] bool is_intact(std::string_view bytes, uint64_t& generation);
 
 // Reads a snapshot into an empty root. A file without the checksum line counts as written by hand
 // and is read all the same. On failure: false, `why` says where and what, and the root is unusable.

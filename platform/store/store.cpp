@@ -36,6 +36,13 @@ Descriptor lock_folder(std::string const& path, std::string& why) {
   return folder;
 }
 
+// Whether nobody else can write to the file, nor meets under another name what is appended to it.
+bool is_our_own(std::string const& path) {
+  struct stat about;
+  return lstat(path.c_str(), &about) == 0 && about.st_uid == geteuid() && about.st_nlink == 1 &&
+         (about.st_mode & ~static_cast<mode_t>(S_IFMT)) == (S_IRUSR | S_IWUSR);
+}
+
 }  // namespace
 
 Store::Store(std::string const& config)
@@ -53,6 +60,8 @@ std::unique_ptr<Store> Store::open(std::string const& config, std::vector<std::s
 }
 
 bool Store::load(std::vector<std::string>& notes, std::string& why) {
+  // Before it is read: so a restore that overtakes the reading is noticed.
+  if (lstat(snapshot_.c_str(), &snapshot_stat_) != 0) snapshot_stat_ = {};
   LoadedStore loaded = load_store(folder_);
   if (loaded.absent) return load_factory(why) && write_snapshot_and_log(false, why);
   if (!loaded.root) {
@@ -70,7 +79,22 @@ bool Store::load(std::vector<std::string>& notes, std::string& why) {
   }
   root_ = std::move(loaded.root);
   generation_ = loaded.generation;
-  return write_snapshot_and_log(loaded.snapshot_is_whole, why);
+  return (loaded.is_at_rest && take_over_files()) ||
+         write_snapshot_and_log(loaded.snapshot_is_whole, why);
+}
+
+// Goes on with the files as they were read: written anew they would be the same. False when they
+// are not in every way as this server writes them, or may not stay so: then they must be.
+bool Store::take_over_files() {
+  for (std::string const& path : {snapshot_, log_path_, backup_})
+    if (!is_our_own(path) || sync_file(path) != 0) return false;
+  if (sync_folder(folder_) == 0 && log_.open(log_path_, generation_) == 0 &&
+      snapshot_is_untouched()) {
+    log_bound_ = std::max(kLogBound, static_cast<uint64_t>(snapshot_stat_.st_size));
+    return true;
+  }
+  log_ = RedoLog();
+  return false;
 }
 
 bool Store::load_factory(std::string& why) {

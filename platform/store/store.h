@@ -1,9 +1,9 @@
 // The registry server's store: the tree in memory and the three files that keep it.
 //
-// A change is in the log before it counts. A snapshot is written when the store is opened and, once
-// the log has outgrown it, on a refresh; never when the store is closed, since the files may have
-// been restored by then. For the same reason a store whose files were touched by someone else takes
-// no more changes.
+// A change is in the log before it counts. A snapshot is written when the store is opened, unless
+// the files are as one would leave them, and on a refresh, once the log has outgrown it; never when
+// the store is closed, since the files may have been restored by then. For the same reason a store
+// whose files were touched by someone else takes no more changes.
 //
 // What fails here, in all of this folder, says so by its result: false, null, a negative status or
 // an errno; the readers of a snapshot's elements return what is wrong, null for nothing. `why` is
@@ -45,6 +45,7 @@ class Store {
 
   [[nodiscard]] bool load(std::vector<std::string>& notes, std::string& why);
   [[nodiscard]] bool load_factory(std::string& why);
+  [[nodiscard]] bool take_over_files();
   [[nodiscard]] bool write_snapshot_and_log(bool keep_current, std::string& why);
   [[nodiscard]] bool write_new_files(bool keep_current, bool new_backup, uint64_t& length,
                                      std::string& why);

@@ -12,8 +12,10 @@
 
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <filesystem>
 
 // What the disk says to the syncing of a log.
@@ -69,6 +71,18 @@ class Damage : public testing::Test {
     ASSERT_EQ(older.append(create("g")), 0);
   }
 
+  // Which files there are, and when something was last done to each.
+  std::vector<std::array<int64_t, 3>> file_states() {
+    std::vector<std::array<int64_t, 3>> states;
+    for (char const* name : {"cFlt_db.xml", "cFlt_db.xml.redo", "cFlt_db.xml.bak"}) {
+      struct stat about = {};
+      lstat((folder_ / name).c_str(), &about);
+      states.push_back(
+          {static_cast<int64_t>(about.st_ino), about.st_ctim.tv_sec, about.st_ctim.tv_nsec});
+    }
+    return states;
+  }
+
   ScratchFolder folder_;
   std::vector<std::string> notes_;
   std::string why_;
@@ -110,6 +124,7 @@ constexpr Case kCases[] = {
     {"snapshot torn, another kept aside", "echo >$X.damaged-1; echo '<' >$X", "x", 2},
     {"snapshot missing", "rm $X", "x", 2},
     {"snapshot before damaged", "echo '<' >$B", "xabcdef", 1},
+    {"snapshot before changed", "sed -i 's/\"x\"/\"X\"/' $B", "xabcdef", 1},
     {"snapshot before missing", "rm $B", "xabcdef", 0},
     {"both snapshots damaged", "echo '<' >$X; : >$B", nullptr, 0},
     {"both snapshots missing", "rm $X $B", nullptr, 0},
@@ -163,6 +178,33 @@ TEST_F(Damage, CostsWhatItMustAndIsTold) {
     ASSERT_TRUE(store) << why_;
     EXPECT_EQ(names(store->root()), survives + "z"s) << "whole from here on";
     EXPECT_TRUE(notes_.empty());
+  }
+}
+
+TEST_F(Damage, AStartLeavesFilesAsTheyAreThatItWouldWriteSo) {
+  constexpr std::pair<char const*, bool> cases[] = {
+      {":", true},
+      {"sed -i '$d' $X", false},  // the checksum
+      {"sed -i '$d' $B", true},
+      {"chmod 644 $X", false},
+      {"rm $B", false},
+      {"ln $L linked", false},
+      {"ln -f $X $B", false},
+  };
+  for (auto& [commands, left] : cases) {
+    SCOPED_TRACE(commands);
+    make_store();
+    open().reset();  // takes the log's changes into the snapshot
+    ASSERT_EQ(system(("cd " + folder_.path() + "; " + kShell + commands).c_str()), 0);
+    for (bool const same : {left, true}) {
+      auto const before = file_states();
+      auto const store = open();
+      ASSERT_TRUE(store) << why_;
+      EXPECT_EQ(names(store->root()), "xabcdef");
+      EXPECT_EQ(file_states() == before, same);
+    }
+    ASSERT_EQ(open()->change(create("z")), NVREG_OK);
+    EXPECT_EQ(names(open()->root()), "xabcdefz");
   }
 }
 

@@ -149,7 +149,7 @@ std::optional<std::string> judge(StoreSet& backup, std::string const& copy, Plac
     return "the backup is damaged: " + real.in(why);
   }
   // A migration that was cut short while it copied has left its snapshot beside an older log. The
-  // server of a running migration has written both at its start.
+  // server of a running migration has seen to it at its start that the log continues the snapshot.
   uint64_t of_log = 0;
   if (!backup.files.bytes[1] || !read_log_header(*backup.files.bytes[1], of_log) ||
       of_log != backup.store.generation) {
@@ -229,7 +229,7 @@ std::optional<std::string> show(Places const& places, StoreSet& present, StoreSe
   return std::nullopt;
 }
 
-// Not by its bytes alone: a server's start writes the same store into new files.
+// Not by its bytes alone: a server's start may write the same store into new files.
 bool is_same(StoreSet const& present, StoreSet const& backup) {
   if (present.files.bytes == backup.files.bytes) return true;
   return present.is_sound() && backup.store.root &&
