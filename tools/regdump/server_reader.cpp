@@ -88,6 +88,7 @@ int32_t visit_server(std::string const& address, std::string const& path, KeyVis
   KeyHandle const root(root_handle);
 
   KeyReader reader;
+  std::vector<Value> values;
   std::vector<std::string> subkeys;
   std::vector<std::string> waiting{path};
   while (!waiting.empty()) {
@@ -97,10 +98,11 @@ int32_t visit_server(std::string const& address, std::string const& path, KeyVis
     bool const is_top = view.path == path;
     if (!key && (is_top || status != NVREG_NOT_FOUND)) return status;
     if (!key) continue;
-    status = reader.read_values(key.get(), view.values);
+    status = reader.read_values(key.get(), values);
     if (status == NVREG_OK) status = reader.read_subkeys(key.get(), subkeys);
     if (status == NVREG_NOT_FOUND && !is_top) continue;
     if (status < 0) return status;
+    for (Value const& value : values) view.values.push_back(&value);
     if (!visit(view)) break;
     std::string const prefix = view.path.empty() ? "" : view.path + '\\';
     for (auto name = subkeys.rbegin(); name != subkeys.rend(); ++name) {

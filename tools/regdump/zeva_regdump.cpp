@@ -29,26 +29,37 @@ class Printer {
   explicit Printer(bool json) : json_(json), terminal_(isatty(STDOUT_FILENO) == 1) {}
 
   // False once standard output takes no more.
-  bool print(zeva::KeyView const& key) {
-    if (json_) {
-      zeva::Json values = zeva::Json::array();
-      for (zeva::Value const& value : key.values) values.push_back(zeva::value_json(value));
-      zeva::Json line;
-      line["key"] = zeva::text_json(key.path);
-      line["values"] = std::move(values);
-      return put(zeva::json_line(line, terminal_));
+  bool print(zeva::KeyView const& key) { return json_ ? print_json(key) : print_text(key); }
+
+ private:
+  // A piece for each value: a key may hold most of the store.
+  bool print_json(zeva::KeyView const& key) {
+    std::string piece = R"({"key":)";
+    zeva::append_text_json(piece, key.path, terminal_);
+    piece += R"(,"values":[)";
+    for (zeva::Value const* value : key.values) {
+      if (value != key.values.front()) piece += ',';
+      zeva::append_value_json(piece, *value, terminal_);
+      if (!put(piece)) return false;
+      piece.clear();
     }
-    if (!put(key.path)) return false;
-    for (zeva::Value const& value : key.values) {
-      if (!put(zeva::value_line(value))) return false;
+    return put(piece += "]}\n");
+  }
+
+  bool print_text(zeva::KeyView const& key) {
+    if (!put_line(key.path)) return false;
+    for (zeva::Value const* value : key.values) {
+      if (!put_line(zeva::value_line(*value))) return false;
     }
     return true;
   }
 
- private:
-  bool put(std::string const& text) const {
-    std::string const line = (terminal_ ? zeva::printable(text) : text) + "\n";
-    return fwrite(line.data(), 1, line.size(), stdout) == line.size();
+  bool put_line(std::string const& text) const {
+    return put((terminal_ ? zeva::printable(text) : text) + '\n');
+  }
+
+  static bool put(std::string const& text) {
+    return fwrite(text.data(), 1, text.size(), stdout) == text.size();
   }
 
   bool const json_;
@@ -77,7 +88,8 @@ int no_such_key(std::string const& key) {
 }
 
 int dump_files(std::string const& home, std::string const& path, zeva::KeyVisitor const& visit) {
-  zeva::LoadedStore const store = zeva::load_store(home + "/config");
+  // Never taken apart, which takes as long as printing it: it goes with the process.
+  static auto const& store = *new zeva::LoadedStore(zeva::load_store(home + "/config"));
   for (std::string const& note : store.notes) zeva::complain(home, note);
   if (!store.root) return zeva::complain(home, store.failure);
   zeva::Key const* key = zeva::find_key(*store.root, path);
@@ -118,6 +130,7 @@ int main(int argc, char** argv) try {
   std::string path;
   if (zeva::join_path("", key, path) != NVREG_OK) return zeva::complain(key, "is no key's path");
 
+  if (isatty(STDOUT_FILENO) != 1) setvbuf(stdout, nullptr, _IOFBF, size_t{64} * 1024);
   Printer printer(json);
   auto const visit = [&](zeva::KeyView const& view) { return printer.print(view); };
   int const status =

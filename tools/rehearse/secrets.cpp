@@ -81,9 +81,9 @@ void Secrets::learn(std::string_view secret) {
 
 void Secrets::learn(Key const& root) {
   visit_tree(root, "", [&](KeyView const& key) {
-    for (Value const& value : key.values) {
-      if (!covers(key.path, value.name)) continue;
-      for (std::string const& text : texts_of(value)) learn(text);
+    for (Value const* value : key.values) {
+      if (!covers(key.path, value->name)) continue;
+      for (std::string const& text : texts_of(*value)) learn(text);
     }
     return true;
   });

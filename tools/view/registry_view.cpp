@@ -6,6 +6,9 @@
 
 #include <string.h>
 
+#include <algorithm>
+#include <utility>
+
 namespace zeva {
 namespace {
 
@@ -15,8 +18,8 @@ uint32_t number_of(Value const& value) {
   return number;
 }
 
-std::string text_of(Value const& value) {
-  return value.data.substr(0, value.data.find('\0'));
+std::string_view text_of(Value const& value) {
+  return std::string_view(value.data).substr(0, value.data.find('\0'));
 }
 
 std::vector<std::string> list_of(Value const& value) {
@@ -50,7 +53,7 @@ void visit_tree(Key const& top, std::string const& path, KeyVisitor const& visit
       view.path += key.name;
     }
     view.values.clear();
-    for (size_t i = 0; i < key.values.size(); ++i) view.values.push_back(key.values[i]);
+    for (size_t i = 0; i < key.values.size(); ++i) view.values.push_back(&key.values[i]);
     go_on = visit(view);
   };
   auto leave = [&](Key const& key) {
@@ -72,7 +75,7 @@ std::string line_of(std::string const& name, Value const& value) {
   entry.setname(name);
   entry.settype(type);
   if (type == NVREG_DWORD) entry.setvalue(type, static_cast<unsigned long>(number_of(value)));
-  if (type == NVREG_STRING) entry.setvalue(type, text_of(value));
+  if (type == NVREG_STRING) entry.setvalue(type, std::string(text_of(value)));
   if (type == NVREG_BINARY) entry.setvalue(type, bytes_of(value));
   if (type == NVREG_MULTISTRING) entry.setvalue(type, list_of(value));
   std::string line;
@@ -101,30 +104,73 @@ std::string json_line(Json const& json, bool for_terminal) {
   return json.dump(-1, ' ', for_terminal);
 }
 
-Json value_json(Value const& value) {
-  static char const* const kTypes[] = {"dword", "string", "binary", "multistring"};
-  Json shown;
-  shown["name"] = text_json(value.name);
-  if (value.type == kMaskedValue) {
-    shown["type"] = "masked";
-    return shown;
+namespace {
+
+// Whether a character may have to be escaped, which is left to the library.
+bool is_special(char c) {
+  return c < 0x20 || c >= 0x7F || c == '"' || c == '\\';
+}
+
+}  // namespace
+
+void append_text_json(std::string& line, std::string_view bytes, bool for_terminal) {
+  unsigned special = 0;
+  for (char const c : bytes) special |= is_special(c) ? 1U : 0U;  // all of them: many at a time
+  if (special == 0) {
+    line.append(1, '"').append(bytes).append(1, '"');
+  } else {
+    line += json_line(text_json(bytes), for_terminal);
   }
-  shown["type"] = value.type < std::size(kTypes) ? kTypes[value.type] : "unknown";
+}
+
+namespace {
+
+void append_list(std::string& line, Value const& value, bool for_terminal) {
+  char separator = '[';
+  for (std::string const& text : list_of(value)) {
+    line += std::exchange(separator, ',');
+    append_text_json(line, text, for_terminal);
+  }
+  line += separator == '[' ? "[]" : "]";
+}
+
+void append_data(std::string& line, Value const& value, bool for_terminal) {
   switch (value.type) {
     case NVREG_DWORD:
-      shown["value"] = number_of(value);
+      line += std::to_string(number_of(value));
       break;
     case NVREG_STRING:
-      shown["value"] = text_json(text_of(value));
+      append_text_json(line, text_of(value), for_terminal);
       break;
     case NVREG_MULTISTRING:
-      shown["value"] = Json::array();
-      for (std::string const& text : list_of(value)) shown["value"].push_back(text_json(text));
+      append_list(line, value, for_terminal);
       break;
     default:
-      shown["value"] = to_hex(value.data);
+      append_text_json(line, to_hex(value.data), for_terminal);
   }
-  return shown;
+}
+
+}  // namespace
+
+void append_value_json(std::string& line, Value const& value, bool for_terminal) {
+  static char const* const kTypes[] = {"dword", "string", "binary", "multistring"};
+  line += R"({"name":)";
+  append_text_json(line, value.name, for_terminal);
+  if (value.type == kMaskedValue) {
+    line += R"(,"type":"masked"})";
+    return;
+  }
+  line.append(R"(,"type":")")
+      .append(value.type < std::size(kTypes) ? kTypes[value.type] : "unknown")
+      .append(R"(","value":)");
+  append_data(line, value, for_terminal);
+  line += '}';
+}
+
+Json value_json(Value const& value) {
+  std::string text;
+  append_value_json(text, value, false);
+  return Json::parse(text);
 }
 
 }  // namespace zeva

@@ -22,7 +22,7 @@ inline constexpr uint32_t kMaskedValue = UINT32_MAX;
 
 struct KeyView {
   std::string path;  // from the root, in normal form
-  std::vector<Value> values;
+  std::vector<Value const*> values;
 };
 
 // Takes each key in turn; false ends the visit.
@@ -44,7 +44,12 @@ void visit_tree(Key const& top, std::string const& path, KeyVisitor const& visit
 // Without a newline. For a terminal in ASCII alone, as some characters beyond it are commands.
 [[nodiscard]] std::string json_line(Json const& json, bool for_terminal);
 
-// {"name":...,"type":...,"value":...}; of a masked value without "value"
+// {"name":...,"type":...,"value":...}; of a masked value without "value".
 [[nodiscard]] Json value_json(Value const& value);
+
+// Appends to a line what json_line shows of text_json, and of value_json: a dump of a large store
+// has no time to build a tree of each.
+void append_text_json(std::string& line, std::string_view bytes, bool for_terminal);
+void append_value_json(std::string& line, Value const& value, bool for_terminal);
 
 }  // namespace zeva
