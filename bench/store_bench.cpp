@@ -2,8 +2,9 @@
 // processor zeva-regdump needs to print all of it. Beside them, on the same files, who only looks
 // whether the snapshot is XML, and who reads the printed JSON and prints it again.
 //
-// The store is as a server has left it that changed nothing: two snapshots and an empty log. Each
-// takes its turn five times.
+// The store is as a server has left it that changed nothing: two snapshots and an empty log. Only
+// for the start after a change there is one more value in the log; such a start writes the snapshot
+// anew and waits for the disk. Each takes its turn five times.
 #include "figures.h"
 #include "nvreg.h"
 #include "scratch.h"
@@ -93,7 +94,8 @@ class Home {
     (void)seconds_to_start();  // makes the three files
   }
 
-  [[nodiscard]] double seconds_to_start() const {
+  // Of a server that goes on to serve what it is asked to.
+  [[nodiscard]] double seconds_to_start(bool change = false) const {
     auto const begin = std::chrono::steady_clock::now();
     Child const server([] {
       execl(REGSERVER, "regserver", nullptr);
@@ -109,6 +111,8 @@ class Home {
       usleep(1000);
     }
     std::chrono::duration<double> const taken = std::chrono::steady_clock::now() - begin;
+    if (change) nvreg_setValue(root, "changed", NVREG_BINARY, nullptr, 0, &status);
+    if (status < 0) fail("nvreg_setValue");
     nvreg_closeKey(root, &status);
     nvreg_close(registry, &status);
     return taken.count();
@@ -132,19 +136,20 @@ class Home {
 };
 
 struct Figures {
-  double start, parse, dump, dump_again;  // seconds, medians
+  double start, start_anew, parse, dump, dump_again;  // seconds, medians
 };
 
 Figures measure(size_t values, Shape const& shape) {
   Home const home(values, shape);
-  std::vector<double> starts, parses, dumps, again;
+  std::vector<double> starts, starts_anew, parses, dumps, again;
   for (int turn = 0; turn < kTurns; ++turn) {
-    starts.push_back(home.seconds_to_start());
+    starts.push_back(home.seconds_to_start(true));
+    starts_anew.push_back(home.seconds_to_start());
     parses.push_back(home.parse().clock);
     dumps.push_back(home.dump().processor);
     again.push_back(home.dump_again().processor);
   }
-  return {median(starts), median(parses), median(dumps), median(again)};
+  return {median(starts), median(starts_anew), median(parses), median(dumps), median(again)};
 }
 
 void compare(Shape const& shape) {
@@ -156,15 +161,16 @@ void compare(Shape const& shape) {
     return seconds / static_cast<double>(values) * 1e6;
   };
   auto const print = [&](char const* block, double Figures::*ours, char const* peer,
-                         double Figures::*theirs, char const* limit_name, double limit) {
+                         double Figures::*theirs, double limit) {
     print_row({block, what.c_str(), "s", many.*ours, peer, many.*theirs, Aim::kAtMost, 0});
-    print_row({block, what.c_str(), "s", many.*ours, limit_name, limit, Aim::kAtMost, 1});
+    if (limit > 0)
+      print_row({block, what.c_str(), "s", many.*ours, "limit", limit, Aim::kAtMost, 1});
     print_row({block, growth.c_str(), "µs", microseconds(many.*ours, kMany), "of 22000",
                microseconds(few.*ours, kFew), Aim::kAtMost, kMostGrowth});
   };
-  print("server start", &Figures::start, "xmllint --noout", &Figures::parse, "limit", 0.5);
-  print("zeva-regdump --json, processor", &Figures::dump, "jq -c .", &Figures::dump_again, "limit",
-        0.4);
+  print("server start", &Figures::start, "xmllint --noout", &Figures::parse, 0.5);
+  print("server start after a change", &Figures::start_anew, "xmllint --noout", &Figures::parse, 0);
+  print("zeva-regdump --json, processor", &Figures::dump, "jq -c .", &Figures::dump_again, 0.4);
 }
 
 }  // namespace

@@ -25,7 +25,8 @@ namespace {
 constexpr char const* kTypes[] = {"dword", "string", "binary", "multistring"};
 constexpr std::string_view kVersion = "1";
 constexpr std::string_view kChecksum = "<!-- crc32 ";
-constexpr size_t kHead = 256;  // bytes; the opening of the tree is within them
+constexpr size_t kMarkup = 64;  // bytes around a value's name and data, as a guess
+constexpr size_t kHead = 256;   // bytes; the opening of the tree is within them
 
 // Deeper trees are written without indentation, which would be most of the file.
 constexpr size_t kIndentedDepth = 128;
@@ -112,6 +113,7 @@ void write_value(pugi::xml_node element, Value const& value) {
 
 class StringWriter : public pugi::xml_writer {
  public:
+  explicit StringWriter(size_t expected) { text_.reserve(expected); }
   void write(void const* data, size_t size) override {
     text_.append(static_cast<char const*>(data), size);
   }
@@ -314,6 +316,7 @@ std::string write_snapshot(Key const& root, uint64_t generation) {
 
   size_t depth = 0;
   size_t deepest = 0;
+  size_t length = 0;  // roughly
   walk(
       root,
       [&](Key const& key) {
@@ -322,14 +325,16 @@ std::string write_snapshot(Key const& root, uint64_t generation) {
           element = element.append_child("key");
           set_name(element, key.name);
         }
-        for (size_t i = 0; i < key.values.size(); ++i)
+        for (size_t i = 0; i < key.values.size(); ++i) {
           write_value(element.append_child("value"), key.values[i]);
+          length += kMarkup + key.values[i].name.size() + key.values[i].data.size();
+        }
       },
       [&](Key const&) {
         if (--depth > 0) element = element.parent();
       });
 
-  StringWriter writer;
+  StringWriter writer(length);
   document.save(writer, " ", deepest <= kIndentedDepth ? pugi::format_indent : pugi::format_raw,
                 pugi::encoding_utf8);
   std::string& text = writer.text();
