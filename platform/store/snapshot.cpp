@@ -13,6 +13,7 @@
 #include <string.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <optional>
 #include <string_view>
@@ -152,17 +153,28 @@ class Reader {
   pugi::xml_node failed_;
 };
 
-[[nodiscard]] char const* allow_attributes(pugi::xml_node element,
-                                           std::initializer_list<std::string_view> known) {
-  for (pugi::xml_attribute attribute : element.attributes())
-    if (std::find(known.begin(), known.end(), attribute.name()) == known.end())
-      return "an unknown attribute";
+// An element's attributes, found in one go: most of a snapshot's elements have two.
+enum { kName, kNameHex, kType, kTerminated, kHex, kAttributes };
+using Attributes = std::array<pugi::xml_attribute, kAttributes>;
+
+// Of all that there are, an element may have the first so many.
+[[nodiscard]] char const* read_attributes(pugi::xml_node element, size_t allowed,
+                                          Attributes& attributes) {
+  constexpr std::array<std::string_view, kAttributes> kNames = {"name", "name-hex", "type",
+                                                                "terminated", "hex"};
+  for (pugi::xml_attribute attribute : element.attributes()) {
+    std::string_view const name = attribute.name();
+    size_t at = 0;
+    while (at < allowed && kNames[at] != name) ++at;
+    if (at == allowed) return "an unknown attribute";
+    if (!attributes[at]) attributes[at] = attribute;
+  }
   return nullptr;
 }
 
-[[nodiscard]] char const* read_name(pugi::xml_node element, std::string& name) {
-  pugi::xml_attribute plain = element.attribute("name");
-  pugi::xml_attribute hex = element.attribute("name-hex");
+[[nodiscard]] char const* read_name(Attributes const& attributes, std::string& name) {
+  pugi::xml_attribute const plain = attributes[kName];
+  pugi::xml_attribute const hex = attributes[kNameHex];
   if (!plain == !hex) return "one of the attributes name and name-hex is needed";
   if (plain) {
     name = plain.value();
@@ -194,8 +206,9 @@ class Reader {
   return nullptr;
 }
 
-[[nodiscard]] char const* read_string(pugi::xml_node element, std::string& data) {
-  std::string_view terminated = element.attribute("terminated").as_string("yes");
+[[nodiscard]] char const* read_string(pugi::xml_node element, Attributes const& attributes,
+                                      std::string& data) {
+  std::string_view terminated = attributes[kTerminated].as_string("yes");
   if (terminated != "yes" && terminated != "no") return "terminated is yes or no";
   if (char const* wrong = read_text(element, data)) return wrong;
   if (terminated == "yes") data += '\0';
@@ -212,8 +225,9 @@ class Reader {
   return nullptr;
 }
 
-[[nodiscard]] char const* read_data(pugi::xml_node element, uint32_t type, std::string& data) {
-  if (pugi::xml_attribute hex = element.attribute("hex")) {
+[[nodiscard]] char const* read_data(pugi::xml_node element, Attributes const& attributes,
+                                    uint32_t type, std::string& data) {
+  if (pugi::xml_attribute hex = attributes[kHex]) {
     if (element.first_child()) return "a value holds text or the attribute hex, not both";
     return from_hex(hex.value(), data) ? nullptr : "the attribute hex holds no bytes in hex";
   }
@@ -221,7 +235,7 @@ class Reader {
     case NVREG_DWORD:
       return read_dword(element, data);
     case NVREG_STRING:
-      return read_string(element, data);
+      return read_string(element, attributes, data);
     case NVREG_MULTISTRING:
       return read_multistring(element, data);
     default:
@@ -230,27 +244,27 @@ class Reader {
 }
 
 char const* Reader::read_value(pugi::xml_node element) {
-  if (char const* wrong =
-          allow_attributes(element, {"name", "name-hex", "type", "terminated", "hex"}))
-    return wrong;
+  Attributes attributes;
   std::string name;
-  if (char const* wrong = read_name(element, name)) return wrong;
+  if (char const* wrong = read_attributes(element, kAttributes, attributes)) return wrong;
+  if (char const* wrong = read_name(attributes, name)) return wrong;
   Value* const value = open_.back().key->values.add(name);
   if (!value) return "two values of this name";
 
-  std::string_view type = element.attribute("type").value();
+  std::string_view type = attributes[kType].value();
   auto known = std::find(std::begin(kTypes), std::end(kTypes), type);
   if (known == std::end(kTypes)) return "the type is dword, string, binary or multistring";
   value->type = static_cast<uint32_t>(known - std::begin(kTypes));
-  if (char const* wrong = read_data(element, value->type, value->data)) return wrong;
+  if (char const* wrong = read_data(element, attributes, value->type, value->data)) return wrong;
   return check_value(value->type, value->data) < 0 ? "a value is too long or not of its type"
                                                    : nullptr;
 }
 
 char const* Reader::read_key(pugi::xml_node element) {
-  if (char const* wrong = allow_attributes(element, {"name", "name-hex"})) return wrong;
+  Attributes attributes;
   std::string name;
-  if (char const* wrong = read_name(element, name)) return wrong;
+  if (char const* wrong = read_attributes(element, kNameHex + 1, attributes)) return wrong;
+  if (char const* wrong = read_name(attributes, name)) return wrong;
   if (name.empty()) return "a key needs a name";
   Open const& parent = open_.back();
   Key* const key = parent.key->subkeys.add(name);
