@@ -18,6 +18,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <string_view>
 #include <thread>
 
 namespace zeva {
@@ -168,21 +169,10 @@ int32_t Connection::call(wire::Call const& call, wire::Answer& answer) {
 }
 
 int32_t Connection::exchange(std::string const& frame, wire::Answer& answer) {
-  char header[kFrameHeader];
-  if (!socket_ || !send(frame) || !receive(header, sizeof header)) {
-    socket_ = Descriptor();
-    return NVREG_NO_SERVER;
-  }
-  uint32_t length = get_number32(header);
-  if (length > kMaxFrame) {
-    socket_ = Descriptor();
-    return NVREG_MALFORMED;
-  }
-  std::string message(length, '\0');
-  bool received = receive(message.data(), length);
-  if (received && from_bytes(message, answer)) return answer.status();
+  int32_t const status = socket_ && send(frame) ? receive(answer) : NVREG_NO_SERVER;
+  if (status >= 0) return answer.status();
   socket_ = Descriptor();
-  return received ? NVREG_MALFORMED : NVREG_NO_SERVER;
+  return status;
 }
 
 bool Connection::send(std::string const& frame) {
@@ -195,15 +185,29 @@ bool Connection::send(std::string const& frame) {
   return true;
 }
 
-bool Connection::receive(char* bytes, size_t length) {
-  while (length > 0) {
-    ssize_t got = recv(socket_.get(), bytes, length, 0);
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) return false;
-    bytes += got;
-    length -= static_cast<size_t>(got);
+// The one answer that is to come, whose frame is in one piece as a rule.
+int32_t Connection::receive(wire::Answer& answer) {
+  char piece[64 * 1024];
+  std::string frame;
+  size_t length = kFrameHeader;  // of the frame, once that has come
+  while (frame.size() < length) {
+    ssize_t const got = receive_some(piece, sizeof piece);
+    if (got <= 0) return NVREG_NO_SERVER;
+    frame.append(piece, static_cast<size_t>(got));
+    if (frame.size() < kFrameHeader) continue;
+    size_t const message = get_number32(frame.data());
+    if (message > kMaxFrame) return NVREG_MALFORMED;
+    length = kFrameHeader + message;
   }
-  return true;
+  std::string_view const message = std::string_view(frame).substr(kFrameHeader);
+  return frame.size() == length && from_bytes(message, answer) ? NVREG_OK : NVREG_MALFORMED;
+}
+
+ssize_t Connection::receive_some(char* bytes, size_t room) {
+  ssize_t got;
+  do got = recv(socket_.get(), bytes, room, 0);
+  while (got < 0 && errno == EINTR);
+  return got;
 }
 
 // All at once: so the socket's wait is for the whole, and bytes that trickle in do not prolong it.

@@ -8,6 +8,7 @@
 #include "registry.pb.h"
 
 #include <stdint.h>
+#include <sys/types.h>
 
 #include <string>
 
@@ -31,7 +32,8 @@ class Connection {
   [[nodiscard]] int32_t receive_challenge(wire::Challenge& challenge);
   [[nodiscard]] int32_t exchange(std::string const& frame, wire::Answer& answer);
   [[nodiscard]] bool send(std::string const& frame);
-  [[nodiscard]] bool receive(char* bytes, size_t length);
+  [[nodiscard]] int32_t receive(wire::Answer& answer);
+  [[nodiscard]] ssize_t receive_some(char* bytes, size_t room);
   [[nodiscard]] bool receive_in_time(char* bytes, size_t length);
 
   Descriptor socket_;

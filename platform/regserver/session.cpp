@@ -5,12 +5,20 @@
 #include "proof.h"
 
 #include <asio/buffer.hpp>
-#include <asio/read.hpp>
+#include <asio/post.hpp>
 #include <asio/write.hpp>
 
 #include <utility>
 
 namespace zeva {
+
+namespace {
+
+// How many calls of one client are answered before all others, the signals and whoever wants to
+// connect have their turn.
+constexpr int kCallsInARow = 16;
+
+}  // namespace
 
 Session::Session(asio::ip::tcp::socket socket, Store& store, std::string const& cookie,
                  std::function<void(Session*)> on_greeted)
@@ -22,7 +30,9 @@ Session::Session(asio::ip::tcp::socket socket, Store& store, std::string const& 
 void Session::start() {
   asio::error_code ignored;  // an answer that waits for its segment to fill is only slow
   socket_.set_option(asio::ip::tcp::no_delay(true), ignored);
-  read_frame();
+  asio::error_code error;
+  socket_.non_blocking(true, error);
+  if (!error) serve(false);
 }
 
 void Session::close() {
@@ -30,36 +40,85 @@ void Session::close() {
   socket_.close(ignored);
 }
 
-void Session::read_frame() {
-  asio::async_read(socket_, asio::buffer(header_),
-                   [self = shared_from_this()](asio::error_code error, size_t) {
-                     if (!error) self->read_message(get_number32(self->header_.data()));
-                   });
+// Answers what has arrived, and waits for more. Returning without a wait ends the session.
+void Session::serve(bool woken) {
+  for (int i = 0; i < kCallsInARow; ++i) {
+    Input const input = receive(std::exchange(woken, false));
+    if (input == Input::kNothing) return wait();
+    if (input == Input::kLost || !answer_message() || !send()) return;
+  }
+  asio::post(socket_.get_executor(), [self = shared_from_this()] { self->serve(true); });
 }
 
-void Session::read_message(size_t length) {
-  if (length > (stage_ == Stage::kCalls ? kMaxFrame : kMaxGreeting)) return;
-  message_ = std::string(length, '\0');
-  asio::async_read(socket_, asio::buffer(message_),
-                   [self = shared_from_this()](asio::error_code error, size_t) {
-                     if (!error) self->on_message();
-                   });
+void Session::wait() {
+  socket_.async_wait(asio::ip::tcp::socket::wait_read,
+                     [self = shared_from_this()](asio::error_code error) {
+                       if (!error) self->serve(true);
+                     });
 }
 
-void Session::on_message() {
+// A frame comes whole in one piece, as a rule. Memory follows what arrives. When nothing is said to
+// have come it is not looked for: a look in vain costs as much as the wait that follows it.
+Session::Input Session::receive(bool woken) {
+  char piece[64 * 1024];
+  Input input;
+  while ((input = has_message()) == Input::kNothing) {
+    size_t const room =
+        stage_ == Stage::kCalls ? sizeof piece : kFrameHeader + kMaxGreeting - unanswered().size();
+    size_t got = 0;
+    asio::error_code error;
+    auto const look = [&] {
+      got = socket_.read_some(asio::buffer(piece, room), error);
+      return error != asio::error::would_block;
+    };
+    if (!woken || !look()) return Input::kNothing;
+    if (error) return Input::kLost;
+    woken = got == room;
+    input_.erase(0, std::exchange(answered_, 0));
+    input_.append(piece, got);
+  }
+  return input;
+}
+
+Session::Input Session::has_message() const {
+  std::string_view const frame = unanswered();
+  if (frame.size() < kFrameHeader) return Input::kNothing;
+  size_t const length = get_number32(frame.data());
+  if (length > (stage_ == Stage::kCalls ? kMaxFrame : kMaxGreeting)) return Input::kLost;
+  return frame.size() < kFrameHeader + length ? Input::kNothing : Input::kMessage;
+}
+
+std::string_view Session::unanswered() const {
+  return std::string_view(input_).substr(answered_);
+}
+
+// Puts the answer into frame_; false when there is none, and the session ends.
+bool Session::answer_message() {
+  size_t const length = get_number32(unanswered().data());
+  std::string_view const message = unanswered().substr(kFrameHeader, length);
+  bool answered = false;
   switch (stage_) {
     case Stage::kGreeting:
-      return on_greeting();
+      answered = on_greeting(message);
+      break;
     case Stage::kProof:
-      return on_proof();
+      answered = on_proof(message);
+      break;
     case Stage::kCalls:
-      return on_call();
+      answered = on_call(message);
+      break;
   }
+  answered_ += kFrameHeader + length;
+  if (unanswered().empty()) {  // an idle client holds no memory
+    input_ = std::string();
+    answered_ = 0;
+  }
+  return answered;
 }
 
-void Session::on_greeting() {
+bool Session::on_greeting(std::string_view message) {
   wire::Greeting greeting;
-  if (!from_bytes(message_, greeting)) return;
+  if (!from_bytes(message, greeting)) return false;
   asio::error_code error;
   uint16_t const port = socket_.local_endpoint(error).port();
   std::string const nonce = make_secret();
@@ -71,39 +130,51 @@ void Session::on_greeting() {
   wire::Challenge challenge;
   challenge.set_nonce(nonce);
   challenge.set_proof(make_proof(cookie_, Side::kServer, port, theirs, nonce));
-  send(challenge, true);
+  frame_ = to_frame(challenge);
+  return true;
 }
 
-void Session::on_proof() {
+bool Session::on_proof(std::string_view message) {
   wire::Proof proof;
-  if (!from_bytes(message_, proof)) return;
+  if (!from_bytes(message, proof)) return false;
   if (!same_proof(proof.proof(), expected_proof_)) return refuse();
   stage_ = Stage::kCalls;
   on_greeted_(this);
-  send(wire::Answer(), true);
+  frame_ = to_frame(wire::Answer());
+  return true;
 }
 
-void Session::on_call() {
+bool Session::on_call(std::string_view message) {
   wire::Call call;
-  if (!from_bytes(message_, call) || call.action() == wire::NOTHING) return;
-  message_ = std::string();  // an idle client holds no memory
-  send(zeva::answer(store_, call), true);
+  if (!from_bytes(message, call) || call.action() == wire::NOTHING) return false;
+  frame_ = to_frame(answer(store_, call));
+  return true;
 }
 
-void Session::refuse() {
+bool Session::refuse() {
   wire::Answer answer;
   answer.set_status(NVREG_REFUSED);
-  send(answer, false);
+  frame_ = to_frame(answer);
+  refused_ = true;
+  return true;
 }
 
-template <class Message>
-void Session::send(Message const& message, bool go_on) {
-  frame_ = to_frame(message);
-  asio::async_write(socket_, asio::buffer(frame_),
-                    [self = shared_from_this(), go_on](asio::error_code error, size_t) {
+// False when serve() is not to go on: after a refusal, when the connection is lost, or while a
+// client takes his answer slowly.
+bool Session::send() {
+  asio::error_code error;
+  size_t const sent = socket_.write_some(asio::buffer(frame_), error);
+  if (error && error != asio::error::would_block) return false;
+  if (sent == frame_.size()) {
+    frame_ = std::string();
+    return !refused_;
+  }
+  asio::async_write(socket_, asio::buffer(frame_) + sent,
+                    [self = shared_from_this()](asio::error_code failure, size_t) {
                       self->frame_ = std::string();
-                      if (!error && go_on) self->read_frame();
+                      if (!failure && !self->refused_) self->serve(false);
                     });
+  return false;
 }
 
 }  // namespace zeva

@@ -9,10 +9,10 @@
 
 #include <asio/ip/tcp.hpp>
 
-#include <array>
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace zeva {
 
@@ -30,25 +30,29 @@ class Session : public std::enable_shared_from_this<Session> {
 
  private:
   enum class Stage { kGreeting, kProof, kCalls };  // what the next message is
+  enum class Input { kMessage, kNothing, kLost };
 
-  void read_frame();
-  void read_message(size_t length);
-  void on_message();
-  void on_greeting();
-  void on_proof();
-  void on_call();
-  void refuse();
-  template <class Message>
-  void send(Message const& message, bool go_on);
+  void serve(bool woken);
+  void wait();
+  [[nodiscard]] Input receive(bool woken);
+  [[nodiscard]] Input has_message() const;
+  [[nodiscard]] std::string_view unanswered() const;
+  [[nodiscard]] bool answer_message();
+  [[nodiscard]] bool on_greeting(std::string_view message);
+  [[nodiscard]] bool on_proof(std::string_view message);
+  [[nodiscard]] bool on_call(std::string_view message);
+  [[nodiscard]] bool refuse();
+  [[nodiscard]] bool send();
 
   asio::ip::tcp::socket socket_;
   Store& store_;
   std::string const& cookie_;
   std::function<void(Session*)> on_greeted_;
   Stage stage_ = Stage::kGreeting;
+  bool refused_ = false;
   std::string expected_proof_;
-  std::array<char, kFrameHeader> header_;
-  std::string message_;  // being read
+  std::string input_;    // frames that have arrived, and what has of another one
+  size_t answered_ = 0;  // bytes of it
   std::string frame_;    // being sent
 };
 

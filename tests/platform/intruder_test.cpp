@@ -177,6 +177,28 @@ TEST_F(Intruder, LosesItsConnectionAndNothingElseHappens) {
   }
 }
 
+// However many calls come at once, cut wherever, and whether their answers are read or not: others
+// have their turn, and in the end each is answered.
+TEST_F(Intruder, CallsInOneStreamAreAllAnsweredAndKeepNobodyWaiting) {
+  RegistryClient client(home_.address());
+  std::string const big(NVREG_MAX_VALUE, 'x');
+  ASSERT_EQ(client.set("registry", "big", NVREG_BINARY, big), NVREG_OK);
+  zeva::wire::Call call;
+  call.set_action(zeva::wire::QUERY_VALUE);
+  call.set_key("registry");
+  call.set_name("big");
+  std::string calls;
+  for (int i = 0; i < 100; ++i) calls += zeva::to_frame(call);
+  zeva::Descriptor const stream = knower(cookie());
+  EXPECT_EQ(receive_message(stream), "") << "welcome";
+  send_all(stream, calls.substr(0, calls.size() - 1));
+  EXPECT_EQ(client.query("registry", "big"), big);
+  for (int i = 0; i < 100; ++i) {
+    if (i == 99) send_all(stream, calls.substr(calls.size() - 1));
+    EXPECT_GT(receive_message(stream).size(), big.size()) << i;
+  }
+}
+
 // The page's example, by which others check their own: cookie, nonces, proofs.
 TEST(Proof, IsThatOfThePage) {
   std::string const page = read_text(WIRE_PAGE);
