@@ -26,11 +26,13 @@ uint32_t record_checksum(uint64_t generation, uint64_t place, std::string_view m
 }
 
 std::string to_record(uint64_t generation, uint64_t place, wire::Call const& change) {
-  std::string message = change.SerializeAsString();
-  std::string record;
-  put_number(record, static_cast<uint32_t>(message.size()));
-  put_number(record, record_checksum(generation, place, message));
-  return record + message;
+  std::string record(kRecordHeader, '\0');
+  change.AppendToString(&record);
+  std::string_view const message = std::string_view(record).substr(kRecordHeader);
+  std::string header;
+  put_number(header, static_cast<uint32_t>(message.size()));
+  put_number(header, record_checksum(generation, place, message));
+  return record.replace(0, kRecordHeader, header);
 }
 
 // The message of the record at a place; empty, as none is, when there is no intact one.
@@ -86,24 +88,30 @@ bool is_cut_record(std::string_view rest) {
 
 int RedoLog::open(std::string const& path, uint64_t generation) {
   file_ = Descriptor(::open(path.c_str(), O_RDWR | O_APPEND | O_NOFOLLOW | O_CLOEXEC));
-  if (!file_) return errno;
+  struct stat held;
+  if (!file_ || fstat(file_.get(), &held) != 0) return errno;
   path_ = path;
+  device_ = held.st_dev;
+  inode_ = held.st_ino;
   generation_ = generation;
-  size_ = kLogHeader;
+  header_ = empty_log(generation);
+  size_ = header_.size();
   healthy_ = is_untouched();
   return healthy_ ? 0 : EIO;
 }
 
-// A log of one generation only grows, so its length tells its content.
+// Two calls, neither of which can be spared. The name tells whether the file was removed, renamed
+// or replaced, and its length. A copy over the file in place keeps all but the length, and that may
+// by chance be the same: but never in a log of the same generation, which only grows, so that one
+// as long as ours is ours. The generation stands in the header.
 bool RedoLog::is_untouched() const {
   struct stat named;
-  struct stat held;
-  if (lstat(path_.c_str(), &named) != 0 || fstat(file_.get(), &held) != 0) return false;
-  if (named.st_ino != held.st_ino || named.st_dev != held.st_dev) return false;
-  if (static_cast<uint64_t>(held.st_size) != size_) return false;
+  if (lstat(path_.c_str(), &named) != 0) return false;
+  if (named.st_ino != inode_ || named.st_dev != device_) return false;
+  if (static_cast<uint64_t>(named.st_size) != size_) return false;
   char header[kLogHeader];
   if (pread(file_.get(), header, sizeof header, 0) != sizeof header) return false;
-  return std::string_view(header, sizeof header) == empty_log(generation_);
+  return std::string_view(header, sizeof header) == header_;
 }
 
 int RedoLog::append(wire::Call const& change) {

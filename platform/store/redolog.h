@@ -10,6 +10,7 @@
 
 #include <stddef.h>
 #include <stdint.h>
+#include <sys/types.h>
 
 #include <string>
 #include <string_view>
@@ -53,7 +54,10 @@ class RedoLog {
  private:
   std::string path_;
   Descriptor file_;
+  dev_t device_ = 0;
+  ino_t inode_ = 0;
   uint64_t generation_ = 0;
+  std::string header_;
   uint64_t size_ = 0;
   bool healthy_ = false;
 };
