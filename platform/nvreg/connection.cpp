@@ -205,8 +205,12 @@ int32_t Connection::receive(wire::Answer& answer) {
 
 ssize_t Connection::receive_some(char* bytes, size_t room) {
   ssize_t got;
-  do got = recv(socket_.get(), bytes, room, 0);
-  while (got < 0 && errno == EINTR);
+  auto const look = [&](int flags) {
+    do got = recv(socket_.get(), bytes, room, flags);
+    while (got < 0 && errno == EINTR);
+    return got >= 0 || errno != EAGAIN;
+  };
+  if (!polling_.poll([&] { return look(MSG_DONTWAIT); })) (void)look(0);
   return got;
 }
 

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "descriptor.h"
+#include "polling.h"
 #include "registry.pb.h"
 
 #include <stdint.h>
@@ -37,6 +38,7 @@ class Connection {
   [[nodiscard]] bool receive_in_time(char* bytes, size_t length);
 
   Descriptor socket_;
+  Polling polling_;
 };
 
 }  // namespace zeva

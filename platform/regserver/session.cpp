@@ -58,7 +58,7 @@ void Session::wait() {
 }
 
 // A frame comes whole in one piece, as a rule. Memory follows what arrives. When nothing is said to
-// have come it is not looked for: a look in vain costs as much as the wait that follows it.
+// have come, only polling looks for it: a look in vain costs as much as the wait that follows it.
 Session::Input Session::receive(bool woken) {
   char piece[64 * 1024];
   Input input;
@@ -71,7 +71,7 @@ Session::Input Session::receive(bool woken) {
       got = socket_.read_some(asio::buffer(piece, room), error);
       return error != asio::error::would_block;
     };
-    if (!woken || !look()) return Input::kNothing;
+    if (!(woken ? look() : stage_ == Stage::kCalls && polling_.poll(look))) return Input::kNothing;
     if (error) return Input::kLost;
     woken = got == room;
     input_.erase(0, std::exchange(answered_, 0));

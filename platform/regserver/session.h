@@ -5,6 +5,7 @@
 #pragma once
 
 #include "frame.h"
+#include "polling.h"
 #include "store.h"
 
 #include <asio/ip/tcp.hpp>
@@ -50,6 +51,7 @@ class Session : public std::enable_shared_from_this<Session> {
   std::function<void(Session*)> on_greeted_;
   Stage stage_ = Stage::kGreeting;
   bool refused_ = false;
+  Polling polling_;
   std::string expected_proof_;
   std::string input_;    // frames that have arrived, and what has of another one
   size_t answered_ = 0;  // bytes of it

@@ -5,6 +5,12 @@
 
 #include <gtest/gtest.h>
 
+#include <signal.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <thread>
+
 namespace {
 
 class Client : public testing::Test {
@@ -115,6 +121,32 @@ TEST_F(Client, OpenSaysWhyNot) {
   EXPECT_EQ(opening(home_.address()), NVREG_NO_SERVER);
   EXPECT_EQ(client.create("a"), NVREG_NO_SERVER) << "and no signal ends the process";
   EXPECT_EQ(client.refresh(), NVREG_NO_SERVER);
+}
+
+// Neither side of a connection over which nothing comes takes the processor from the other, however
+// they wait.
+TEST_F(Client, WhoWaitsSleeps) {
+  auto expect_asleep = [](std::string const& task) {
+    int asleep = 0;
+    for (int look = 0; look < 10000 && asleep < 100; ++look, usleep(1000))
+      asleep =
+          read_text("/proc/" + task + "/stat").find(") S ") == std::string::npos ? 0 : asleep + 1;
+    EXPECT_EQ(asleep, 100) << task;
+  };
+  RegistryClient client(home_.address());
+  for (int i = 0; i < 100; ++i) ASSERT_EQ(client.create("k"), NVREG_OK);
+  std::string const server = std::to_string(std::stoi(read_text(home_.config("regserver.pid"))));
+  expect_asleep(server);
+  kill(std::stoi(server), SIGSTOP);
+  std::atomic<int> task = 0;
+  std::thread caller([&] {
+    task = gettid();
+    EXPECT_EQ(client.create("k"), NVREG_OK);
+  });
+  while (task == 0) usleep(1000);
+  expect_asleep("self/task/" + std::to_string(task));
+  kill(std::stoi(server), SIGCONT);
+  caller.join();
 }
 
 }  // namespace
