@@ -58,15 +58,14 @@ int32_t refresh(Store& store) {
 
 }  // namespace
 
-wire::Answer answer(Store& store, wire::Call const& call) {
-  wire::Answer answer;
+void answer(Store& store, wire::Call const& call, wire::Answer& answer) {
+  answer.Clear();
   if (call.action() == wire::REFRESH)
     answer.set_status(refresh(store));
   else if (is_change(call))
     answer.set_status(store.change(call));
   else
     answer.set_status(read(store.root(), call, answer));
-  return answer;
 }
 
 }  // namespace zeva

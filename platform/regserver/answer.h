@@ -6,6 +6,6 @@
 
 namespace zeva {
 
-[[nodiscard]] wire::Answer answer(Store& store, wire::Call const& call);
+void answer(Store& store, wire::Call const& call, wire::Answer& answer);
 
 }  // namespace zeva

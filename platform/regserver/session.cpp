@@ -145,9 +145,12 @@ bool Session::on_proof(std::string_view message) {
 }
 
 bool Session::on_call(std::string_view message) {
-  wire::Call call;
+  // One thread serves all sessions, so that they share these, whose memory is kept.
+  static wire::Call call;
+  static wire::Answer given;
   if (!from_bytes(message, call) || call.action() == wire::NOTHING) return false;
-  frame_ = to_frame(answer(store_, call));
+  answer(store_, call, given);
+  frame_ = to_frame(given);
   return true;
 }
 

@@ -32,8 +32,10 @@ void put_number(std::string& out, uint64_t number);
 // A message with its length in front.
 template <class Message>
 [[nodiscard]] std::string to_frame(Message const& message) {
+  size_t const length = message.ByteSizeLong();
   std::string frame;
-  put_number(frame, static_cast<uint32_t>(message.ByteSizeLong()));
+  frame.reserve(kFrameHeader + length);
+  put_number(frame, static_cast<uint32_t>(length));
   message.AppendToString(&frame);
   return frame;
 }
