@@ -34,17 +34,26 @@ inline void send_at_once(int socket) {
   setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
 }
 
+// -1 when nobody listens there.
+inline int connect_to(uint16_t port) {
+  int const socket = ::socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address = {};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(port);
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  if (connect(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+    close(socket);
+    return -1;
+  }
+  send_at_once(socket);
+  return socket;
+}
+
 class PingPong {
  public:
   PingPong() : listener_(listen_on_loopback(port_)), server_([this] { serve(); }) {
-    socket_ = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port_);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (connect(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
-      fail("connect");
-    send_at_once(socket_);
+    socket_ = connect_to(port_);
+    if (socket_ < 0) fail("connect");
   }
   ~PingPong() {
     close(socket_);

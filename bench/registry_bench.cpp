@@ -1,11 +1,12 @@
-// The registry server and its client library beside a bare exchange of the same size: how many
-// values a second are stored, read and enumerated, and how long a list of addresses takes.
+// The registry server and its client library beside two peers: how many values a second are stored,
+// read and enumerated, how that changes with their number, and how long a list of addresses takes.
 //
-// The peer is a blocking TCP exchange of 150 and 16 bytes whose server appends 170 bytes to a file:
-// what a value costs where nothing is looked at and nothing understood. It appends in the rows of
-// reading, too, where the server writes nothing. Both take turns; a figure is the median of five,
-// but for a list's time, which is taken once. Pinned, client and server share one core, as on a
-// busy gateway.
+// The first peer is a bare exchange: blocking TCP of 150 and 16 bytes whose server appends 170
+// bytes to a file: what a value costs where nothing is looked at and nothing understood. It appends
+// in the rows of reading, too, where our server writes nothing. The second is Redis, whose hashes
+// stand for keys: one HSET a value, into its append-only file, which it does not sync either. All
+// take turns; a figure is the median of five. On one core client and server share it, as on a busy
+// gateway.
 #include "figures.h"
 #include "nvpol.h"
 #include "nvreg.h"
@@ -14,11 +15,14 @@
 
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -35,6 +39,60 @@ void check(int32_t status, char const* what) {
   fprintf(stderr, "%s: status 0x%08X\n", what, static_cast<unsigned>(status));
   exit(1);
 }
+
+uint16_t free_port() {
+  uint16_t port;
+  close(listen_on_loopback(port));
+  return port;
+}
+
+class Redis {
+ public:
+  Redis() : server_([this] { serve(); }) {
+    for (int i = 0; i < 500 && socket_ < 0; ++i) {
+      usleep(10000);
+      socket_ = connect_to(port_);
+    }
+    if (socket_ < 0) fail("redis-server");
+  }
+  ~Redis() { close(socket_); }
+  Redis(Redis const&) = delete;
+  Redis& operator=(Redis const&) = delete;
+
+  // So many values, in hashes of so many, beside those of earlier turns.
+  void store(int values, int per_hash) {
+    std::string const data(kValueBytes, 'x');
+    std::string const turn = "turn" + std::to_string(++turns_) + ":";
+    for (int i = 0; i < values; ++i)
+      call({"HSET", turn + std::to_string(i - i % per_hash), std::to_string(i), data});
+  }
+
+ private:
+  void call(std::initializer_list<std::string> words) {
+    std::string request = "*" + std::to_string(words.size()) + "\r\n";
+    for (std::string const& word : words)
+      request += "$" + std::to_string(word.size()) + "\r\n" + word + "\r\n";
+    auto const length = static_cast<ssize_t>(request.size());
+    if (send(socket_, request.data(), request.size(), 0) != length) fail("send");
+    char reply[16];
+    if (recv(socket_, reply, sizeof reply, 0) != 4 || memcmp(reply, ":1\r\n", 4) != 0)
+      fail("redis-server");
+  }
+
+  void serve() {
+    execlp("redis-server", "redis-server", "--port", std::to_string(port_).c_str(), "--bind",
+           "127.0.0.1", "--dir", (folder_ / "").c_str(), "--logfile", "/dev/null", "--save", "",
+           "--appendonly", "yes", "--appendfsync", "no", "--auto-aof-rewrite-percentage", "0",
+           nullptr);
+    fail("redis-server");
+  }
+
+  Folder folder_;
+  uint16_t const port_ = free_port();
+  Child server_;
+  int socket_ = -1;
+  int turns_ = 0;
+};
 
 // A home of its own with a server in it, and a client.
 class Registry {
@@ -131,12 +189,6 @@ class Registry {
     fail(REGSERVER);
   }
 
-  static uint16_t free_port() {
-    uint16_t port;
-    close(listen_on_loopback(port));
-    return port;
-  }
-
   void in_first_key(std::function<void(_NvPolComHandle*, int)> const& work, int values) {
     int32_t status;
     _NvPolComHandle* key = nvreg_openKey(root_, "turn1\\0", &status);
@@ -153,49 +205,91 @@ class Registry {
   int turns_ = 0;
 };
 
+// What is aimed at: of the bare exchange's rate, and of Redis's; 0 for nothing.
+struct Cores {
+  bool one;
+  char const* block;
+  double store, store_of_redis, read;
+};
+constexpr Cores kCores[] = {{true, "registry, one core", 0.8, 1.1, 1},
+                            {false, "registry, all cores", 3, 0, 0}};
+
 struct Row {
-  char const* what;
+  std::string what;
+  double aim, aim_of_redis;
   std::function<void(Registry&)> work;
+  std::function<void(Redis&)> of_redis;  // none where it takes no part
 };
 
-// Ours and the peer in turn; a row says how many a second each did, and their ratio.
-void compare(Row const& row, int times) {
+void print_rate(Cores const& cores, std::string const& what, double ours, char const* peer,
+                double theirs, double aim) {
+  print_row({cores.block, what.c_str(), "/s", ours, peer, theirs, Aim::kAtLeast, aim});
+}
+
+// Ours and the peers in turn, so many calls each; the rate of ours.
+double compare(Cores const& cores, Row const& row, int times) {
   Registry registry;
-  PingPong peer;
+  PingPong ping_pong;
+  Redis redis;
   registry.store(times, times);  // what reading reads
-  std::vector<double> ours, theirs;
+  std::vector<double> ours, bare, redis_own;
   for (int i = 0; i < kTurns; ++i) {
     ours.push_back(seconds_of([&] { row.work(registry); }));
-    theirs.push_back(seconds_of([&] { peer.exchange(times); }));
+    bare.push_back(seconds_of([&] { ping_pong.exchange(times); }));
+    if (row.of_redis) redis_own.push_back(seconds_of([&] { row.of_redis(redis); }));
   }
   double const rate = times / median(ours);
-  double const peer_rate = times / median(theirs);
-  printf("  %-34s %7d %9.0f /s %9.0f /s %6.2f\n", row.what, times, rate, peer_rate,
-         rate / peer_rate);
-  fflush(stdout);
+  print_rate(cores, row.what, rate, "bare exchange", times / median(bare), row.aim);
+  if (row.of_redis)
+    print_rate(cores, row.what, rate, "Redis HSET", times / median(redis_own), row.aim_of_redis);
+  return rate;
+}
+
+void compare_values(Cores const& cores) {
+  constexpr int kCounts[] = {10000, 100000};
+  for (int const per_key : {0, 10}) {  // 0: all
+    double rates[2];
+    std::string const shape = per_key == 0 ? ", one key" : ", keys of ten";
+    for (int i = 0; i < 2; ++i) {
+      int const times = kCounts[i];
+      int const in_key = per_key == 0 ? times : per_key;
+      Row const row{"store " + std::to_string(times) + " values" + shape, cores.store,
+                    cores.store_of_redis,
+                    [=](Registry& registry) { registry.store(times, in_key); },
+                    [=](Redis& redis) { redis.store(times, in_key); }};
+      rates[i] = compare(cores, row, times);
+    }
+    print_row({cores.block, ("a value of 100000" + shape).c_str(), "ns", 1e9 / rates[1], "of 10000",
+               1e9 / rates[0], Aim::kAtMost, 1.1});
+  }
+  constexpr int kTimes = 100000;
+  compare(cores, {"read a value", cores.read, 0, [](Registry& r) { r.read(kTimes); }, {}}, kTimes);
+  compare(cores, {"enumerate values", cores.read, 0, [](Registry& r) { r.enumerate(kTimes); }, {}},
+          kTimes);
+}
+
+void compare_lists(Cores const& cores) {
+  constexpr int kCounts[] = {1000, 20000};
+  double one[2];  // address
+  for (int i = 0; i < 2; ++i) {
+    Registry registry;
+    std::vector<double> lists;
+    for (int turn = 0; turn < kTurns; ++turn)
+      lists.push_back(seconds_of([&] { registry.insert_addresses(kCounts[i]); }));
+    one[i] = median(lists) / kCounts[i];
+  }
+  print_row({cores.block, "20000 addresses into a list", "s", 20000 * one[1], "bound", 1,
+             Aim::kAtMost, 1});
+  print_row({cores.block, "an address of 20000", "us", 1e6 * one[1], "of 1000", 1e6 * one[0],
+             Aim::kAtMost, 1.1});
 }
 
 }  // namespace
 
 int main() {
-  for (bool const one_core : {true, false}) {
-    use_cores(one_core);
-    printf("%s\n  %-34s %7s %12s %12s %6s\n", one_core ? "On one core" : "On all cores", "",
-           "values", "ours", "ping-pong", "ratio");
-    for (int const times : {10000, 100000}) {
-      Row const rows[] = {
-          {"store, one key", [=](Registry& registry) { registry.store(times, times); }},
-          {"store, keys of ten", [=](Registry& registry) { registry.store(times, 10); }},
-          {"read", [=](Registry& registry) { registry.read(times); }},
-          {"enumerate", [=](Registry& registry) { registry.enumerate(times); }},
-      };
-      for (Row const& row : rows) compare(row, times);
-    }
-  }
-  printf("Addresses into one list\n");
-  for (int const count : {1000, 20000}) {
-    Registry registry;
-    printf("  %7d %9.2f s\n", count, seconds_of([&] { registry.insert_addresses(count); }));
-    fflush(stdout);
+  for (Cores const& cores : kCores) {
+    use_cores(cores.one);
+    compare_values(cores);
+    compare_lists(cores);
   }
 }
