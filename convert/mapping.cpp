@@ -5,6 +5,8 @@
 
 #include <stdlib.h>
 
+#include <utility>
+
 namespace {
 
 void log_unreadable(int code, NvConfigFile const& file, std::string const& section,
@@ -28,20 +30,23 @@ bool write_identifier(_NvPolComHandle* key, std::string const& name, std::string
 
 bool read_data(NvConfigFile const& file, std::string const& section, std::string const& key,
                tag_VALUE_TYPE type, void* data, bool quiet) {
-  std::string stored;
-  (void)file.getattribute(section, key, stored);  // no typed text is empty
-  RegValue value;
-  if (!parse_str(trans_str(stored).c_str(), value, type)) {
+  std::string text;
+  (void)file.getattribute(section, key, text);  // no typed text is empty
+  text = trans_str(std::move(text));
+  int found = VALUE_ANY;
+  char const* const payload = payload_of(text.c_str(), found, type);
+  if (payload == nullptr) {
     if (!quiet) log_unreadable(148, file, section, key);
     return false;
   }
-  if (data != nullptr) {
-    if (value.type == VALUE_NUMBER)
-      *static_cast<long*>(data) = static_cast<long>(strtoll(value.text, nullptr, 10));
-    else
-      *static_cast<std::string*>(data) = value.text;
+  if (data == nullptr) return true;
+  if (found == VALUE_NUMBER) {
+    *static_cast<long*>(data) = static_cast<long>(strtoll(payload, nullptr, 10));
+  } else {
+    // A list of addresses can be as long as the file: it is handed on, not copied.
+    text.erase(0, static_cast<size_t>(payload - text.c_str()));
+    *static_cast<std::string*>(data) = std::move(text);
   }
-  free(value.text);
   return true;
 }
 
@@ -56,11 +61,11 @@ tag_VALUE_TYPE get_data_type(NvConfigFile const& file, std::string const& sectio
                              std::string const& key) {
   std::string stored;
   (void)file.getattribute(section, key, stored);
-  RegValue value;
+  int type = VALUE_ANY;
   // Untranslated: what trans_str puts back is neither digit nor colon, so the type is the same.
-  if (!parse_str(stored.c_str(), value, VALUE_ANY)) log_unreadable(130, file, section, key);
-  free(value.text);
-  return static_cast<tag_VALUE_TYPE>(value.type);
+  if (payload_of(stored.c_str(), type, VALUE_ANY) == nullptr)
+    log_unreadable(130, file, section, key);
+  return static_cast<tag_VALUE_TYPE>(type);
 }
 
 bool write_data(NvPoRegistry& reg, _NvPolComHandle* key, std::string const& name,

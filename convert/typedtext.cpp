@@ -5,28 +5,34 @@
 
 #include <charconv>
 
-bool parse_str(char const* text, RegValue& out, tag_VALUE_TYPE expected) {
+char const* payload_of(char const* text, int& type, tag_VALUE_TYPE expected) {
   char const* colon = text + strspn(text, "0123456789");
-  int type = 0;
-  if (*colon != ':' || std::from_chars(text, colon, type).ec != std::errc()) return false;
-  if (type < VALUE_NUMBER || type > VALUE_IDENTIFIER) return false;
-  if (expected != VALUE_ANY && type != expected) return false;
-  char* payload = strdup(colon + 1);
-  if (payload == nullptr) return false;
+  int number = 0;
+  if (*colon != ':' || std::from_chars(text, colon, number).ec != std::errc()) return nullptr;
+  if (number < VALUE_NUMBER || number > VALUE_IDENTIFIER) return nullptr;
+  if (expected != VALUE_ANY && number != expected) return nullptr;
+  type = number;
+  return colon + 1;
+}
+
+bool parse_str(char const* text, RegValue& out, tag_VALUE_TYPE expected) {
+  int type = VALUE_ANY;
+  char const* const payload = payload_of(text, type, expected);
+  char* const copy = payload != nullptr ? strdup(payload) : nullptr;
+  if (copy == nullptr) return false;
   free(out.text);
-  out.text = payload;
+  out.text = copy;
   out.type = type;
   return true;
 }
 
-std::string trans_str(std::string const& text) {
-  std::string plain = text;
-  for (char& c : plain) {
+std::string trans_str(std::string text) {
+  for (char& c : text) {
     if (c == '\x01') c = '\r';
     if (c == '\x02') c = '\n';
     if (c == '\x03') c = '=';
   }
-  return plain;
+  return text;
 }
 
 void parse_multi_str(char const* text, std::vector<std::string>& out) {

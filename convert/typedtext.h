@@ -24,13 +24,17 @@ struct RegValue {
   char* text = nullptr;
 };
 
+// Where the payload of a typed text begins, with the text's type number. Null, with `type`
+// untouched, when it is malformed or of another type than `expected` (VALUE_ANY takes all).
+[[nodiscard]] char const* payload_of(char const* text, int& type, tag_VALUE_TYPE expected);
+
 // Parses a typed text into `out`, freeing the text that `out` held. False, with `out` untouched,
-// when it is malformed or of another type than `expected` (VALUE_ANY takes all).
+// when it has no such payload.
 [[nodiscard]] bool parse_str(char const* text, RegValue& out, tag_VALUE_TYPE expected);
 
 // Puts back what an INI line cannot hold: byte 1 stands for a carriage return, 2 for a line feed
 // and 3 for "=".
-[[nodiscard]] std::string trans_str(std::string const& text);
+[[nodiscard]] std::string trans_str(std::string text);
 
 // Splits a list's payload at each ";" into `out`, dropping empty pieces.
 void parse_multi_str(char const* text, std::vector<std::string>& out);
