@@ -18,12 +18,8 @@ bool import_value(NvConfigFile const& file, NvPoRegistry& registry, std::string 
   if (type == VALUE_ANY) return false;
 
   RegistryKey key(registry, place.text(kValuePath), 63);
-  if (!key) return false;
-  long number = 0;
-  std::string text;
-  void* const value = type == VALUE_NUMBER ? static_cast<void*>(&number) : &text;
-  return read_data(file, section, kValue.name, type, value, false) &&
-         write_data(registry, key.get(), place.text(kValueName), type, value);
+  return key && copy_value(registry, key.get(), place.text(kValueName), file,
+                           {section, kValue.name, type});
 }
 
 }  // namespace

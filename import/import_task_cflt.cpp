@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <span>
 #include <string>
+#include <vector>
 
 using namespace zeva;
 
@@ -26,20 +27,24 @@ std::size_t rank_of(RequiredSections required, Matches matches) {
   return static_cast<std::size_t>(std::ranges::find_if(required, matches) - required.begin());
 }
 
+// All or nothing: no value is stored before each can be read.
 bool import_whole_section(NvPoRegistry& registry, _NvPolComHandle* task, NvConfigFile const& file,
                           Nvsectionpair const& held) {
   std::string const& section = held.getname();
-  ValueTable values(section);
-  for (Nvkeypair const& pair : held.getvalue().getattributes()) {
-    std::string const name(pair.name);
-    tag_VALUE_TYPE const type = get_data_type(file, section, name);
-    if (type == VALUE_ANY) return false;
-    values.add({name.c_str(), type});
+  std::vector<Nvkeypair> const& pairs = held.getvalue().getattributes();
+  std::vector<tag_VALUE_TYPE> types;
+  for (Nvkeypair const& pair : pairs) {
+    types.push_back(get_data_type(file, section, std::string(pair.name)));
+    if (types.back() == VALUE_ANY) return false;
   }
-  if (!values.read(file)) return false;
   RegistryKey key(registry, task, section == "classification" ? "Classification" : section,
                   kSectionKeyCode);
-  return key && values.write(registry, key.get());
+  if (!key) return false;
+  for (std::size_t i = 0; i < pairs.size(); ++i) {
+    std::string const name(pairs[i].name);
+    if (!copy_value(registry, key.get(), name, file, {section, name, types[i]})) return false;
+  }
+  return true;
 }
 
 // Of a task that lacks a required section, only the required ones that come before it by rank are

@@ -38,4 +38,13 @@ bool read_number(NvConfigFile const& file, std::string const& section, ExportKey
   return true;
 }
 
+bool copy_value(NvPoRegistry& registry, _NvPolComHandle* key, std::string const& name,
+                NvConfigFile const& file, ExportValue const& value) {
+  long number = 0;
+  std::string text;
+  void* const data = value.type == VALUE_NUMBER ? static_cast<void*>(&number) : &text;
+  return read_data(file, value.section, value.key, value.type, data, false) &&
+         write_data(registry, key, name, value.type, data);
+}
+
 }  // namespace zeva

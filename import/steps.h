@@ -36,4 +36,15 @@ class RegistryKey : public OpenKey {
 [[nodiscard]] bool read_number(NvConfigFile const& file, std::string const& section,
                                ExportKey const& key, int& number);
 
+// Where a value of an export file stands, and its type.
+struct ExportValue {
+  std::string section, key;
+  tag_VALUE_TYPE type;
+};
+
+// Stores one value of the file under `name` in an open key. What cannot be read or written is
+// logged by the mapping.
+[[nodiscard]] bool copy_value(NvPoRegistry& registry, _NvPolComHandle* key, std::string const& name,
+                              NvConfigFile const& file, ExportValue const& value);
+
 }  // namespace zeva
