@@ -51,7 +51,9 @@ inline int connect_to(uint16_t port) {
 
 class PingPong {
  public:
-  PingPong() : listener_(listen_on_loopback(port_)), server_([this] { serve(); }) {
+  // Its file is in a folder below that one: on the disk of the store that it is compared with.
+  explicit PingPong(std::string const& below = "/tmp")
+      : folder_(below), listener_(listen_on_loopback(port_)), server_([this] { serve(); }) {
     socket_ = connect_to(port_);
     if (socket_ < 0) fail("connect");
   }
@@ -82,7 +84,7 @@ class PingPong {
     }
   }
 
-  Folder folder_;
+  Folder const folder_;
   uint16_t port_ = 0;
   int listener_;
   Child server_;

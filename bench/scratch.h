@@ -58,16 +58,16 @@ class Child {
 
 class Folder {
  public:
-  Folder() {
-    if (mkdtemp(path_) == nullptr) fail("mkdtemp");
+  explicit Folder(std::string const& below = "/tmp") : path_(below + "/zeva-bench-XXXXXX") {
+    if (mkdtemp(path_.data()) == nullptr) fail("mkdtemp");
   }
   ~Folder() { std::filesystem::remove_all(path_); }
   Folder(Folder const&) = delete;
   Folder& operator=(Folder const&) = delete;
-  std::string operator/(std::string const& name) const { return std::string(path_) + "/" + name; }
+  std::string operator/(std::string const& name) const { return path_ + "/" + name; }
 
  private:
-  char path_[32] = "/tmp/zeva-bench-XXXXXX";
+  std::string path_;
 };
 
 }  // namespace zeva
