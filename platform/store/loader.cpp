@@ -133,8 +133,8 @@ LoadedStore load_store(std::string const& config) {
   Snapshot& used = snapshot.is_good ? snapshot : before;
   store.root = std::move(used.root);
   replay(store, log, used.generation);
-  store.is_at_rest =
-      snapshot.is_sealed && before.is_good && log.bytes == empty_log(store.generation);
+  store.is_at_rest = snapshot.is_sealed && before.is_good && store.generation == used.generation &&
+                     log.bytes == empty_log(used.generation);
   return store;
 }
 
