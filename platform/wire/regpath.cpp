@@ -15,8 +15,8 @@ std::string_view next_component(std::string_view& path) {
 
 int32_t check_name(std::string_view name) {
   if (name.size() > NVREG_MAX_NAME) return NVREG_NAME_TOO_LONG;
-  constexpr std::string_view kRefused("\\\0", 2);
-  return name.find_first_of(kRefused) == name.npos ? NVREG_OK : NVREG_BAD_NAME;
+  bool const is_refused = name.find('\\') != name.npos || name.find('\0') != name.npos;
+  return is_refused ? NVREG_BAD_NAME : NVREG_OK;
 }
 
 int32_t join_path(std::string_view base, std::string_view path, std::string& joined) {
