@@ -94,30 +94,33 @@ int RedoLog::open(std::string const& path, uint64_t generation) {
   device_ = held.st_dev;
   inode_ = held.st_ino;
   generation_ = generation;
-  header_ = empty_log(generation);
-  size_ = header_.size();
+  last_ = empty_log(generation);
+  last_place_ = 0;
+  size_ = last_.size();
   healthy_ = is_untouched();
   return healthy_ ? 0 : EIO;
 }
 
 // Two calls, neither of which can be spared. The name tells whether the file was removed, renamed
 // or replaced, and its length. A copy over the file in place keeps all but the length, and that may
-// by chance be the same: but never in a log of the same generation, which only grows, so that one
-// as long as ours is ours. The generation stands in the header.
+// by chance be the same: then what was written last is not there, for its CRC covers the
+// generation, the place and the change.
 bool RedoLog::is_untouched() const {
   struct stat named;
   if (lstat(path_.c_str(), &named) != 0) return false;
   if (named.st_ino != inode_ || named.st_dev != device_) return false;
   if (static_cast<uint64_t>(named.st_size) != size_) return false;
-  char header[kLogHeader];
-  if (pread(file_.get(), header, sizeof header, 0) != sizeof header) return false;
-  return std::string_view(header, sizeof header) == header_;
+  char found[kLogHeader];
+  ssize_t const length = pread(file_.get(), found, last_.size(), static_cast<off_t>(last_place_));
+  return length >= 0 && std::string_view(found, static_cast<size_t>(length)) == last_;
 }
 
 int RedoLog::append(wire::Call const& change) {
   std::string record = to_record(generation_, size_, change);
   int error = write_all(file_.get(), record);
   if (error == 0) {
+    last_ = record.substr(0, kRecordHeader);
+    last_place_ = size_;
     size_ += record.size();
   } else if (ftruncate(file_.get(), static_cast<off_t>(size_)) != 0) {
     healthy_ = false;

@@ -57,7 +57,8 @@ class RedoLog {
   dev_t device_ = 0;
   ino_t inode_ = 0;
   uint64_t generation_ = 0;
-  std::string header_;
+  std::string last_;         // header that was written: the log's or a record's
+  uint64_t last_place_ = 0;  // where
   uint64_t size_ = 0;
   bool healthy_ = false;
 };

@@ -221,4 +221,20 @@ TEST_F(Restore, AnotherFileOfTheSameBytesIsNoticed) {
   EXPECT_EQ(client.create("stray"), NVREG_STORE_DAMAGED);
 }
 
+// Another one of the same length: a start that changes nothing keeps the generation.
+TEST_F(Restore, AnotherLogOfTheSameGenerationIsNoticed) {
+  std::string const fresh = config_ + "/fresh";
+  fs::create_directory(fresh);
+  copy(config_, fresh);
+  ASSERT_EQ(RegistryClient(home_.address()).create("one"), NVREG_OK);
+  back_up();
+  home_.stop();
+  copy(fresh, config_);
+  home_.start();
+  RegistryClient client(home_.address());
+  ASSERT_EQ(client.create("two"), NVREG_OK);
+  copy(backup_, config_, Files(kFiles).subspan(1, 1));
+  EXPECT_EQ(client.create("stray"), NVREG_STORE_DAMAGED);
+}
+
 }  // namespace
