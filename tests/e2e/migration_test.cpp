@@ -153,7 +153,7 @@ Case const kCases[] = {
     {"NoMemory",
      "for i in 1 2 3 4 5 6 7 8; do head -c 30000000 /dev/zero | tr '\\0' x; done > big; "
      "{ printf '[common]\\nFileNum=1:'; cat big; } > export/actionFile.txt" REPACK
-     "; ulimit -v 600000",
+     "; ulimit -v 400000",
      -18, joined({kActions, {"Error [347]: not enough memory to import."}, kRestore})},
 #endif
 };
