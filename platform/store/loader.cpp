@@ -1,5 +1,6 @@
 #include "loader.h"
 
+#include "checksum.h"
 #include "files.h"
 #include "redolog.h"
 #include "snapshot.h"
@@ -31,6 +32,7 @@ struct Snapshot {
   bool is_good = false;
   bool is_sealed = false;
   std::unique_ptr<Key> root;  // null when it is not good, or was only looked at
+  uint32_t content = 0;       // a checksum of it
   uint64_t generation = 0;
   std::string why;
 };
@@ -43,6 +45,7 @@ Snapshot read(File const& file) {
   } else if (read_snapshot(file.bytes, *root, snapshot.generation, snapshot.why)) {
     snapshot.is_good = true;
     snapshot.is_sealed = is_sealed(file.bytes);
+    snapshot.content = checksum(content_of(file.bytes));
     snapshot.root = std::move(root);
   }
   return snapshot;
@@ -52,7 +55,9 @@ Snapshot read(File const& file) {
 Snapshot look_at(File const& file) {
   Snapshot snapshot;
   snapshot.is_good = is_intact(file.bytes, snapshot.generation);
-  return snapshot.is_good ? std::move(snapshot) : read(file);
+  if (!snapshot.is_good) return read(file);
+  snapshot.content = checksum(content_of(file.bytes));
+  return snapshot;
 }
 
 void note_damage(LoadedStore& store, File const& file, std::string const& what) {
@@ -133,8 +138,9 @@ LoadedStore load_store(std::string const& config) {
   Snapshot& used = snapshot.is_good ? snapshot : before;
   store.root = std::move(used.root);
   replay(store, log, used.generation);
-  store.is_at_rest = snapshot.is_sealed && before.is_good && store.generation == used.generation &&
-                     log.bytes == empty_log(used.generation);
+  // The snapshot before must hold all changes, too: it may be needed one day.
+  store.is_at_rest = snapshot.is_sealed && before.is_good && before.content == snapshot.content &&
+                     store.generation == used.generation && log.bytes == empty_log(used.generation);
   return store;
 }
 

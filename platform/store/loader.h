@@ -25,7 +25,7 @@ struct LoadedStore {
 
   uint64_t generation = 0;           // the highest that any of the files bears
   bool snapshot_is_whole = false;    // root comes from cFlt_db.xml, not from cFlt_db.xml.bak
-  bool is_at_rest = false;           // the files are as a server writes them at its start
+  bool is_at_rest = false;           // a server's start would write the same files again
   std::vector<std::string> notes;    // what was found wrong and what it cost, for a person
   std::vector<std::string> damaged;  // files that hold something that did not count
 };

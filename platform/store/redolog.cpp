@@ -103,7 +103,7 @@ int RedoLog::open(std::string const& path, uint64_t generation) {
 
 // Two calls, neither of which can be spared. The name tells whether the file was removed, renamed
 // or replaced, and its length. A copy over the file in place keeps all but the length, and that may
-// by chance be the same: then what was written last is not there, for its CRC covers the
+// by chance be the same: then what was written last is not there as a rule, for its CRC covers the
 // generation, the place and the change.
 bool RedoLog::is_untouched() const {
   struct stat named;

@@ -370,6 +370,12 @@ bool is_intact(std::string_view bytes, uint64_t& generation) {
   return read_head(head.document_element(), generation);
 }
 
+std::string_view content_of(std::string_view bytes) {
+  bytes = bytes.substr(0, bytes.rfind(kChecksum));
+  size_t const head = bytes.find("<store");
+  return bytes.substr(std::min(bytes.find('>', head), bytes.size()));
+}
+
 bool read_snapshot(std::string const& bytes, Key& root, uint64_t& generation, std::string& why) {
   if (is_sealed(bytes) && !fits_checksum(bytes)) {
     why = "its checksum does not fit: it is damaged, or was edited and its last line left there";

@@ -190,11 +190,12 @@ TEST_F(Damage, AStartLeavesFilesAsTheyAreThatItWouldWriteSo) {
       {"rm $B", false},
       {"ln $L linked", false},
       {"ln -f $X $B", false},
+      {"cp -p $B $X", false},  // the log is newer
   };
   for (auto& [commands, left] : cases) {
     SCOPED_TRACE(commands);
     make_store();
-    open().reset();  // takes the log's changes into the snapshot
+    for (int i = 0; i < 2; ++i) open().reset();  // takes the log's changes into both snapshots
     ASSERT_EQ(system(("cd " + folder_.path() + "; " + kShell + commands).c_str()), 0);
     for (bool const same : {left, true}) {
       auto const before = file_states();
@@ -205,6 +206,9 @@ TEST_F(Damage, AStartLeavesFilesAsTheyAreThatItWouldWriteSo) {
     }
     ASSERT_EQ(open()->change(create("z")), NVREG_OK);
     EXPECT_EQ(names(open()->root()), "xabcdefz");
+    for (int i = 0; i < 2; ++i) open().reset();
+    folder_.write("cFlt_db.xml", "damaged");
+    EXPECT_EQ(names(open()->root()), "xabcdefz") << "in the snapshot before";
   }
 }
 
