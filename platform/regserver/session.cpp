@@ -18,6 +18,8 @@ namespace {
 // connect have their turn.
 constexpr int kCallsInARow = 16;
 
+constexpr size_t kMuch = 64 * 1024;  // bytes of a message
+
 }  // namespace
 
 Session::Session(asio::ip::tcp::socket socket, Store& store, std::string const& cookie,
@@ -145,12 +147,15 @@ bool Session::on_proof(std::string_view message) {
 }
 
 bool Session::on_call(std::string_view message) {
-  // One thread serves all sessions, so that they share these, whose memory is kept.
+  // One thread serves all sessions, so that they share these, whose memory is kept unless it is
+  // much.
   static wire::Call call;
   static wire::Answer given;
   if (!from_bytes(message, call) || call.action() == wire::NOTHING) return false;
   answer(store_, call, given);
   frame_ = to_frame(given);
+  if (message.size() > kMuch) call = {};
+  if (frame_.size() > kMuch) given = {};
   return true;
 }
 

@@ -26,6 +26,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -197,6 +198,28 @@ TEST_F(Intruder, CallsInOneStreamAreAllAnsweredAndKeepNobodyWaiting) {
     if (i == 99) send_all(stream, calls.substr(calls.size() - 1));
     EXPECT_GT(receive_message(stream).size(), big.size()) << i;
   }
+
+  // Small ones, whose answers are taken as fast as they come, so that the server waits for nobody.
+  constexpr size_t kMany = 300000;
+  call.set_name("none");
+  std::string const small = zeva::to_frame(call);
+  calls.clear();
+  for (size_t i = 0; i < kMany; ++i) calls += small;
+  send_all(stream, small);
+  size_t const answers = kMany * (zeva::kFrameHeader + receive_message(stream).size());
+  std::atomic<size_t> taken = 0;
+  std::thread taker([&] {
+    std::vector<char> room(1 << 20);
+    for (ssize_t got = 1; taken < answers && got > 0; taken += static_cast<size_t>(got))
+      got = std::max<ssize_t>(recv(stream.get(), room.data(), room.size(), 0), 0);
+  });
+  std::thread caller([&] { send_all(stream, calls); });
+  while (taken == 0) usleep(100);
+  EXPECT_EQ(client.query("registry", "big"), big);
+  EXPECT_LT(taken, answers) << "all had their turn before the one call of another client";
+  taker.join();
+  caller.join();
+  EXPECT_EQ(taken, answers);
 }
 
 // The page's example, by which others check their own: cookie, nonces, proofs.
