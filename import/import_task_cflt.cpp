@@ -50,7 +50,7 @@ bool import_whole_section(NvPoRegistry& registry, _NvPolComHandle* task, NvConfi
 // Of a task that lacks a required section, only the required ones that come before it by rank are
 // written, wherever the file has them: a task without settings still keeps its classification, as a
 // virus-scan task does.
-bool import_sections(NvPoRegistry& registry, _NvPolComHandle* task, NvConfigFile& file,
+bool import_sections(NvPoRegistry& registry, _NvPolComHandle* task, NvConfigFile const& file,
                      RequiredSections required) {
   std::size_t const missing = rank_of(required, [&](RequiredSection const& wanted) {
     return std::ranges::none_of(

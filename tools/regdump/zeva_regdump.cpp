@@ -130,7 +130,6 @@ int main(int argc, char** argv) try {
   std::string path;
   if (zeva::join_path("", key, path) != NVREG_OK) return zeva::complain(key, "is no key's path");
 
-  if (isatty(STDOUT_FILENO) != 1) setvbuf(stdout, nullptr, _IOFBF, size_t{64} * 1024);
   Printer printer(json);
   auto const visit = [&](zeva::KeyView const& view) { return printer.print(view); };
   int const status =
