@@ -1,6 +1,6 @@
 // Decrypting, unpacking and checking a package: as the migration does it and as zeva-unpack does,
-// beside the same commands in one shell, and beside openssl in the place of rc4. Each copies the
-// package first, as it is left as it was.
+// beside the same commands in one shell, and beside openssl in the place of rc4. Each but openssl,
+// which reads the package and writes to tar, copies it first, as it is left as it was.
 //
 // A package holds 50 files of texts like an export's. The ways take turns, on one core; a figure is
 // the median of five. It belongs in a sandbox with a /tmp and a home of its own: bench/run.
