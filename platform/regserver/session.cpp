@@ -18,7 +18,7 @@ namespace {
 // connect have their turn.
 constexpr int kCallsInARow = 16;
 
-constexpr size_t kMuch = 64 * 1024;  // bytes of a message
+constexpr size_t kMuch = size_t{64} * 1024;  // bytes of a message
 
 }  // namespace
 
