@@ -20,6 +20,12 @@ constexpr int kCallsInARow = 16;
 
 constexpr size_t kMuch = size_t{64} * 1024;  // bytes of a message
 
+// An idle client holds no large memory.
+void empty(std::string& text) {
+  text.clear();
+  if (text.capacity() > kMuch) text.shrink_to_fit();
+}
+
 }  // namespace
 
 Session::Session(asio::ip::tcp::socket socket, Store& store, std::string const& cookie,
@@ -111,8 +117,8 @@ bool Session::answer_message() {
       break;
   }
   answered_ += kFrameHeader + length;
-  if (unanswered().empty()) {  // an idle client holds no memory
-    input_ = std::string();
+  if (unanswered().empty()) {
+    empty(input_);
     answered_ = 0;
   }
   return answered;
@@ -174,12 +180,12 @@ bool Session::send() {
   size_t const sent = socket_.write_some(asio::buffer(frame_), error);
   if (error && error != asio::error::would_block) return false;
   if (sent == frame_.size()) {
-    frame_ = std::string();
+    empty(frame_);
     return !refused_;
   }
   asio::async_write(socket_, asio::buffer(frame_) + sent,
                     [self = shared_from_this()](asio::error_code failure, size_t) {
-                      self->frame_ = std::string();
+                      empty(self->frame_);
                       if (!failure && !self->refused_) self->serve(false);
                     });
   return false;

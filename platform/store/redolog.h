@@ -38,7 +38,7 @@ class RedoLog {
   [[nodiscard]] int open(std::string const& path, uint64_t generation);
 
   // Whether the file is still what this object wrote: false when it was replaced, cut, extended or
-  // overwritten.
+  // overwritten, as far as its length and what was written last tell.
   [[nodiscard]] bool is_untouched() const;
 
   // Appends a change; after a failure nothing of it is left, unless healthy() says otherwise.

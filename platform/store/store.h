@@ -1,7 +1,7 @@
 // The registry server's store: the tree in memory and the three files that keep it.
 //
 // A change is in the log before it counts. A snapshot is written when the store is opened, unless
-// the files are as one would leave them, and on a refresh, once the log has outgrown it; never when
+// the same files would be written again, and on a refresh, once the log has outgrown it; never when
 // the store is closed, since the files may have been restored by then. For the same reason a store
 // whose files were touched by someone else takes no more changes.
 //
