@@ -12,6 +12,7 @@
 #include "nvreg.h"
 #include "pingpong.h"
 #include "scratch.h"
+#include "server_home.h"
 
 #include <stdio.h>
 #include <stdlib.h>
@@ -178,15 +179,9 @@ class Registry {
 
  private:
   void serve() {
-    uint16_t port = port_;
-    fs::create_directories(folder_ / "config");
-    fs::create_directories(folder_ / "bin/migration");
+    lay_out_home(folder_, port_);
     fs::copy(FACTORY_STORE, folder_ / "config/factory.xml");
-    std::ofstream(folder_ / "bin/migration/RegSvrCfg.ini")
-        << "[CFILTER_REGSERVER]\nCFILTER_REGSERVER_PORT=" << port << "\n";
-    setenv("ZEVA_HOME", (folder_ / "").c_str(), 1);
-    execl(REGSERVER, "regserver", nullptr);
-    fail(REGSERVER);
+    become_server();
   }
 
   void in_first_key(std::function<void(_NvPolComHandle*, int)> const& work, int values) {

@@ -8,6 +8,7 @@
 #include "figures.h"
 #include "nvreg.h"
 #include "scratch.h"
+#include "server_home.h"
 #include "snapshot.h"
 #include "tree.h"
 
@@ -21,10 +22,8 @@ using namespace zeva;
 
 namespace {
 
-namespace fs = std::filesystem;
-
 constexpr int kTurns = 5;
-constexpr int kPort = 5071;
+constexpr uint16_t kPort = 5071;
 constexpr size_t kFew = 22000;
 constexpr size_t kMany = 220000;
 constexpr double kMostGrowth = 1.25;  // of what a value costs
@@ -85,22 +84,15 @@ Cost run(std::string const& output, std::vector<char const*> arguments) {
 class Home {
  public:
   Home(size_t values, Shape const& shape) {
-    fs::create_directories(folder_ / "config");
-    fs::create_directories(folder_ / "bin/migration");
-    std::ofstream(folder_ / "bin/migration/RegSvrCfg.ini")
-        << "[CFILTER_REGSERVER]\nCFILTER_REGSERVER_PORT=" << kPort << "\n";
+    lay_out_home(folder_, kPort);
     std::ofstream(folder_ / "config/factory.xml") << make_snapshot(values, shape);
-    setenv("ZEVA_HOME", path_.c_str(), 1);
     (void)seconds_to_start();  // makes the three files
   }
 
   // Of a server that goes on to serve what it is asked to.
   [[nodiscard]] double seconds_to_start(bool change = false) const {
     auto const begin = std::chrono::steady_clock::now();
-    Child const server([] {
-      execl(REGSERVER, "regserver", nullptr);
-      fail(REGSERVER);
-    });
+    Child const server(become_server);
     _NvPolComHandle* root = nullptr;
     int32_t status = NVREG_NO_SERVER;
     std::string const address = "ZEVA:" + std::to_string(kPort);

@@ -1,7 +1,7 @@
 // Waiting for the other side of a connection, which answers within microseconds when it has a
 // processor: to look for its bytes again and again is cheaper than to sleep and be woken. When it
 // has none, because there is but one or the machine is busy, looking only keeps it from running; so
-// what was in vain is left out for a while, each time for twice as long.
+// what was in vain is left out for a while, each time for twice as long, and less where it helps.
 //
 // No clock ends it, but the number of looks: a clock may be set, and costs as much as a look. Nor
 // is the processor offered to others between two looks: on a busy machine they would keep it for
