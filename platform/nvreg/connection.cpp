@@ -15,6 +15,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/time.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -33,23 +34,31 @@ constexpr timeval kGreetingWait = {10, 0};
 constexpr std::chrono::milliseconds kFirstPause{50};
 constexpr std::chrono::seconds kTryTime{2};
 
-// A cookie is a secret of the server's only in a file that nobody else could read or put there: our
-// own, root's, or of the user who owns the store's folder.
-bool is_secret(struct stat const& about, std::string const& folder) {
+std::string config_folder() {
+  return std::string(product_home()) + "/config";
+}
+
+// Whose server a client may talk to: his own, root's, or that of the user who owns the store's
+// folder.
+bool is_trusted(uid_t user) {
   struct stat store;
-  if (!S_ISREG(about.st_mode) || (about.st_mode & (S_IRWXG | S_IRWXO)) != 0) return false;
-  if (about.st_uid == geteuid() || about.st_uid == 0) return true;
-  return stat(folder.c_str(), &store) == 0 && about.st_uid == store.st_uid;
+  return user == geteuid() || user == 0 ||
+         (stat(config_folder().c_str(), &store) == 0 && user == store.st_uid);
+}
+
+// A cookie is a secret of the server's only in a file that nobody else could read or put there.
+bool is_secret(struct stat const& about) {
+  return S_ISREG(about.st_mode) && (about.st_mode & (S_IRWXG | S_IRWXO)) == 0 &&
+         is_trusted(about.st_uid);
 }
 
 // Empty when this user may not read it or should not trust it.
 std::string read_cookie() {
-  std::string const folder = std::string(product_home()) + "/config";
-  std::string const path = folder + kCookieFile;
+  std::string const path = config_folder() + kCookieFile;
   Descriptor const file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   std::string cookie;
   struct stat about;
-  if (fstat(file.get(), &about) != 0 || !is_secret(about, folder) ||
+  if (fstat(file.get(), &about) != 0 || !is_secret(about) ||
       read_regular(file.get(), cookie, kSecretLength) != 0 || cookie.size() != kSecretLength)
     return {};
   return cookie;
@@ -98,20 +107,40 @@ void set_wait(int socket, timeval wait) {
 }  // namespace
 
 int32_t Connection::open(uint16_t port) {
+  int32_t status = connect_in_home() ? prove_each_other(port) : NVREG_NO_SERVER;
+  if (status < 0) status = open_at_port(port);
+  if (status >= 0) set_wait(socket_.get(), {0, 0});
+  return status;
+}
+
+int32_t Connection::open_at_port(uint16_t port) {
   auto const end = std::chrono::steady_clock::now() + kTryTime;
   for (auto pause = kFirstPause;; pause *= 2) {
     if (!connect(port)) return NVREG_NO_SERVER;
     int32_t const status = prove_each_other(port);
-    if (status >= 0) {
-      set_wait(socket_.get(), {0, 0});
-      return status;
-    }
-    socket_ = Descriptor();
     if (status != NVREG_NO_SERVER) return status;
+    socket_ = Descriptor();
     // Whoever says nothing has used up the time by himself.
     if (std::chrono::steady_clock::now() + pause > end) return NVREG_REFUSED;
     std::this_thread::sleep_for(pause);
   }
+}
+
+// Who may put a socket into the folder could also let the server's answer for him, so its owner
+// must be one to trust.
+bool Connection::connect_in_home() {
+  std::string const path = config_folder() + kHomeSocket;
+  sockaddr_un server = {};
+  server.sun_family = AF_UNIX;
+  if (path.size() >= sizeof server.sun_path) return false;
+  path.copy(server.sun_path, path.size());
+  socket_ = Descriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  set_wait(socket_.get(), kGreetingWait);
+  ucred owner = {};
+  socklen_t size = sizeof owner;
+  return ::connect(socket_.get(), reinterpret_cast<sockaddr const*>(&server), sizeof server) == 0 &&
+         getsockopt(socket_.get(), SOL_SOCKET, SO_PEERCRED, &owner, &size) == 0 &&
+         is_trusted(owner.uid);
 }
 
 bool Connection::connect(uint16_t port) {

@@ -32,16 +32,18 @@ constexpr std::chrono::milliseconds kAcceptPause{200};
 bool Server::start(std::string const& home, std::string& why) {
   std::string const config = home + "/config";
   Settings settings;
-  return read_settings(home, settings, why) && bind(settings.port, why) &&
-         open_store(config, why) && listen(config, why);
+  if (!read_settings(home, settings, why)) return false;
+  port_ = settings.port;
+  return bind(why) && open_store(config, why) && listen(config, why);
 }
 
-bool Server::bind(uint16_t port, std::string& why) {
+bool Server::bind(std::string& why) {
+  tcp::acceptor& acceptor = loopback_.acceptor;
   asio::error_code error;
-  acceptor_.open(tcp::v4(), error);
-  if (!error) acceptor_.set_option(tcp::acceptor::reuse_address(true), error);
-  if (!error) acceptor_.bind({asio::ip::address_v4::loopback(), port}, error);
-  if (error) why = "127.0.0.1 port " + std::to_string(port) + ": " + error.message();
+  acceptor.open(tcp::v4(), error);
+  if (!error) acceptor.set_option(tcp::acceptor::reuse_address(true), error);
+  if (!error) acceptor.bind({asio::ip::address_v4::loopback(), port_}, error);
+  if (error) why = "127.0.0.1 port " + std::to_string(port_) + ": " + error.message();
   return !error;
 }
 
@@ -58,11 +60,13 @@ bool Server::listen(std::string const& config, std::string& why) {
   cookie_ = make_cookie(config + kCookieFile, why);
   if (cookie_.empty()) return false;
   asio::error_code error;
-  acceptor_.listen(asio::socket_base::max_listen_connections, error);
+  loopback_.acceptor.listen(asio::socket_base::max_listen_connections, error);
   if (error) {
     why = "cannot listen on the port: " + error.message();
     return false;
   }
+  error = home_socket_.listen(config + kHomeSocket, local_.acceptor);
+  if (error) report(config + kHomeSocket + ": " + error.message() + "; clients come by the port");
   signals_.add(SIGTERM);
   signals_.add(SIGINT);
   int written = pid_file_.write(config + "/regserver.pid");
@@ -72,33 +76,46 @@ bool Server::listen(std::string const& config, std::string& why) {
 
 void Server::run() {
   signals_.async_wait([this](asio::error_code, int) { io_.stop(); });
-  accept();
+  accept(loopback_);
+  if (local_.acceptor.is_open()) accept(local_);
   io_.run();
 }
 
-void Server::accept() {
-  acceptor_.async_accept([this](asio::error_code error, tcp::socket socket) {
+template <class Protocol>
+void Server::accept(Entrance<Protocol>& entrance) {
+  entrance.acceptor.async_accept([&](asio::error_code error, typename Protocol::socket socket) {
     if (!error) {
-      add_newcomer(std::move(socket));
-      accept();
+      admit(std::move(socket));
+      accept(entrance);
       return;
     }
-    timer_.expires_after(kAcceptPause);
-    timer_.async_wait([this](asio::error_code) { accept(); });
+    entrance.pause.expires_after(kAcceptPause);
+    entrance.pause.async_wait([&](asio::error_code) { accept(entrance); });
   });
 }
 
-void Server::add_newcomer(tcp::socket socket) {
-  drop_late_newcomers();
+void Server::admit(tcp::socket socket) {
+  asio::error_code ignored;  // an answer that waits for its segment to fill is only slow
+  socket.set_option(tcp::no_delay(true), ignored);
   bool const stranger = !peers_.is_one_of_us(socket);
+  add_newcomer(std::move(socket), stranger);
+}
+
+// Nobody else may open the socket in the home.
+void Server::admit(asio::local::stream_protocol::socket socket) {
+  add_newcomer(std::move(socket), false);
+}
+
+void Server::add_newcomer(Session::Socket socket, bool stranger) {
+  drop_late_newcomers();
   if (stranger) make_room_for_stranger();
-  auto session =
-      std::make_shared<Session>(std::move(socket), *store_, cookie_, [this](Session* greeted) {
-        newcomers_.remove_if([&](Newcomer const& newcomer) {
-          auto waiting = newcomer.session.lock();
-          return !waiting || waiting.get() == greeted;
-        });
-      });
+  auto session = std::make_shared<Session>(std::move(socket), port_, *store_, cookie_,
+                                           [this](Session* greeted) {
+                                             newcomers_.remove_if([&](Newcomer const& newcomer) {
+                                               auto waiting = newcomer.session.lock();
+                                               return !waiting || waiting.get() == greeted;
+                                             });
+                                           });
   newcomers_.push_back({session, steady_clock::now() + kGreetingTime, stranger});
   session->start();
 }

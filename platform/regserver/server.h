@@ -1,7 +1,9 @@
-// The registry server of one home: opens the store, takes connections on the loopback address, and
-// serves them from one thread until a signal ends it. On its end it writes nothing to the store.
+// The registry server of one home: opens the store, takes connections on the loopback address and
+// at a socket in the home, and serves them from one thread until a signal ends it. On its end it
+// writes nothing to the store.
 #pragma once
 
+#include "homesocket.h"
 #include "peer.h"
 #include "pidfile.h"
 #include "session.h"
@@ -9,6 +11,7 @@
 
 #include <asio/io_context.hpp>
 #include <asio/ip/tcp.hpp>
+#include <asio/local/stream_protocol.hpp>
 #include <asio/signal_set.hpp>
 #include <asio/steady_timer.hpp>
 
@@ -27,27 +30,40 @@ class Server {
   void run();
 
  private:
+  // Where clients come in.
+  template <class Protocol>
+  struct Entrance {
+    explicit Entrance(asio::io_context& io) : acceptor(io), pause(io) {}
+    typename Protocol::acceptor acceptor;
+    asio::steady_timer pause;
+  };
+
   struct Newcomer {
     std::weak_ptr<Session> session;
     std::chrono::steady_clock::time_point deadline;  // to prove itself
     bool stranger;
   };
 
-  [[nodiscard]] bool bind(uint16_t port, std::string& why);
+  [[nodiscard]] bool bind(std::string& why);
   [[nodiscard]] bool open_store(std::string const& config, std::string& why);
   [[nodiscard]] bool listen(std::string const& config, std::string& why);
-  void accept();
-  void add_newcomer(asio::ip::tcp::socket socket);
+  template <class Protocol>
+  void accept(Entrance<Protocol>& entrance);
+  void admit(asio::ip::tcp::socket socket);
+  void admit(asio::local::stream_protocol::socket socket);
+  void add_newcomer(Session::Socket socket, bool stranger);
   void drop_late_newcomers();
   void make_room_for_stranger();
 
   asio::io_context io_;
-  asio::ip::tcp::acceptor acceptor_{io_};
+  uint16_t port_ = 0;
+  Entrance<asio::ip::tcp> loopback_{io_};
+  Entrance<asio::local::stream_protocol> local_{io_};
   asio::signal_set signals_{io_};
-  asio::steady_timer timer_{io_};
   Peers peers_;
-  PidFile pid_file_;
   std::unique_ptr<Store> store_;
+  HomeSocket home_socket_;  // after the store, whose lock says that there is no other server's
+  PidFile pid_file_;
   std::string cookie_;
   std::list<Newcomer> newcomers_;  // the oldest first
 };

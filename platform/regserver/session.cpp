@@ -28,16 +28,15 @@ void empty(std::string& text) {
 
 }  // namespace
 
-Session::Session(asio::ip::tcp::socket socket, Store& store, std::string const& cookie,
+Session::Session(Socket socket, uint16_t port, Store& store, std::string const& cookie,
                  std::function<void(Session*)> on_greeted)
     : socket_(std::move(socket)),
+      port_(port),
       store_(store),
       cookie_(cookie),
       on_greeted_(std::move(on_greeted)) {}
 
 void Session::start() {
-  asio::error_code ignored;  // an answer that waits for its segment to fill is only slow
-  socket_.set_option(asio::ip::tcp::no_delay(true), ignored);
   asio::error_code error;
   socket_.non_blocking(true, error);
   if (!error) serve(false);
@@ -59,10 +58,9 @@ void Session::serve(bool woken) {
 }
 
 void Session::wait() {
-  socket_.async_wait(asio::ip::tcp::socket::wait_read,
-                     [self = shared_from_this()](asio::error_code error) {
-                       if (!error) self->serve(true);
-                     });
+  socket_.async_wait(Socket::wait_read, [self = shared_from_this()](asio::error_code error) {
+    if (!error) self->serve(true);
+  });
 }
 
 // A frame comes whole in one piece, as a rule. Memory follows what arrives. When nothing is said to
@@ -127,17 +125,15 @@ bool Session::answer_message() {
 bool Session::on_greeting(std::string_view message) {
   wire::Greeting greeting;
   if (!from_bytes(message, greeting)) return false;
-  asio::error_code error;
-  uint16_t const port = socket_.local_endpoint(error).port();
   std::string const nonce = make_secret();
   std::string const& theirs = greeting.nonce();
   if (greeting.version() != kWireVersion || theirs.size() != kSecretLength || nonce.empty())
     return refuse();
-  expected_proof_ = make_proof(cookie_, Side::kClient, port, nonce, theirs);
+  expected_proof_ = make_proof(cookie_, Side::kClient, port_, nonce, theirs);
   stage_ = Stage::kProof;
   wire::Challenge challenge;
   challenge.set_nonce(nonce);
-  challenge.set_proof(make_proof(cookie_, Side::kServer, port, theirs, nonce));
+  challenge.set_proof(make_proof(cookie_, Side::kServer, port_, theirs, nonce));
   frame_ = to_frame(challenge);
   return true;
 }

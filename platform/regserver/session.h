@@ -8,7 +8,9 @@
 #include "polling.h"
 #include "store.h"
 
-#include <asio/ip/tcp.hpp>
+#include <asio/generic/stream_protocol.hpp>
+
+#include <stdint.h>
 
 #include <functional>
 #include <memory>
@@ -19,9 +21,11 @@ namespace zeva {
 
 class Session : public std::enable_shared_from_this<Session> {
  public:
-  // `store` and `cookie` outlive the session; `on_greeted` is called once the client has
-  // proved itself.
-  Session(asio::ip::tcp::socket socket, Store& store, std::string const& cookie,
+  using Socket = asio::generic::stream_protocol::socket;
+
+  // `port` is the server's, whichever way the client came; `store` and `cookie` outlive the
+  // session; `on_greeted` is called once the client has proved itself.
+  Session(Socket socket, uint16_t port, Store& store, std::string const& cookie,
           std::function<void(Session*)> on_greeted);
 
   // Serves until the client or close() ends it; the session keeps itself alive meanwhile.
@@ -45,7 +49,8 @@ class Session : public std::enable_shared_from_this<Session> {
   [[nodiscard]] bool refuse();
   [[nodiscard]] bool send();
 
-  asio::ip::tcp::socket socket_;
+  Socket socket_;
+  uint16_t const port_;
   Store& store_;
   std::string const& cookie_;
   std::function<void(Session*)> on_greeted_;

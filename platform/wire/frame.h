@@ -19,7 +19,9 @@ inline constexpr uint32_t kWireVersion = 2;
 inline constexpr size_t kFrameHeader = 4;             // bytes
 inline constexpr size_t kMaxFrame = size_t{4} << 20;  // bytes of message in a frame
 inline constexpr size_t kMaxGreeting = 256;  // the same, until both sides proved themselves
-inline constexpr char kCookieFile[] = "/regserver.cookie";  // in the home's folder config
+// In the home's folder config.
+inline constexpr char kCookieFile[] = "/regserver.cookie";
+inline constexpr char kHomeSocket[] = "/regserver.socket";
 
 // Appends a number's bytes.
 void put_number(std::string& out, uint32_t number);

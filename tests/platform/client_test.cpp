@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <sstream>
 #include <thread>
 
 namespace {
@@ -105,6 +106,45 @@ TEST_F(Client, HandlesKnowTheirKindAndOutliveTheirRegistry) {
   nvreg_closeKey(key, &status);
 }
 
+// By the socket in the home where it is the server's, and by the port whatever else stands there.
+TEST_F(Client, ComesByTheSocketOrByThePort) {
+  std::string const path = home_.config("regserver.socket");
+  auto const clients_at_socket = [&] {
+    std::istringstream lines(read_text("/proc/net/unix"));
+    int connected = 0;
+    for (std::string line; std::getline(lines, line);)
+      connected += line.ends_with(path) && line.find(" 03 ") != std::string::npos ? 1 : 0;
+    return connected;
+  };
+  struct {
+    char const* commands;  // on the socket $s
+    int at_socket;
+  } const cases[] = {{"test $(stat -c %a $s) = 600", 1},
+                     {"mv $s $s.old; echo >$s", 0},
+                     {"rm $s; ln -s $s.old $s", 1},
+                     {"rm $s", 0},
+                     {"mkdir $s; touch $s/file", 0}};
+  for (auto& [commands, at_socket] : cases) {
+    ASSERT_EQ(system(("s=" + path + "; " + commands).c_str()), 0);
+    RegistryClient const client(home_.address());
+    EXPECT_EQ(clients_at_socket(), at_socket) << commands;
+  }
+  home_.kill();
+  home_.start();
+  EXPECT_NE(home_.reports().find(path + ": Address already in use; clients come by the port"),
+            std::string::npos);
+  EXPECT_EQ(opening(home_.address()), NVREG_OK);
+  ASSERT_EQ(system(("rm -r " + path).c_str()), 0);
+  for (int start = 0; start < 2; ++start) {  // the second one in place of what the first has left
+    home_.kill();
+    home_.start();
+    RegistryClient const client(home_.address());
+    EXPECT_EQ(clients_at_socket(), 1);
+  }
+  home_.stop();
+  EXPECT_EQ(access(path.c_str(), F_OK), -1);
+}
+
 // A server that has proved itself may take any time over a call.
 TEST_F(Client, WaitsForAnAnswerWithoutEnd) {
   RegistryClient client(home_.address());
@@ -117,6 +157,7 @@ TEST_F(Client, OpenSaysWhyNot) {
     EXPECT_EQ(opening(address), NVREG_BAD_ARGUMENT) << address;
 
   RegistryClient client(home_.address());
+  EXPECT_EQ(opening("ZEVA:1"), NVREG_NO_SERVER) << "that of the home serves another port";
   home_.kill();
   EXPECT_EQ(opening(home_.address()), NVREG_NO_SERVER);
   EXPECT_EQ(client.create("a"), NVREG_NO_SERVER) << "and no signal ends the process";

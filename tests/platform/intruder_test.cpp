@@ -23,6 +23,7 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -55,7 +56,13 @@ constexpr uid_t kNobody = 65534;
 
 class Intruder : public testing::Test {
  protected:
-  Intruder() { home_.start(); }
+  Intruder() { start(); }
+
+  // So that clients come where others can be, too.
+  void start() {
+    home_.start();
+    std::filesystem::remove(socket_);
+  }
 
   zeva::Descriptor connect() const {
     zeva::Descriptor socket(::socket(AF_INET, SOCK_STREAM, 0));
@@ -134,6 +141,7 @@ class Intruder : public testing::Test {
 
   ScratchHome home_;
   std::string const cookie_ = home_.config("regserver.cookie");
+  std::string const socket_ = home_.config("regserver.socket");
 };
 
 std::string answer_frame(int32_t status) {
@@ -326,7 +334,7 @@ TEST_F(Intruder, WhoHoldsAllPortsKeepsNobodyOut) {
   home_.kill();
   SmallNetwork network;
   if (!network.is_there()) GTEST_SKIP() << "no network of our own";
-  home_.start();
+  start();
   std::vector<zeva::Descriptor> held;
   ASSERT_EQ(seteuid(kNobody), 0);
   do held.emplace_back(::socket(AF_INET, SOCK_STREAM, 0));
@@ -490,6 +498,20 @@ TEST_F(Intruder, AtThePortLearnsNothingOfAClient) {
   }
 }
 
+TEST_F(Intruder, AtASocketInTheHomeLearnsNothingOfAClient) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can become another user";
+  zeva::Descriptor const stranger(::socket(AF_UNIX, SOCK_STREAM, 0));
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  socket_.copy(address.sun_path, sizeof address.sun_path - 1);
+  ASSERT_EQ(bind(stranger.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  ASSERT_EQ(seteuid(kNobody), 0);
+  EXPECT_EQ(listen(stranger.get(), 1), 0);
+  ASSERT_EQ(seteuid(0), 0);
+  EXPECT_EQ(opening(home_.address()), NVREG_OK);
+  EXPECT_EQ(answers(zeva::Descriptor(accept(stranger.get(), nullptr, nullptr))), "");
+}
+
 TEST_F(Intruder, ACookieOfAnybodyElseIsNone) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can give files away";
   struct {
@@ -518,7 +540,7 @@ TEST_F(Intruder, TheCookieIsFreshAndForItsOwnerOnly) {
   std::filesystem::remove(cookie_);
   std::filesystem::create_symlink(home_.path() + "/elsewhere", cookie_);
   write_text(cookie_ + ".new", "for everybody to read");
-  home_.start();
+  start();
   std::string const after = cookie();
   EXPECT_NE(before, after);
   EXPECT_EQ(after.size(), zeva::kSecretLength);
