@@ -4,7 +4,6 @@
 #include "nvreg.h"
 #include "proof.h"
 
-#include <asio/buffer.hpp>
 #include <asio/post.hpp>
 #include <asio/write.hpp>
 
@@ -39,7 +38,7 @@ Session::Session(Socket socket, uint16_t port, Store& store, std::string const& 
 void Session::start() {
   asio::error_code error;
   socket_.non_blocking(true, error);
-  if (!error) serve(false);
+  if (!error) serve();
 }
 
 void Session::close() {
@@ -48,42 +47,50 @@ void Session::close() {
 }
 
 // Answers what has arrived, and waits for more. Returning without a wait ends the session.
-void Session::serve(bool woken) {
+void Session::serve() {
   for (int i = 0; i < kCallsInARow; ++i) {
-    Input const input = receive(std::exchange(woken, false));
+    Input const input = receive();
     if (input == Input::kNothing) return wait();
     if (input == Input::kLost || !answer_message() || !send()) return;
   }
-  asio::post(socket_.get_executor(), [self = shared_from_this()] { self->serve(true); });
+  asio::post(socket_.get_executor(), [self = shared_from_this()] { self->serve(); });
 }
 
 void Session::wait() {
-  socket_.async_wait(Socket::wait_read, [self = shared_from_this()](asio::error_code error) {
-    if (!error) self->serve(true);
+  socket_.async_read_some(room(), [self = shared_from_this()](asio::error_code error, size_t got) {
+    if (error) return;
+    self->take(got);
+    self->serve();
   });
 }
 
-// A frame comes whole in one piece, as a rule. Memory follows what arrives. When nothing is said to
-// have come, only polling looks for it: a look in vain costs as much as the wait that follows it.
-Session::Input Session::receive(bool woken) {
-  char piece[64 * 1024];
+// A frame comes whole in one piece, as a rule. Polling looks for the next one.
+Session::Input Session::receive() {
   Input input;
-  while ((input = has_message()) == Input::kNothing) {
-    size_t const room =
-        stage_ == Stage::kCalls ? sizeof piece : kFrameHeader + kMaxGreeting - unanswered().size();
+  while ((input = has_message()) == Input::kNothing && stage_ == Stage::kCalls) {
     size_t got = 0;
     asio::error_code error;
     auto const look = [&] {
-      got = socket_.read_some(asio::buffer(piece, room), error);
+      got = socket_.read_some(room(), error);
       return error != asio::error::would_block;
     };
-    if (!(woken ? look() : stage_ == Stage::kCalls && polling_.poll(look))) return Input::kNothing;
+    if (!polling_.poll(look)) return Input::kNothing;
     if (error) return Input::kLost;
-    woken = got == room;
-    input_.erase(0, std::exchange(answered_, 0));
-    input_.append(piece, got);
+    take(got);
   }
   return input;
+}
+
+// Where the next piece goes. Memory follows what arrives.
+asio::mutable_buffer Session::room() {
+  size_t const most =
+      stage_ == Stage::kCalls ? sizeof piece_ : kFrameHeader + kMaxGreeting - unanswered().size();
+  return asio::buffer(piece_, most);
+}
+
+void Session::take(size_t got) {
+  input_.erase(0, std::exchange(answered_, 0));
+  input_.append(piece_, got);
 }
 
 Session::Input Session::has_message() const {
@@ -182,7 +189,7 @@ bool Session::send() {
   asio::async_write(socket_, asio::buffer(frame_) + sent,
                     [self = shared_from_this()](asio::error_code failure, size_t) {
                       empty(self->frame_);
-                      if (!failure && !self->refused_) self->serve(false);
+                      if (!failure && !self->refused_) self->serve();
                     });
   return false;
 }

@@ -1,13 +1,14 @@
 // One client's connection: both prove that they know the cookie, then one call after the other.
 //
 // A client that breaks a rule loses its connection and nothing else happens. Until it has proved
-// itself it can make the server hold no more than a small frame.
+// itself it can make the server hold no more than this object and a small frame.
 #pragma once
 
 #include "frame.h"
 #include "polling.h"
 #include "store.h"
 
+#include <asio/buffer.hpp>
 #include <asio/generic/stream_protocol.hpp>
 
 #include <stdint.h>
@@ -37,9 +38,11 @@ class Session : public std::enable_shared_from_this<Session> {
   enum class Stage { kGreeting, kProof, kCalls };  // what the next message is
   enum class Input { kMessage, kNothing, kLost };
 
-  void serve(bool woken);
+  void serve();
   void wait();
-  [[nodiscard]] Input receive(bool woken);
+  [[nodiscard]] Input receive();
+  void take(size_t got);
+  [[nodiscard]] asio::mutable_buffer room();
   [[nodiscard]] Input has_message() const;
   [[nodiscard]] std::string_view unanswered() const;
   [[nodiscard]] bool answer_message();
@@ -57,6 +60,7 @@ class Session : public std::enable_shared_from_this<Session> {
   Stage stage_ = Stage::kGreeting;
   bool refused_ = false;
   Polling polling_;
+  char piece_[16 * 1024];  // of what arrives
   std::string expected_proof_;
   std::string input_;    // frames that have arrived, and what has of another one
   size_t answered_ = 0;  // bytes of it
