@@ -7,6 +7,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 namespace zeva {
@@ -104,12 +105,15 @@ int RedoLog::open(std::string const& path, uint64_t generation) {
 // Two calls, neither of which can be spared. The name tells whether the file was removed, renamed
 // or replaced, and its length. A copy over the file in place keeps all but the length, and that may
 // by chance be the same: then what was written last is not there as a rule, for its CRC covers the
-// generation, the place and the change.
+// generation, the place and the change. Its times are not asked for: a file whose times
+// were looked at gets new ones with its next record, which costs as much as writing that.
 bool RedoLog::is_untouched() const {
-  struct stat named;
-  if (lstat(path_.c_str(), &named) != 0) return false;
-  if (named.st_ino != inode_ || named.st_dev != device_) return false;
-  if (static_cast<uint64_t>(named.st_size) != size_) return false;
+  struct statx named;
+  if (statx(AT_FDCWD, path_.c_str(), AT_SYMLINK_NOFOLLOW, STATX_INO | STATX_SIZE, &named) != 0)
+    return false;
+  if (named.stx_ino != inode_ || makedev(named.stx_dev_major, named.stx_dev_minor) != device_)
+    return false;
+  if (named.stx_size != size_) return false;
   char found[kLogHeader];
   ssize_t const length = pread(file_.get(), found, last_.size(), static_cast<off_t>(last_place_));
   return length >= 0 && std::string_view(found, static_cast<size_t>(length)) == last_;
