@@ -29,7 +29,8 @@ class NumberedTexts {
   [[nodiscard]] int32_t remove(Predicate const& wanted);
 
  private:
-  [[nodiscard]] bool ends_at(uint32_t number) const;
+  [[nodiscard]] int32_t append_at(uint32_t& number, std::string const& text);
+  [[nodiscard]] int32_t add_at(uint32_t number, std::string const& text);
   std::string name(uint32_t index) const { return prefix_ + std::to_string(index + 1); }
 
   _NvPolComHandle* key_;

@@ -1,5 +1,7 @@
 #include "objects.h"
 
+#include "addvalue.h"
+
 #include <string.h>
 
 namespace zeva {
@@ -181,6 +183,15 @@ int32_t set_text(_NvPolComHandle* key, char const* name, std::string_view text) 
   std::string const data(text);
   int32_t status = NVREG_OK;
   nvreg_setValue(key, name, NVREG_STRING, reinterpret_cast<unsigned char const*>(data.c_str()),
+                 static_cast<uint32_t>(data.size() + 1), &status);
+  return status;
+}
+
+int32_t add_text(_NvPolComHandle* key, char const* name, char const* after, std::string_view text) {
+  std::string const data(text);
+  int32_t status = NVREG_OK;
+  nvreg_addValue(key, name, after, NVREG_STRING,
+                 reinterpret_cast<unsigned char const*>(data.c_str()),
                  static_cast<uint32_t>(data.size() + 1), &status);
   return status;
 }

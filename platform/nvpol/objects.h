@@ -95,6 +95,10 @@ void set_order(_NvPolComHandle* parent, char const* container, char const* name,
 [[nodiscard]] int32_t enum_text(_NvPolComHandle* key, uint32_t index, std::string& name,
                                 std::string& text);
 [[nodiscard]] int32_t set_text(_NvPolComHandle* key, char const* name, std::string_view text);
+// Only where there is none of that name, else NVREG_EXISTS, and, unless `after` is null, one of
+// that name, else NVREG_NOT_FOUND.
+[[nodiscard]] int32_t add_text(_NvPolComHandle* key, char const* name, char const* after,
+                               std::string_view text);
 [[nodiscard]] int32_t get_number(_NvPolComHandle* key, char const* name, uint32_t& number);
 [[nodiscard]] int32_t set_number(_NvPolComHandle* key, char const* name, uint32_t number);
 [[nodiscard]] int32_t delete_value(_NvPolComHandle* key, char const* name);

@@ -1,5 +1,6 @@
 #include "nvreg.h"
 
+#include "addvalue.h"
 #include "connection.h"
 #include "port.h"
 #include "regpath.h"
@@ -87,6 +88,21 @@ Call call_on(_NvPolComHandle const* key, zeva::wire::Action action) {
   int32_t status = zeva::check_name(name);
   if (status >= 0) call.set_name(name);
   return status;
+}
+
+[[nodiscard]] int32_t set_value(_NvPolComHandle const* key, char const* name, _NvRegDataType type,
+                                unsigned char const* data, uint32_t length, bool add,
+                                char const* after) {
+  if (!is_key(key) || (!data && length > 0)) return NVREG_BAD_ARGUMENT;
+  if (length > NVREG_MAX_VALUE) return NVREG_VALUE_TOO_LONG;
+  Call call = call_on(key, zeva::wire::SET_VALUE);
+  int32_t const named = set_name(call, name);
+  if (named < 0) return named;
+  call.set_type(static_cast<uint32_t>(type));
+  if (length > 0) call.set_data(data, length);
+  call.set_add(add);
+  if (after) call.set_after(after);
+  return send(key, call);
 }
 
 [[nodiscard]] int32_t open_key(_NvPolComHandle* parent, char const* path, zeva::wire::Action action,
@@ -203,16 +219,12 @@ void nvreg_deleteValue(_NvPolComHandle* key, const char* name, int32_t* status) 
 
 void nvreg_setValue(_NvPolComHandle* key, const char* name, _NvRegDataType type,
                     const unsigned char* data, uint32_t length, int32_t* status) {
-  *status = guarded([&] {
-    if (!is_key(key) || (!data && length > 0)) return NVREG_BAD_ARGUMENT;
-    if (length > NVREG_MAX_VALUE) return NVREG_VALUE_TOO_LONG;
-    Call call = call_on(key, zeva::wire::SET_VALUE);
-    int32_t named = set_name(call, name);
-    if (named < 0) return named;
-    call.set_type(static_cast<uint32_t>(type));
-    if (length > 0) call.set_data(data, length);
-    return send(key, call);
-  });
+  *status = guarded([&] { return set_value(key, name, type, data, length, false, nullptr); });
+}
+
+void nvreg_addValue(_NvPolComHandle* key, const char* name, const char* after, _NvRegDataType type,
+                    const unsigned char* data, uint32_t length, int32_t* status) {
+  *status = guarded([&] { return set_value(key, name, type, data, length, true, after); });
 }
 
 void nvreg_queryValue(_NvPolComHandle* key, const char* name, _NvRegDataType* type,

@@ -34,9 +34,12 @@ Key* find_key(Key& top, std::string_view path) {
   return doomed == &key ? NVREG_BAD_ARGUMENT : NVREG_OK;
 }
 
-[[nodiscard]] int32_t check_set(wire::Call const& change) {
+[[nodiscard]] int32_t check_set(Key const& key, wire::Call const& change) {
   int32_t status = check_name(change.name());
-  return status < 0 ? status : check_value(change.type(), change.data());
+  if (status >= 0) status = check_value(change.type(), change.data());
+  if (status < 0 || !change.add()) return status;
+  if (key.values.find(change.name())) return NVREG_EXISTS;
+  return change.after().empty() || key.values.find(change.after()) ? NVREG_OK : NVREG_NOT_FOUND;
 }
 
 void delete_key(Key& top, std::string_view path) {
@@ -89,7 +92,7 @@ int32_t check(Key const& root, wire::Call const& change, bool& changes_nothing) 
     case wire::DELETE_KEY:
       return check_delete(*key, change);
     case wire::SET_VALUE:
-      return check_set(change);
+      return check_set(*key, change);
     case wire::DELETE_VALUE:
       return key->values.find(change.name()) ? NVREG_OK : NVREG_NOT_FOUND;
     default:

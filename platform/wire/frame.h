@@ -15,7 +15,7 @@
 
 namespace zeva {
 
-inline constexpr uint32_t kWireVersion = 2;
+inline constexpr uint32_t kWireVersion = 3;
 inline constexpr size_t kFrameHeader = 4;             // bytes
 inline constexpr size_t kMaxFrame = size_t{4} << 20;  // bytes of message in a frame
 inline constexpr size_t kMaxGreeting = 256;  // the same, until both sides proved themselves

@@ -1,11 +1,15 @@
 // The bundled policy library where its wrappers do not reach: records and buffers at
 // their bounds, texts and handles that are none.
 
+#include "nvaddresslist.h"
 #include "nvpol.h"
 #include "policy_store.h"
 #include "textfield.h"
 
 #include <string.h>
+
+#include <set>
+#include <thread>
 
 namespace {
 
@@ -78,6 +82,28 @@ TEST_F(PolicyLibrary, TellsTheLengthsOfAnOutcomeThatDoesNotFit) {
   EXPECT_STREQ(name, "old name");
   EXPECT_STREQ(value, "old value");
   close(task);
+}
+
+// However their calls fall between each other's: none is written over, and no gap ends the list.
+TEST_F(PolicyLibrary, TwoWhoLengthenAListLoseNoAddress) {
+  constexpr size_t kEach = 500;
+  _NvPolAddrListAttr const attributes = {};
+  close(nvpol_createAddrList(key_.get(), "l", &attributes, &status_));
+  auto const lengthen = [this](std::string const& host) {
+    NvPoRegistry own(home_.address());
+    OpenKey list(own, kPolicy + "\\AddressList\\l");
+    int32_t status = NVREG_OK;
+    for (size_t i = 0; i < kEach && status == NVREG_OK; ++i)
+      nvpol_insertAddress(list.get(), (std::to_string(i) + host).c_str(), &status);
+    EXPECT_EQ(status, NVREG_OK);
+  };
+  std::thread other(lengthen, "@a.example");
+  lengthen("@b.example");
+  other.join();
+  Texts addresses;
+  EXPECT_EQ(NvAddresslist(kPolicy, home_.address()).getaddress("l", addresses), 0);
+  EXPECT_EQ(std::set(addresses.begin(), addresses.end()).size(), 2 * kEach);
+  EXPECT_EQ(addresses.size(), 2 * kEach);
 }
 
 }  // namespace
