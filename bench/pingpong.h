@@ -1,5 +1,5 @@
-// What a value costs where nothing is looked at and nothing understood: a blocking TCP exchange of
-// 150 and 16 bytes whose server appends 170 bytes to a file.
+// What a value costs where nothing is looked at and nothing understood: a blocking exchange of 150
+// and 16 bytes, over TCP or a Unix socket, whose server appends 170 bytes to a file.
 #pragma once
 
 #include "scratch.h"
@@ -9,9 +9,12 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <cstdint>
+#include <string>
+#include <utility>
 
 namespace zeva {
 
@@ -49,17 +52,24 @@ inline int connect_to(uint16_t port) {
   return socket;
 }
 
+inline int connect_to(std::string const& path) {
+  int const socket = ::socket(AF_UNIX, SOCK_STREAM, 0);
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  path.copy(address.sun_path, sizeof address.sun_path - 1);
+  if (connect(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) return socket;
+  close(socket);
+  return -1;
+}
+
+enum class Transport { kTcp, kUnix };
+
 class PingPong {
  public:
   // Its file is in a folder below that one: on the disk of the store that it is compared with.
-  explicit PingPong(std::string const& below = "/tmp")
-      : folder_(below), listener_(listen_on_loopback(port_)), server_([this] { serve(); }) {
-    socket_ = connect_to(port_);
-    if (socket_ < 0) fail("connect");
-  }
-  ~PingPong() {
-    close(socket_);
-    close(listener_);
+  explicit PingPong(Transport transport, std::string const& below = "/tmp")
+      : folder_(below), ends_(transport), server_([this] { serve(); }) {
+    close(std::exchange(ends_.server, -1));
   }
   PingPong(PingPong const&) = delete;
   PingPong& operator=(PingPong const&) = delete;
@@ -67,28 +77,54 @@ class PingPong {
   void exchange(int times) {
     char bytes[150] = {};
     for (int i = 0; i < times; ++i) {
-      if (send(socket_, bytes, sizeof bytes, 0) != sizeof bytes) fail("send");
-      if (recv(socket_, bytes, 16, MSG_WAITALL) != 16) fail("recv");
+      if (send(ends_.client, bytes, sizeof bytes, 0) != sizeof bytes) fail("send");
+      if (recv(ends_.client, bytes, 16, MSG_WAITALL) != 16) fail("recv");
     }
   }
 
  private:
+  // Of one connection.
+  struct Ends {
+    explicit Ends(Transport transport) {
+      if (transport == Transport::kUnix) {
+        int both[2];
+        if (socketpair(AF_UNIX, SOCK_STREAM, 0, both) != 0) fail("socketpair");
+        client = both[0];
+        server = both[1];
+        return;
+      }
+      uint16_t port;
+      int const listener = listen_on_loopback(port);
+      client = connect_to(port);
+      server = accept(listener, nullptr, nullptr);
+      if (client < 0 || server < 0) fail("connect");
+      send_at_once(server);
+      close(listener);
+    }
+    ~Ends() {
+      close(client);
+      close(server);
+    }
+    Ends(Ends const&) = delete;
+    Ends& operator=(Ends const&) = delete;
+
+    int client;
+    int server;
+  };
+
   void serve() {
+    close(ends_.client);
     int const file = open((folder_ / "log").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-    int const socket = accept(listener_, nullptr, nullptr);
-    send_at_once(socket);
     char bytes[170] = {};
-    while (recv(socket, bytes, 150, MSG_WAITALL) == 150) {
+    while (recv(ends_.server, bytes, 150, MSG_WAITALL) == 150) {
       if (write(file, bytes, sizeof bytes) != sizeof bytes) fail("write");
-      if (send(socket, bytes, 16, 0) != 16) fail("send");
+      if (send(ends_.server, bytes, 16, 0) != 16) fail("send");
     }
   }
 
   Folder const folder_;
-  uint16_t port_ = 0;
-  int listener_;
+  Ends ends_;
   Child server_;
-  int socket_ = -1;
 };
 
 }  // namespace zeva

@@ -4,9 +4,10 @@
 // The first peer is a bare exchange: blocking TCP of 150 and 16 bytes whose server appends 170
 // bytes to a file: what a value costs where nothing is looked at and nothing understood. It appends
 // in the rows of reading, too, where our server writes nothing. The second is Redis, whose hashes
-// stand for keys: one HSET a value, into its append-only file, which it does not sync either. All
-// take turns; a figure is the median of five. On one core client and server share it, as on a busy
-// gateway.
+// stand for keys: one HSET a value, into its append-only file, which it does not sync either. Ours
+// goes over a Unix socket; on one core, where the transport counts most, both peers do so, too, in
+// rows of their own. All take turns; a figure is the median of five. On one core client and server
+// share it, as on a busy gateway.
 #include "figures.h"
 #include "nvpol.h"
 #include "nvreg.h"
@@ -49,10 +50,10 @@ uint16_t free_port() {
 
 class Redis {
  public:
-  Redis() : server_([this] { serve(); }) {
+  explicit Redis(Transport transport) : server_([this] { serve(); }) {
     for (int i = 0; i < 500 && socket_ < 0; ++i) {
       usleep(10000);
-      socket_ = connect_to(port_);
+      socket_ = transport == Transport::kTcp ? connect_to(port_) : connect_to(folder_ / "socket");
     }
     if (socket_ < 0) fail("redis-server");
   }
@@ -82,9 +83,9 @@ class Redis {
 
   void serve() {
     execlp("redis-server", "redis-server", "--port", std::to_string(port_).c_str(), "--bind",
-           "127.0.0.1", "--dir", (folder_ / "").c_str(), "--logfile", "/dev/null", "--save", "",
-           "--appendonly", "yes", "--appendfsync", "no", "--auto-aof-rewrite-percentage", "0",
-           nullptr);
+           "127.0.0.1", "--unixsocket", (folder_ / "socket").c_str(), "--dir",
+           (folder_ / "").c_str(), "--logfile", "/dev/null", "--save", "", "--appendonly", "yes",
+           "--appendfsync", "no", "--auto-aof-rewrite-percentage", "0", nullptr);
     fail("redis-server");
   }
 
@@ -216,27 +217,35 @@ struct Row {
   std::function<void(Redis&)> of_redis;  // none where it takes no part
 };
 
-void print_rate(Cores const& cores, std::string const& what, double ours, char const* peer,
-                double theirs, double aim) {
-  print_row({cores.block, what.c_str(), "/s", ours, peer, theirs, Aim::kAtLeast, aim});
-}
+struct Peer {
+  char const* name;
+  double aim;
+  std::function<void()> work;
+  std::vector<double> seconds = {};
+};
 
 // Ours and the peers in turn, so many calls each; the rate of ours.
 double compare(Cores const& cores, Row const& row, int times) {
   Registry registry;
-  PingPong ping_pong;
-  Redis redis;
+  PingPong bare(Transport::kTcp), bare_unix(Transport::kUnix);
+  Redis redis(Transport::kTcp), redis_unix(Transport::kUnix);
+  std::vector<Peer> peers{{"bare exchange", row.aim, [&] { bare.exchange(times); }}};
+  if (row.of_redis) peers.push_back({"Redis HSET", row.aim_of_redis, [&] { row.of_redis(redis); }});
+  if (cores.one) {
+    peers.push_back({"bare exchange, Unix socket", 0, [&] { bare_unix.exchange(times); }});
+    if (row.of_redis)
+      peers.push_back({"Redis HSET, Unix socket", 0, [&] { row.of_redis(redis_unix); }});
+  }
   registry.store(times, times);  // what reading reads
-  std::vector<double> ours, bare, redis_own;
+  std::vector<double> ours;
   for (int i = 0; i < kTurns; ++i) {
     ours.push_back(seconds_of([&] { row.work(registry); }));
-    bare.push_back(seconds_of([&] { ping_pong.exchange(times); }));
-    if (row.of_redis) redis_own.push_back(seconds_of([&] { row.of_redis(redis); }));
+    for (Peer& peer : peers) peer.seconds.push_back(seconds_of(peer.work));
   }
   double const rate = times / median(ours);
-  print_rate(cores, row.what, rate, "bare exchange", times / median(bare), row.aim);
-  if (row.of_redis)
-    print_rate(cores, row.what, rate, "Redis HSET", times / median(redis_own), row.aim_of_redis);
+  for (Peer const& peer : peers)
+    print_row({cores.block, row.what.c_str(), "/s", rate, peer.name, times / median(peer.seconds),
+               Aim::kAtLeast, peer.aim});
   return rate;
 }
 

@@ -109,7 +109,7 @@ Measured measure(int size) {
   int const before = count_values();
   int values = 0;
   std::vector<double> runs, floors, peaks;
-  PingPong peer(home(""));
+  PingPong peer(Transport::kTcp, home(""));
   for (int turn = 0; turn < kTurns; ++turn) {
     forget_store();
     runs.push_back(seconds_of([&] { migrate(package); }));
