@@ -54,6 +54,7 @@ int main(int argc, char** argv) {
   }
   signal(SIGPIPE, SIG_IGN);
   signal(SIGHUP, SIG_IGN);
+  signal(SIGIO, SIG_IGN);  // of a lease, see filewatch.cpp
   if (background) zeva::go_to_background();
   try {
     return serve(background);

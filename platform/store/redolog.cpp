@@ -98,17 +98,19 @@ int RedoLog::open(std::string const& path, uint64_t generation) {
   last_ = empty_log(generation);
   last_place_ = 0;
   size_ = last_.size();
+  watch_.open(path, file_.get());
   healthy_ = is_untouched();
   return healthy_ ? 0 : EIO;
 }
 
-// Two calls, neither of which can be spared. The name tells whether the file was removed, renamed
-// or replaced, and its length. A copy over the file in place keeps all but the length, and that may
-// by chance be the same: then what was written last is not there as a rule, for its CRC covers the
-// generation, the place and the change. Its times are not asked for: a file whose times
-// were looked at gets new ones with its next record, which costs as much as writing that.
-bool RedoLog::is_untouched() const {
+// The name tells whether the file was removed, renamed or replaced, and its length. A copy over the
+// file in place keeps all but the length, and that may by chance be the same: then what was written
+// last is not there as a rule, for its CRC covers the generation, the place and the change. Who has
+// copied is noticed in any case when he is done. The file's times are not asked for: looked at,
+// they change with the next record, which costs as much as writing that.
+bool RedoLog::is_untouched() {
   struct statx named;
+  if (!watch_.is_quiet() && watch_.was_written()) return false;
   if (statx(AT_FDCWD, path_.c_str(), AT_SYMLINK_NOFOLLOW, STATX_INO | STATX_SIZE, &named) != 0)
     return false;
   if (named.stx_ino != inode_ || makedev(named.stx_dev_major, named.stx_dev_minor) != device_)
@@ -116,7 +118,9 @@ bool RedoLog::is_untouched() const {
   if (named.stx_size != size_) return false;
   char found[kLogHeader];
   ssize_t const length = pread(file_.get(), found, last_.size(), static_cast<off_t>(last_place_));
-  return length >= 0 && std::string_view(found, static_cast<size_t>(length)) == last_;
+  if (length < 0 || std::string_view(found, static_cast<size_t>(length)) != last_) return false;
+  watch_.settle();
+  return true;
 }
 
 int RedoLog::append(wire::Call const& change) {

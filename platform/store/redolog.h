@@ -6,6 +6,7 @@
 #pragma once
 
 #include "files.h"
+#include "filewatch.h"
 #include "tree.h"
 
 #include <stddef.h>
@@ -38,8 +39,11 @@ class RedoLog {
   [[nodiscard]] int open(std::string const& path, uint64_t generation);
 
   // Whether the file is still what this object wrote: false when it was replaced, cut, extended or
-  // overwritten, as far as its length and what was written last tell.
-  [[nodiscard]] bool is_untouched() const;
+  // written to.
+  [[nodiscard]] bool is_untouched();
+
+  // The same at less cost, but a folder above the log's that was renamed goes unnoticed.
+  [[nodiscard]] bool is_left_alone() { return watch_.is_quiet() || is_untouched(); }
 
   // Appends a change; after a failure nothing of it is left, unless healthy() says otherwise.
   [[nodiscard]] int append(wire::Call const& change);
@@ -54,6 +58,7 @@ class RedoLog {
  private:
   std::string path_;
   Descriptor file_;
+  FileWatch watch_;
   dev_t device_ = 0;
   ino_t inode_ = 0;
   uint64_t generation_ = 0;

@@ -141,7 +141,7 @@ bool Store::put_in_place(bool new_backup, std::string& why) {
   if (new_backup && failed(rename_file(backup_ + ".new", backup_), backup_, why)) return false;
   if (failed(rename_file(snapshot_ + ".new", snapshot_), snapshot_, why)) return false;
   // From here on only a log of the new generation may be written.
-  RedoLog const old = std::exchange(log_, RedoLog());
+  RedoLog old = std::exchange(log_, RedoLog());
   ++generation_;
   if (lstat(snapshot_.c_str(), &snapshot_stat_) != 0) return !failed(errno, snapshot_, why);
   if (failed(sync_folder(folder_), folder_, why)) return false;
@@ -156,7 +156,7 @@ int32_t Store::change(wire::Call const& call) {
   int32_t status = check(*root_, call, changes_nothing);
   if (status < 0 || changes_nothing) return status;
   if (!log_.healthy()) return NVREG_STORE_WRITE;
-  if (!log_.is_untouched()) return NVREG_STORE_DAMAGED;
+  if (!log_.is_left_alone()) return NVREG_STORE_DAMAGED;
   if (log_.append(call) != 0) return NVREG_STORE_WRITE;
   apply(*root_, call);
   return NVREG_OK;
@@ -173,7 +173,7 @@ int32_t Store::refresh(std::string& note) {
   return log_.healthy() ? NVREG_OK : NVREG_STORE_WRITE;
 }
 
-bool Store::was_restored(RedoLog const& log, std::string& why) const {
+bool Store::was_restored(RedoLog& log, std::string& why) const {
   if (!log.healthy() || (log.is_untouched() && snapshot_is_untouched())) return false;
   why = snapshot_ + ": restored while a new one was written; the new one is dropped";
   return true;

@@ -51,7 +51,7 @@ class Store {
                                      std::string& why);
   [[nodiscard]] bool put_in_place(bool new_backup, std::string& why);
   // Whether someone wrote over the files since `log` was opened; false for a log that never was.
-  [[nodiscard]] bool was_restored(RedoLog const& log, std::string& why) const;
+  [[nodiscard]] bool was_restored(RedoLog& log, std::string& why) const;
   [[nodiscard]] bool snapshot_is_untouched() const;
 
   std::string const folder_;

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/stat.h>
@@ -219,6 +220,49 @@ TEST_F(Restore, AnotherFileOfTheSameBytesIsNoticed) {
   fs::remove(home_.config("cFlt_db.xml.redo"));
   restore();
   EXPECT_EQ(client.create("stray"), NVREG_STORE_DAMAGED);
+}
+
+// Once somebody has had the log open for writing it is the server's no more, whatever he wrote, and
+// while he has it open it is looked at. Who only reads is let be.
+TEST_F(Restore, WhoWritesToTheLogIsNoticed) {
+  std::string const log = home_.config("cFlt_db.xml.redo");
+  zeva::Descriptor opened;
+  struct {
+    char const* what;
+    std::function<void(RegistryClient&)> work;
+    bool harmless;
+  } const cases[] = {{"reads", [&](auto&) { read_text(log); }, true},
+                     {"copies the same bytes over it",
+                      [&](auto&) {
+                        back_up();
+                        copy(backup_, config_, Files(kFiles).subspan(1, 1));
+                      },
+                      false},
+                     {"opens it, and cuts it after another change",
+                      [&](RegistryClient& client) {
+                        opened = zeva::Descriptor(open(log.c_str(), O_WRONLY));
+                        ASSERT_EQ(client.create("between"), NVREG_OK);
+                        ASSERT_EQ(
+                            ftruncate(opened.get(), static_cast<off_t>(fs::file_size(log)) - 1), 0);
+                      },
+                      false},
+                     {"moves its folder",
+                      [&](auto&) {
+                        fs::rename(home_.config(""), home_.path() + "/old");
+                        fs::create_directory(home_.config(""));
+                      },
+                      false}};
+  for (auto& [what, work, harmless] : cases) {
+    home_.stop();
+    home_.start();
+    RegistryClient client(home_.address());
+    ASSERT_EQ(client.create(what), NVREG_OK);
+    work(client);
+    for (int i = 0; i < 2; ++i)
+      EXPECT_EQ(client.set("registry", "after", NVREG_BINARY, ""),
+                harmless ? NVREG_OK : NVREG_STORE_DAMAGED)
+          << what;
+  }
 }
 
 // Another one of the same length: a start that changes nothing keeps the generation.

@@ -1,0 +1,35 @@
+// Notices that somebody else has opened a file that this process writes to: the kernel tells of
+// each who opens, closes, renames or removes it (inotify), which costs less than to look at the
+// file before each write.
+#pragma once
+
+#include "descriptor.h"
+
+#include <string>
+
+namespace zeva {
+
+class FileWatch {
+ public:
+  // Watches the file at a path, which this process has open for writing as `file`, and its folder.
+  // Where the system has no watch to give, the file is never quiet.
+  void open(std::string const& path, int file);
+
+  // Whether nobody else has opened, renamed or removed the file since settle().
+  [[nodiscard]] bool is_quiet();
+
+  // To be called when the file was found in order: it is quiet from now on, unless somebody else
+  // has it open.
+  void settle();
+
+  // Whether somebody who could write to the file has closed it, as far as is_quiet() knows.
+  [[nodiscard]] bool was_written() const { return written_; }
+
+ private:
+  Descriptor events_;
+  int file_ = -1;
+  bool quiet_ = false;
+  bool written_ = false;
+};
+
+}  // namespace zeva
