@@ -115,11 +115,14 @@ TEST_F(Unpack, WhatCannotBeOpenedLeavesNothingBehind) {
   work_.write("full/file", "keep");
   char const* const script = PACK
       " in pkg; ln -s in link; mkdir -p empty open/mine; chmod 775 open; mkfifo fifo; cd in; "
-      "tar -czf ../up -P ../full; tar -czf ../end misc.txt; cd ..; head -c 5000 end > short; "
-      ": | gzip | cat - old > two; mkdir t; cd t; d=$(printf '%0250d/' $(seq 15)); "
+      "tar -czf ../up -P ../full; tar -czf ../end misc.txt; tar -czf ../tiny -C .. key; "
+      "head -c 2500000 misc.txt > part; tar -czf ../half part; cd ..; head -c 5000 end > short; "
+      ": | gzip | cat - old > two; cat end key > rest; head -c 5M /dev/zero | gzip | cat tiny - > "
+      "long; mkdir t; cd t; d=$(printf '%0250d/' $(seq "
+      "15)); "
       "for i in $(seq 19); do mkdir -p $p$d; ln -s $d ${p}L; echo $p$d; echo ${p}L; p=${p}L/; done "
       "> ../names; tar -czf ../deep --no-recursion -T ../names; cd ..; rm -r t; "
-      "for f in up short two deep; do encipher $f; done";
+      "for f in up short rest long half two deep; do encipher $f; done";
   ASSERT_EQ(sh(script).exit_status, 0);
   std::string const small = "bwrap --dev-bind / / --size 4194304 --tmpfs /mnt " UNPACK;
   struct Case {
@@ -138,6 +141,9 @@ TEST_F(Unpack, WhatCannotBeOpenedLeavesNothingBehind) {
                 "archive"},
            Case{UNPACK " short out",
                 "short: cannot be unpacked: gzip: stdin: unexpected end of file"},
+           Case{
+               UNPACK " rest out",
+               "rest: cannot be unpacked: gzip: stdin: decompression OK, trailing garbage ignored"},
            Case{UNPACK " up out",
                 "up: cannot be unpacked: tar: Removing leading `../' from member names"},
            Case{UNPACK " deep out", "deep: what it holds cannot be read: File name too long"},
@@ -152,9 +158,11 @@ TEST_F(Unpack, WhatCannotBeOpenedLeavesNothingBehind) {
                 ".: is where this command runs; name another folder"},
            Case{small + " pkg /mnt", "/mnt: is a mount point; name a folder in it"},
            Case{small + " pkg /mnt/out", "pkg: holds more than the disk has room for"},
+           Case{small + " half /mnt/out", "/mnt/out/md5.sum: is missing; zeva-pack makes one", 3},
            Case{small + " two /mnt/out", "two: holds more than the disk has room for"},
+           Case{small + " long /mnt/out", "long: holds more than the disk has room for"},
            Case{UNPACK " pkg empty", "pkg: interrupted", 128 + SIGTERM, "tar",
-                "kill -TERM $PPID; sleep 600"},
+                "kill -TERM $(cut -d\" \" -f4 /proc/$PPID/stat); sleep 600"},
            Case{UNPACK " pkg empty", "empty/md5.sum: interrupted", 128 + SIGINT, "md5sum",
                 "kill -INT $PPID; sleep 600"},
            Case{UNPACK " pkg empty", "empty: cannot be made: Not a directory", 1, "md5sum",

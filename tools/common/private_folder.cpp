@@ -42,16 +42,16 @@ bool remove_shallow(char* path, Descriptor const& top, int& moved) {
   return moved > before;
 }
 
+}  // namespace
+
 // What an archive has made may be deeper than a path is long, and than fts goes, and closed to its
 // own owner.
-void remove_tree(char* path) {
-  Descriptor const top(open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+void remove_tree(std::string path) {
+  Descriptor const top(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   int moved = 0;
-  while (remove_shallow(path, top, moved)) {
+  while (remove_shallow(path.data(), top, moved)) {
   }
 }
-
-}  // namespace
 
 PrivateFolder::PrivateFolder(std::string const& parent) : path_(parent + "/.zeva-XXXXXX") {
   if (mkdtemp(path_.data()) == nullptr) {
@@ -61,7 +61,7 @@ PrivateFolder::PrivateFolder(std::string const& parent) : path_(parent + "/.zeva
 }
 
 PrivateFolder::~PrivateFolder() {
-  if (!path_.empty()) remove_tree(path_.data());
+  if (!path_.empty()) remove_tree(path_);
 }
 
 }  // namespace zeva

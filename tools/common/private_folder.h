@@ -6,6 +6,9 @@
 
 namespace zeva {
 
+// Removes a folder with all that is in it, however deep it is and whatever its modes are.
+void remove_tree(std::string path);
+
 class PrivateFolder {
  public:
   // Makes it under a name of its own below `parent`.

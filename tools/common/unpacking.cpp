@@ -4,6 +4,7 @@
 #include "files.h"
 #include "package_key.h"
 #include "package_limits.h"
+#include "private_folder.h"
 
 #include <errno.h>
 #include <stdint.h>
@@ -55,6 +56,34 @@ std::optional<std::string> measure(std::string const& archive, uint64_t room, Ti
   return "is no settings package, or one of another key: what it holds is no gzip archive";
 }
 
+// Unpacks an archive that takes less than half of the room. False for any other, and for one that
+// is not as it should be: a part of it may be in the folder. Whatever is wrong is said on standard
+// error, if only by the shell.
+bool unpacked_at_once(std::string const& archive, std::string const& folder, uint64_t room,
+                      Tick const& tick) {
+  uint64_t const most = std::min(room, uint64_t{kLargestExport}) / 2;
+  CommandResult const done = run_command(
+      {{"sh", "-c",
+        "{ gzip -dc <\"$1\" || echo not all of it >&2; } | head -c \"$2\" | "
+        "tar --extract --file=- --no-same-owner --no-same-permissions --directory=\"$3\"",
+        "sh", archive, std::to_string(most), folder},
+       "",
+       tick});
+  return done.succeeded() && done.error.empty();
+}
+
+// Any archive. As tar unpacks it by itself, which takes other things for an archive than it does of
+// what it is given; so what is wrong with one is told as the migration finds it.
+std::optional<std::string> measure_and_unpack(std::string const& archive, std::string const& folder,
+                                              uint64_t room, Tick const& tick) {
+  if (auto why = measure(archive, room, tick)) return why;
+  auto why = run({{"tar", "--extract", "--gzip", "--file=" + archive, "--force-local",
+                   "--no-same-owner", "--no-same-permissions", "--directory=" + folder},
+                  "",
+                  tick});
+  return why && signal_received() == 0 ? "cannot be unpacked: " + *why : why;
+}
+
 std::optional<std::string> open_copy(std::string const& package, std::string const& copy,
                                      std::string const& key, std::string const& folder,
                                      Tick const& tick) {
@@ -65,13 +94,12 @@ std::optional<std::string> open_copy(std::string const& package, std::string con
   int const error = write_new_file(key, std::string(kPackageKey.begin(), kPackageKey.end()));
   if (error != 0) return std::string("the package key cannot be written: ") + strerror(error);
   if (auto why = run({{"rc4", "-dec", "-in", copy, "-key", key}, "", tick})) return why;
-  if (auto why = measure(copy, room_in(folder), tick)) return why;
   unsetenv("TAR_OPTIONS");  // which the migration does not go by either
-  auto why = run({{"tar", "--extract", "--gzip", "--file=" + copy, "--force-local",
-                   "--no-same-owner", "--no-same-permissions", "--directory=" + folder},
-                  "",
-                  tick});
-  return why && signal_received() == 0 ? "cannot be unpacked: " + *why : why;
+  uint64_t const room = room_in(folder);
+  if (unpacked_at_once(copy, folder, room, tick)) return std::nullopt;
+  remove_tree(folder);
+  if (mkdir(folder.c_str(), 0700) != 0) return folder + " cannot be made: " + strerror(errno);
+  return measure_and_unpack(copy, folder, room, tick);
 }
 
 }  // namespace
