@@ -1,4 +1,4 @@
-// The commands of a run as a shell runs them: what opening a package costs at least.
+// The commands of a run as one shell runs them: what a run, or opening a package, costs at least.
 #pragma once
 
 #include "package_key.h"
@@ -48,6 +48,15 @@ inline std::string opening(std::string const& package, std::string const& key,
   std::string const copy = folder + ".copy";
   return "cp -pf " + package + ' ' + copy + " && rc4 -dec -in " + copy + " -key " + key +
          " && cd " + folder + " && tar zxf " + copy + " && md5sum -c md5.sum";
+}
+
+// What a run does besides: it looks four times for the server, copies the store's three files, and
+// removes what was unpacked one by one. The server's start and stop are not among it.
+inline std::string rest_of_run(std::string const& config, std::string const& folder) {
+  return "for i in 1 2 3 4; do ps -ef | grep regserver | grep -v grep; done; "
+         "for file in " +
+         config + "/cFlt_db.xml*; do cp -pf $file " + config + "/backup/; done; for entry in " +
+         folder + "/*; do rm -rf $entry; done";
 }
 
 }  // namespace zeva
