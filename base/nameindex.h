@@ -10,6 +10,7 @@
 
 #include "namehash.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -23,16 +24,18 @@ namespace zeva {
 template <class Handle>
 class NameIndex {
  public:
-  // Before a first name is added and after clear(). Lookups find nothing then.
+  // Before there is room for a first name and after clear(). Lookups find nothing then.
   [[nodiscard]] bool empty() const { return slots_.empty(); }
   void clear() { slots_.clear(); }
 
-  // Empties the index and makes room for so many names.
-  void reset(size_t names) {
-    size_t size = kFewest;
-    while (size / 2 < names) size *= 2;
-    slots_.assign(size, Slot());
+  // Makes room for so many names in all, or for twice as many as there was.
+  void reserve(size_t names) {
+    if (slots_for(names) <= slots_.size()) return;
+    std::vector<Slot> former(std::max({slots_for(names), 2 * slots_.size(), kFewest}));
+    slots_.swap(former);
     taken_ = 0;
+    for (Slot const& slot : former)
+      if (slot.handle) put(slot);
   }
 
   // The handle under a name; `name_of` gives the name of a handle's item.
@@ -43,10 +46,8 @@ class NameIndex {
 
   // Adds a handle under a name that is not there.
   void add(uint32_t hash, Handle handle) {
-    if (slots_.empty()) reset(1);
-    if (2 * (taken_ + 1) > slots_.size()) double_slots();
-    slots_[free_slot(slots_, hash)] = {handle, hash};
-    ++taken_;
+    reserve(slots_.empty() ? 1 : taken_ + 1);
+    put({handle, hash});
   }
 
   // Takes out and gives back the handle under a name.
@@ -58,7 +59,7 @@ class NameIndex {
     if (!removed) return removed;
     // Whatever was put further on because this slot was taken moves up.
     for (size_t at = next(hole); slots_[at].handle; at = next(at)) {
-      if (distance(slots_[at].hash, at) < distance(hole, at)) continue;
+      if (distance(home(slots_[at].hash), at) < distance(hole, at)) continue;
       slots_[hole] = slots_[at];
       hole = at;
     }
@@ -71,46 +72,50 @@ class NameIndex {
   // index is a miss in the caches. (A function that prefetched by itself would count as one without
   // any effect, and be left out.)
   [[nodiscard]] void const* place(uint32_t hash) const {
-    return slots_.empty() ? nullptr : &slots_[hash & mask()];
+    return slots_.empty() ? nullptr : &slots_[home(hash)];
   }
 
  private:
   static constexpr size_t kFewest = 4;  // slots: most keys of a store hold an item or two
+  static constexpr size_t kLine = 64;   // bytes that the caches fetch at once
 
   struct Slot {
     [[no_unique_address]] Handle handle{};  // none in a free slot; lends the hash its padding
     uint32_t hash = 0;
   };
 
-  // The slot that a new name would take.
-  static size_t free_slot(std::vector<Slot> const& slots, uint32_t hash) {
-    size_t const mask = slots.size() - 1;
-    size_t at = hash & mask;
-    while (slots[at].handle) at = (at + 1) & mask;
-    return at;
+  // A third stays free: with less, searches are longer; with more, less of the table fits into the
+  // caches.
+  static size_t slots_for(size_t names) { return names + names / 2 + 1; }
+
+  void put(Slot slot) {
+    size_t at = home(slot.hash);
+    while (slots_[at].handle) at = next(at);
+    slots_[at] = slot;
+    ++taken_;
   }
 
   // The slot of that name, or the free one that it would take.
   template <class NameOf>
   [[nodiscard]] size_t slot_of(std::string_view name, uint32_t hash, NameOf name_of) const {
-    size_t at = hash & mask();
+    size_t at = home(hash);
+    // Every other search or so goes on in the next line, and should not wait a second time.
+    __builtin_prefetch(&slots_[std::min(at + kLine / sizeof(Slot), slots_.size() - 1)]);
     while (slots_[at].handle && (slots_[at].hash != hash || name_of(slots_[at].handle) != name))
       at = next(at);
     return at;
   }
 
-  [[nodiscard]] size_t mask() const { return slots_.size() - 1; }
-  [[nodiscard]] size_t next(size_t slot) const { return (slot + 1) & mask(); }
-  [[nodiscard]] size_t distance(size_t from, size_t to) const { return (to - from) & mask(); }
-
-  void double_slots() {
-    std::vector<Slot> doubled(2 * slots_.size());
-    for (Slot const& slot : slots_)
-      if (slot.handle) doubled[free_slot(doubled, slot.hash)] = slot;
-    slots_.swap(doubled);
+  // Where the search for a hash begins: they are spread evenly over however many slots.
+  [[nodiscard]] size_t home(uint32_t hash) const {
+    return static_cast<size_t>(uint64_t{hash} * slots_.size() >> 32);
+  }
+  [[nodiscard]] size_t next(size_t slot) const { return slot + 1 == slots_.size() ? 0 : slot + 1; }
+  [[nodiscard]] size_t distance(size_t from, size_t to) const {
+    return to >= from ? to - from : to + slots_.size() - from;
   }
 
-  std::vector<Slot> slots_;  // open addressing: a power of two, at most half taken
+  std::vector<Slot> slots_;  // open addressing
   size_t taken_ = 0;         // counts while there are slots
 };
 

@@ -12,9 +12,8 @@ namespace zeva {
 
 namespace {
 
-bool is_blank(char character) {
-  return character == ' ' || character == '\t';
-}
+// Not a function: it would be called through a pointer for each character of a name.
+constexpr auto is_blank = [](char character) { return character == ' ' || character == '\t'; };
 
 // Names, values and comment lines stay where they are in the text; what the grammar leaves out of
 // them is closed up there.
@@ -79,10 +78,30 @@ class IniReader {
     keys_.clear();
   }
 
+  // A section of many batches gets room for what it will hold if it goes on like this, as far as
+  // that can be believed: doubling again and again would touch twice as much memory.
+  void merge_batch() {
+    merge_keys();
+    std::vector<Nvkeypair> const& keys = current_.getattributes();
+    if (keys.size() + kBatch <= keys.capacity()) return;
+    uint64_t const size = section_end() - section_begin_;
+    uint64_t const expected = keys.size() * size / (at_ - section_begin_);
+    if (expected > keys.capacity())
+      current_.reserveattributes(
+          std::min(static_cast<size_t>(expected + expected / 16), kMostExpected * keys.size()));
+  }
+
+  // Of the section that the line before at_ is in. A header behind blanks or a NUL is overlooked.
+  size_t section_end() {
+    if (at_ - 1 > section_end_) section_end_ = std::min(text_.find("\n[", at_ - 1), text_.size());
+    return section_end_;
+  }
+
   void store() {
     merge_keys();
     if (overwritten_ != nullptr) note_overwritten();
     file_.setelements(std::exchange(current_, {}));
+    section_begin_ = at_;
   }
 
   void note_overwritten() {
@@ -128,7 +147,7 @@ class IniReader {
     line.remove_prefix(std::min(equals + 1, line.size()));
     keys_.push_back({IniText::view_of(name), IniText::view_of(trimmed(line))});
     if (pending_ != pending_end_) current_.addkeycomment(IniText::view_of(name), take_pending());
-    if (keys_.size() == kBatch) merge_keys();
+    if (keys_.size() == kBatch) merge_batch();
   }
 
   std::string_view without_blanks(std::string_view part) {
@@ -151,6 +170,7 @@ class IniReader {
   // So many keys are read before equal names are merged: enough for merging to be quick, few enough
   // for a name that stands there a million times to take no more room than one.
   static constexpr size_t kBatch = 1024;
+  static constexpr size_t kMostExpected = 16;  // times what a section already holds
 
   char* const bytes_;
   std::string_view const text_;  // the same
@@ -158,6 +178,8 @@ class IniReader {
   Overwritten* const overwritten_;  // null where nobody asks
   size_t at_ = 0;
   size_t line_end_;  // the newline that ends a line begun before or at at_, or the end of the text
+  size_t section_begin_ = 0;
+  size_t section_end_ = 0;  // the one that was looked for last: only long sections need it
   Nvinielement current_;
   std::vector<Nvkeypair> keys_;             // of the current section, not yet merged into it
   std::set<std::string> overwritten_keys_;  // of the current section

@@ -32,7 +32,7 @@ class NamedSequence {
   void assign(std::vector<Item> items) {
     items_ = std::move(items);
     index_.clear();
-    if (items_.size() > kScanned) index_items();
+    if (items_.size() > kScanned) index_items(items_.size());
   }
 
   void clear() {
@@ -56,12 +56,18 @@ class NamedSequence {
     return items_.back();
   }
 
+  // Makes room for so many items in all.
+  void reserve(size_t items) {
+    items_.reserve(items);
+    if (items > kScanned) index_items(items);
+  }
+
   // Moves the items to the end in turn, but calls `replace` with the first of its name and the item
   // for one whose name is there already. Quicker than as many calls of obtain; an empty sequence
   // takes no more room than it needs.
   template <class Replace>
   void merge(std::span<Item> items, Replace replace) {
-    if (items_.empty()) items_.reserve(items.size());
+    if (items_.empty()) reserve(items.size());
     while (!items.empty()) {
       std::span<Item> const some = items.first(std::min(items.size(), kAhead));
       merge_some(some, replace);
@@ -103,7 +109,7 @@ class NamedSequence {
   template <class Replace>
   void merge_some(std::span<Item> items, Replace& replace) {
     std::array<uint32_t, kAhead> hashes{};
-    if (items_.size() + items.size() > kScanned) {
+    if (!index_.empty() || items_.size() + items.size() > kScanned) {
       for (size_t i = 0; i < items.size(); ++i) {
         hashes[i] = name_hash(name_of(items[i]));
         __builtin_prefetch(index_.place(hashes[i]), 1);
@@ -124,11 +130,14 @@ class NamedSequence {
     if (!index_.empty())
       index_.add(hash, {name_of(item).data(), static_cast<uint32_t>(items_.size() + 1)});
     items_.push_back(std::move(item));
-    if (index_.empty() && items_.size() > kScanned) index_items();
+    if (index_.empty() && items_.size() > kScanned) index_items(2 * kScanned);
   }
 
-  void index_items() {
-    index_.reset(std::max(items_.size(), 2 * kScanned));
+  // Makes the index, or enlarges it, for so many items in all.
+  void index_items(size_t room) {
+    bool const made = !index_.empty();
+    index_.reserve(room);
+    if (made) return;
     for (size_t i = 0; i < items_.size(); ++i) {
       std::string_view const name = name_of(items_[i]);
       uint32_t const hash = name_hash(name);

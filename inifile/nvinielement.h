@@ -32,6 +32,9 @@ class Nvinielement {
   std::vector<Nvkeypair> const& getattributes() const { return attributes_.items(); }
   void setattributes(std::vector<Nvkeypair> attributes);
 
+  // Makes room for so many in all.
+  void reserveattributes(size_t attributes) { attributes_.reserve(attributes); }
+
   // Does for each pair in turn what setattribute would, but quicker, and moves its texts. Unless it
   // is null, `overwritten` gets the names of those that had another value.
   void mergeattributes(std::span<Nvkeypair> attributes,

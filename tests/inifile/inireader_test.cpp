@@ -83,7 +83,7 @@ TEST(IniReader, Grammar) {
 TEST(IniReader, OddTextsOfManyMegabytes) {
   size_t const size = 8 << 20;
   std::string nuls;
-  for (size_t i = 0; i < size / 2; ++i) nuls += "a\0"s;
+  for (size_t i = 0; i <= size / 2; ++i) nuls += "a\0"s;  // one behind the last batch
   EXPECT_EQ(read(nuls), "[]\na=|\n");
   std::string const line(size, 'x');
   EXPECT_EQ(read("k=" + line), "[]\nk=" + line + "|\n");
