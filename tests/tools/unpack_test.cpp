@@ -118,11 +118,13 @@ TEST_F(Unpack, WhatCannotBeOpenedLeavesNothingBehind) {
       "tar -czf ../up -P ../full; tar -czf ../end misc.txt; tar -czf ../tiny -C .. key; "
       "head -c 2500000 misc.txt > part; tar -czf ../half part; cd ..; head -c 5000 end > short; "
       ": | gzip | cat - old > two; cat end key > rest; head -c 5M /dev/zero | gzip | cat tiny - > "
-      "long; mkdir t; cd t; d=$(printf '%0250d/' $(seq "
-      "15)); "
+      "long; mkdir m; cd m; touch $(seq 4130); echo 00000000000000000000000000000000  none > "
+      "md5.sum; "
+      "tar -czf ../many $(seq 4130) md5.sum; cd ..; rm -r m; mkdir t; cd t; "
+      "d=$(printf '%0250d/' $(seq 15)); "
       "for i in $(seq 19); do mkdir -p $p$d; ln -s $d ${p}L; echo $p$d; echo ${p}L; p=${p}L/; done "
       "> ../names; tar -czf ../deep --no-recursion -T ../names; cd ..; rm -r t; "
-      "for f in up short rest long half two deep; do encipher $f; done";
+      "for f in up short rest long half many two deep; do encipher $f; done";
   ASSERT_EQ(sh(script).exit_status, 0);
   std::string const small = "bwrap --dev-bind / / --size 4194304 --tmpfs /mnt " UNPACK;
   struct Case {
@@ -160,6 +162,8 @@ TEST_F(Unpack, WhatCannotBeOpenedLeavesNothingBehind) {
            Case{small + " pkg /mnt/out", "pkg: holds more than the disk has room for"},
            Case{small + " half /mnt/out", "/mnt/out/md5.sum: is missing; zeva-pack makes one", 3},
            Case{small + " two /mnt/out", "two: holds more than the disk has room for"},
+           Case{small + " many /mnt/out", "/mnt/out/none: is listed in md5.sum and is not there",
+                3},
            Case{small + " long /mnt/out", "long: holds more than the disk has room for"},
            Case{UNPACK " pkg empty", "pkg: interrupted", 128 + SIGTERM, "tar",
                 "kill -TERM $(cut -d\" \" -f4 /proc/$PPID/stat); sleep 600"},
