@@ -28,7 +28,7 @@ class NameIndex {
   [[nodiscard]] bool empty() const { return slots_.empty(); }
   void clear() { slots_.clear(); }
 
-  // Makes room for so many names in all, or for twice as many as there was.
+  // Makes room for so many names in all; at least doubles it where it has to grow.
   void reserve(size_t names) {
     if (slots_for(names) <= slots_.size()) return;
     std::vector<Slot> former(std::max({slots_for(names), 2 * slots_.size(), kFewest}));

@@ -170,7 +170,7 @@ class IniReader {
   // So many keys are read before equal names are merged: enough for merging to be quick, few enough
   // for a name that stands there a million times to take no more room than one.
   static constexpr size_t kBatch = 1024;
-  static constexpr size_t kMostExpected = 16;  // times what a section already holds
+  static constexpr size_t kMostExpected = 4;  // times what a section already holds
 
   char* const bytes_;
   std::string_view const text_;  // the same
