@@ -100,8 +100,10 @@ bool leave_taken_ports(int socket) {
   return bind(socket, reinterpret_cast<sockaddr const*>(&own), sizeof own) == 0;
 }
 
+// For what is received, and for a server that has no room for a connection.
 void set_wait(int socket, timeval wait) {
   setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
+  setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &wait, sizeof wait);
 }
 
 }  // namespace
@@ -118,8 +120,9 @@ int32_t Connection::open_at_port(uint16_t port) {
   for (auto pause = kFirstPause;; pause *= 2) {
     if (!connect(port)) return NVREG_NO_SERVER;
     int32_t const status = prove_each_other(port);
-    if (status != NVREG_NO_SERVER) return status;
+    if (status >= 0) return status;
     socket_ = Descriptor();
+    if (status != NVREG_NO_SERVER) return status;
     // Whoever says nothing has used up the time by himself.
     if (std::chrono::steady_clock::now() + pause > end) return NVREG_REFUSED;
     std::this_thread::sleep_for(pause);

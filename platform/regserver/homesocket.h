@@ -1,8 +1,10 @@
 // config/regserver.socket below the home: where clients of the server's own user and root come in,
-// in half the time that the loopback address takes.
+// in two thirds of the time that the loopback address takes.
 #pragma once
 
 #include <asio/local/stream_protocol.hpp>
+
+#include <sys/types.h>
 
 #include <string>
 
@@ -11,7 +13,7 @@ namespace zeva {
 class HomeSocket {
  public:
   HomeSocket() = default;
-  // Removes the socket.
+  // Removes the socket, if it is still ours.
   ~HomeSocket();
   HomeSocket(HomeSocket const&) = delete;
   HomeSocket& operator=(HomeSocket const&) = delete;
@@ -23,6 +25,7 @@ class HomeSocket {
 
  private:
   std::string path_;
+  ino_t inode_ = 0;
 };
 
 }  // namespace zeva
