@@ -50,8 +50,18 @@ int read_regular(int fd, std::string& bytes, uint64_t largest) {
   return 0;
 }
 
+Descriptor open_without_waiting(char const* path, int flags, mode_t mode) {
+  Descriptor file(open(path, flags | O_NONBLOCK, mode));
+  for (int attempt = 0; !file && errno == EWOULDBLOCK && attempt < 100; ++attempt) {
+    usleep(1000);
+    file = Descriptor(open(path, flags | O_NONBLOCK, mode));
+  }
+  return file;
+}
+
 int read_file(std::string const& path, std::string& bytes) {
-  Descriptor file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  Descriptor const file =
+      open_without_waiting(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC);
   return file ? read_regular(file.get(), bytes) : errno;
 }
 

@@ -5,11 +5,16 @@
 #include "descriptor.h"
 
 #include <stdint.h>
+#include <sys/types.h>
 
 #include <string>
 #include <string_view>
 
 namespace zeva {
+
+// open(2) with O_NONBLOCK, for those who must not wait for the writer of a pipe. A server that just
+// looks who has its log open turns them away for a microsecond; then they try again. No heap.
+[[nodiscard]] Descriptor open_without_waiting(char const* path, int flags, mode_t mode = 0);
 
 // The rest of an open regular file. EINVAL when it is none, EFBIG when it is larger than `largest`
 // bytes. Memory follows what is read, whatever size the file claims.

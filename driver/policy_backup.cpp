@@ -45,8 +45,8 @@ bool restored = false;
 
 // Links are followed as cp follows them: these folders are the home's own.
 Descriptor open_file(Path const& path, int flags) {
-  return Descriptor(
-      path.fits() ? open(path.c_str(), flags | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0600) : -1);
+  if (!path.fits()) return Descriptor();
+  return zeva::open_without_waiting(path.c_str(), flags | O_NOCTTY | O_CLOEXEC, 0600);
 }
 
 Path below(char const* folder, char const* name) {

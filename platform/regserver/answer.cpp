@@ -3,6 +3,8 @@
 #include "nvreg.h"
 #include "report.h"
 
+#include <utility>
+
 namespace zeva {
 
 namespace {
@@ -49,6 +51,15 @@ int32_t read(Key const& root, wire::Call const& call, wire::Answer& answer) {
   }
 }
 
+// Once: whatever has happened to the files, it stays so until the next start.
+void tell_of_damage(int32_t status) {
+  static bool told = false;
+  if (status != NVREG_STORE_DAMAGED || std::exchange(told, true)) return;
+  report(
+      "somebody else has written to the store's log, or moved it: no more changes are taken, so "
+      "that what was restored stays; start the server again");
+}
+
 int32_t refresh(Store& store) {
   std::string note;
   int32_t status = store.refresh(note);
@@ -66,6 +77,7 @@ void answer(Store& store, wire::Call const& call, wire::Answer& answer) {
     answer.set_status(store.change(call));
   else
     answer.set_status(read(store.root(), call, answer));
+  tell_of_damage(answer.status());
 }
 
 }  // namespace zeva

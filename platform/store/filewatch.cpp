@@ -2,8 +2,11 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <stdlib.h>
 #include <sys/inotify.h>
 #include <unistd.h>
+
+#include <memory>
 
 namespace zeva {
 
@@ -12,8 +15,9 @@ namespace {
 constexpr uint32_t kMoved = IN_MOVE_SELF | IN_DELETE_SELF;
 constexpr uint32_t kTouched = kMoved | IN_OPEN | IN_CLOSE | IN_ATTRIB;
 
-// A lease is given to the only one who has a file open. (Who opens the file meanwhile waits, and we
-// are sent SIGIO.) Where there are no leases, it counts as open elsewhere.
+// A lease is given to the only one who has a file open, and taken back at once. (Who opens the file
+// in that microsecond waits, or gets EWOULDBLOCK if he does not want to, and we are sent SIGIO.)
+// Where there are no leases, it counts as open elsewhere.
 bool is_only_opener(int file) {
   if (fcntl(file, F_SETLEASE, F_WRLCK) != 0) return false;
   return fcntl(file, F_SETLEASE, F_UNLCK) == 0;
@@ -22,12 +26,17 @@ bool is_only_opener(int file) {
 }  // namespace
 
 void FileWatch::open(std::string const& path, int file) {
-  events_ = Descriptor(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
-  std::string const folder = path.substr(0, path.rfind('/'));
-  bool const watched = inotify_add_watch(events_.get(), path.c_str(), kTouched) >= 0 &&
-                       inotify_add_watch(events_.get(), folder.c_str(), kMoved) >= 0;
-  if (!watched) events_ = Descriptor();
   file_ = file;
+  events_ = Descriptor(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+  std::unique_ptr<char, decltype(&free)> const real(realpath(path.c_str(), nullptr), free);
+  bool watched = real && path == real.get() && watch(path, kTouched);
+  for (size_t end = path.rfind('/'); watched && end > 0; end = path.rfind('/', end - 1))
+    watched = watch(path.substr(0, end), kMoved);
+  if (!watched) events_ = Descriptor();
+}
+
+bool FileWatch::watch(std::string const& path, uint32_t events) const {
+  return inotify_add_watch(events_.get(), path.c_str(), events) >= 0;
 }
 
 bool FileWatch::is_quiet() {

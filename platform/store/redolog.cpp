@@ -124,16 +124,18 @@ bool RedoLog::is_untouched() {
 }
 
 int RedoLog::append(wire::Call const& change) {
-  std::string record = to_record(generation_, size_, change);
-  int error = write_all(file_.get(), record);
-  if (error == 0) {
-    last_ = record.substr(0, kRecordHeader);
-    last_place_ = size_;
-    size_ += record.size();
-  } else if (ftruncate(file_.get(), static_cast<off_t>(size_)) != 0) {
-    healthy_ = false;
+  std::string const record = to_record(generation_, size_, change);
+  if (int const error = write_all(file_.get(), record); error != 0) {
+    if (ftruncate(file_.get(), static_cast<off_t>(size_)) != 0) healthy_ = false;
+    return error;
   }
-  return error;
+  last_ = record.substr(0, kRecordHeader);
+  last_place_ = size_;
+  size_ += record.size();
+  // Who cuts a file by its name alone opens nothing. The record went to another place then.
+  if (lseek(file_.get(), 0, SEEK_CUR) == static_cast<off_t>(size_)) return 0;
+  watch_.unsettle();
+  return EIO;
 }
 
 int RedoLog::sync() {

@@ -42,10 +42,11 @@ class RedoLog {
   // written to.
   [[nodiscard]] bool is_untouched();
 
-  // The same at less cost, but a folder above the log's that was renamed goes unnoticed.
+  // The same at less cost, but for what is noticed by append() (the log was cut by its name) or not
+  // at all (something was mounted above it).
   [[nodiscard]] bool is_left_alone() { return watch_.is_quiet() || is_untouched(); }
 
-  // Appends a change; after a failure nothing of it is left, unless healthy() says otherwise.
+  // Appends a change; after a failure nothing of it counts, unless healthy() says otherwise.
   [[nodiscard]] int append(wire::Call const& change);
 
   // Answers once all is on the disk.

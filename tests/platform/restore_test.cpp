@@ -231,27 +231,23 @@ TEST_F(Restore, WhoWritesToTheLogIsNoticed) {
     char const* what;
     std::function<void(RegistryClient&)> work;
     bool harmless;
-  } const cases[] = {{"reads", [&](auto&) { read_text(log); }, true},
-                     {"copies the same bytes over it",
-                      [&](auto&) {
-                        back_up();
-                        copy(backup_, config_, Files(kFiles).subspan(1, 1));
-                      },
-                      false},
-                     {"opens it, and cuts it after another change",
-                      [&](RegistryClient& client) {
-                        opened = zeva::Descriptor(open(log.c_str(), O_WRONLY));
-                        ASSERT_EQ(client.create("between"), NVREG_OK);
-                        ASSERT_EQ(
-                            ftruncate(opened.get(), static_cast<off_t>(fs::file_size(log)) - 1), 0);
-                      },
-                      false},
-                     {"moves its folder",
-                      [&](auto&) {
-                        fs::rename(home_.config(""), home_.path() + "/old");
-                        fs::create_directory(home_.config(""));
-                      },
-                      false}};
+  } const cases[] = {
+      {"reads", [&](auto&) { read_text(log); }, true},
+      {"copies the same bytes over it",
+       [&](auto&) {
+         back_up();
+         copy(backup_, config_, Files(kFiles).subspan(1, 1));
+       },
+       false},
+      {"opens it, and cuts it after another change",
+       [&](RegistryClient& client) {
+         opened = zeva::Descriptor(open(log.c_str(), O_WRONLY));
+         ASSERT_EQ(client.create("between"), NVREG_OK);
+         ASSERT_EQ(ftruncate(opened.get(), static_cast<off_t>(fs::file_size(log)) - 1), 0);
+       },
+       false},
+      {"cuts it by its name", [&](auto&) { fs::resize_file(log, fs::file_size(log) - 1); }, false},
+      {"moves the home", [&](auto&) { fs::rename(home_.path(), home_.path() + "-old"); }, false}};
   for (auto& [what, work, harmless] : cases) {
     home_.stop();
     home_.start();
@@ -263,6 +259,7 @@ TEST_F(Restore, WhoWritesToTheLogIsNoticed) {
                 harmless ? NVREG_OK : NVREG_STORE_DAMAGED)
           << what;
   }
+  fs::rename(home_.path() + "-old", home_.path());
 }
 
 // Another one of the same length: a start that changes nothing keeps the generation.
