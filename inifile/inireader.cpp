@@ -91,10 +91,17 @@ class IniReader {
           std::min(static_cast<size_t>(expected + expected / 16), kMostExpected * keys.size()));
   }
 
-  // Of the section that the line before at_ is in. A header behind blanks or a NUL is overlooked.
+  // Of the section that the line before at_ is in. A header behind a NUL is overlooked.
   size_t section_end() {
-    if (at_ - 1 > section_end_) section_end_ = std::min(text_.find("\n[", at_ - 1), text_.size());
+    if (at_ > section_end_) section_end_ = std::min(next_header(), text_.size());
     return section_end_;
+  }
+
+  size_t next_header() const {
+    size_t bracket = text_.find('[', at_);
+    while (bracket < text_.size() && text_[text_.find_last_not_of(" \t", bracket - 1)] != '\n')
+      bracket = text_.find('[', bracket + 1);
+    return bracket;
   }
 
   void store() {
@@ -170,7 +177,7 @@ class IniReader {
   // So many keys are read before equal names are merged: enough for merging to be quick, few enough
   // for a name that stands there a million times to take no more room than one.
   static constexpr size_t kBatch = 1024;
-  static constexpr size_t kMostExpected = 4;  // times what a section already holds
+  static constexpr size_t kMostExpected = 16;  // times what a section already holds
 
   char* const bytes_;
   std::string_view const text_;  // the same
