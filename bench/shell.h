@@ -55,8 +55,8 @@ inline std::string opening(std::string const& package, std::string const& key,
 inline std::string rest_of_run(std::string const& config, std::string const& folder) {
   return "for i in 1 2 3 4; do ps -ef | grep regserver | grep -v grep; done; "
          "for file in " +
-         config + "/cFlt_db.xml*; do cp -pf $file " + config + "/backup/ || exit 1; done; for entry in " +
-         folder + "/*; do rm -rf $entry; done";
+         config + "/cFlt_db.xml*; do cp -pf $file " + config +
+         "/backup/ || exit 1; done; for entry in " + folder + "/*; do rm -rf $entry; done";
 }
 
 }  // namespace zeva
