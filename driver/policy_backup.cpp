@@ -46,7 +46,7 @@ bool restored = false;
 // Links are followed as cp follows them: these folders are the home's own.
 Descriptor open_file(Path const& path, int flags) {
   if (!path.fits()) return Descriptor();
-  return zeva::open_without_waiting(path.c_str(), flags | O_NOCTTY | O_CLOEXEC, 0600);
+  return open_without_waiting(path.c_str(), flags | O_NOCTTY | O_CLOEXEC, 0600);
 }
 
 Path below(char const* folder, char const* name) {

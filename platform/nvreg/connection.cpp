@@ -100,7 +100,7 @@ bool leave_taken_ports(int socket) {
   return bind(socket, reinterpret_cast<sockaddr const*>(&own), sizeof own) == 0;
 }
 
-// For what is received, and for a server that has no room for a connection.
+// For what is received, and, at the socket in the home, for room for a connection.
 void set_wait(int socket, timeval wait) {
   setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
   setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &wait, sizeof wait);

@@ -51,7 +51,7 @@ int32_t read(Key const& root, wire::Call const& call, wire::Answer& answer) {
   }
 }
 
-// Once: whatever has happened to the files, it stays so until the next start.
+// Once: clients try again and again, and one line is enough to be found.
 void tell_of_damage(int32_t status) {
   static bool told = false;
   if (status != NVREG_STORE_DAMAGED || std::exchange(told, true)) return;

@@ -29,10 +29,10 @@ void FileWatch::open(std::string const& path, int file) {
   file_ = file;
   events_ = Descriptor(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
   std::unique_ptr<char, decltype(&free)> const real(realpath(path.c_str(), nullptr), free);
-  bool watched = real && path == real.get() && watch(path, kTouched);
+  bool watched = watch(path, kTouched) && real && path == real.get();
   for (size_t end = path.rfind('/'); watched && end > 0; end = path.rfind('/', end - 1))
     watched = watch(path.substr(0, end), kMoved);
-  if (!watched) events_ = Descriptor();
+  complete_ = watched;
 }
 
 bool FileWatch::watch(std::string const& path, uint32_t events) const {
@@ -54,7 +54,7 @@ bool FileWatch::is_quiet() {
 }
 
 void FileWatch::settle() {
-  quiet_ = is_only_opener(file_);
+  quiet_ = complete_ && is_only_opener(file_);
 }
 
 }  // namespace zeva

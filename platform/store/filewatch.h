@@ -14,7 +14,7 @@ namespace zeva {
 class FileWatch {
  public:
   // Watches the file at a path, which this process has open for writing as `file`, and all folders
-  // above it. Where the system has no watch to give, or the path is not absolute and free of links,
+  // above it. Where one of them cannot be watched, or the path is not absolute and free of links,
   // the file is never quiet.
   void open(std::string const& path, int file);
 
@@ -37,6 +37,7 @@ class FileWatch {
 
   Descriptor events_;
   int file_ = -1;
+  bool complete_ = false;
   bool quiet_ = false;
   bool written_ = false;
 };

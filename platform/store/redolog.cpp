@@ -126,7 +126,11 @@ bool RedoLog::is_untouched() {
 int RedoLog::append(wire::Call const& change) {
   std::string const record = to_record(generation_, size_, change);
   if (int const error = write_all(file_.get(), record); error != 0) {
-    if (ftruncate(file_.get(), static_cast<off_t>(size_)) != 0) healthy_ = false;
+    // To lengthen a log that somebody has cut would hide that.
+    struct stat now;
+    off_t const size = static_cast<off_t>(size_);
+    if (fstat(file_.get(), &now) != 0 || now.st_size < size || ftruncate(file_.get(), size) != 0)
+      healthy_ = false;
     return error;
   }
   last_ = record.substr(0, kRecordHeader);

@@ -157,7 +157,8 @@ int32_t Store::change(wire::Call const& call) {
   if (status < 0 || changes_nothing) return status;
   if (!log_.healthy()) return NVREG_STORE_WRITE;
   if (!log_.is_left_alone()) return NVREG_STORE_DAMAGED;
-  if (log_.append(call) != 0) return log_.is_left_alone() ? NVREG_STORE_WRITE : NVREG_STORE_DAMAGED;
+  if (log_.append(call) != 0)
+    return !log_.healthy() || log_.is_left_alone() ? NVREG_STORE_WRITE : NVREG_STORE_DAMAGED;
   apply(*root_, call);
   return NVREG_OK;
 }

@@ -143,6 +143,10 @@ TEST_F(Client, ComesByTheSocketOrByThePort) {
   }
   home_.stop();
   EXPECT_EQ(access(path.c_str(), F_OK), -1);
+  home_.start();
+  ASSERT_EQ(system(("rm " + path + "; echo >" + path).c_str()), 0);
+  home_.stop();
+  EXPECT_EQ(access(path.c_str(), F_OK), 0) << "somebody else's";
 }
 
 // A server that has proved itself may take any time over a call.

@@ -260,6 +260,7 @@ TEST_F(Restore, WhoWritesToTheLogIsNoticed) {
           << what;
   }
   fs::rename(home_.path() + "-old", home_.path());
+  EXPECT_NE(home_.reports().find("start the server again"), std::string::npos);
 }
 
 // Another one of the same length: a start that changes nothing keeps the generation.
