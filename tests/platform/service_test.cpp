@@ -89,7 +89,11 @@ TEST_F(Service, AStalePidFileDoesNotMatter) {
     EXPECT_EQ(run("stop"), 0) << stale;
     EXPECT_EQ(run("start"), 0) << stale << output_;
     kill(atoi(pid().c_str()), SIGKILL);
-    while (run("status") == 0) usleep(1000);
+    int status;
+    while ((status = run("status")) == 0) usleep(1000);
+    EXPECT_EQ(status, 3) << output_;
+    EXPECT_EQ(run("start"), 0) << "while the killed one is ending\n" << output_;
+    EXPECT_EQ(run("stop"), 0);
   }
   EXPECT_EQ(others_client.create("still there"), NVREG_OK);
   // The file of a server that has taken its place.
