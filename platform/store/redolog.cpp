@@ -143,7 +143,11 @@ int RedoLog::append(wire::Call const& change) {
 }
 
 int RedoLog::sync() {
-  if (fdatasync(file_.get()) == 0) return 0;
+  if (synced_ == size_) return 0;
+  if (fdatasync(file_.get()) == 0) {
+    synced_ = size_;
+    return 0;
+  }
   // What could not be written may have been dropped: a later success would be no proof.
   healthy_ = false;
   return errno;

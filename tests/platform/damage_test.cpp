@@ -235,6 +235,10 @@ TEST_F(Damage, AfterAFailedSyncNothingIsTaken) {
   auto store = open();
   ASSERT_TRUE(store);
   std::string note;
+  for (char const* key : {"h", "i"}) {
+    EXPECT_EQ(store->refresh(note), NVREG_OK);
+    ASSERT_EQ(store->change(create(key)), NVREG_OK);
+  }
   sync_result = -1;
   EXPECT_EQ(store->refresh(note), NVREG_STORE_WRITE);
   sync_result = 0;
