@@ -1,20 +1,26 @@
 #include "objects.h"
 
-#include "addvalue.h"
+#include "nvreg_add.h"
 
 #include <string.h>
 
 namespace zeva {
 
 int32_t KeyHandle::open(_NvPolComHandle* parent, std::string const& path) {
-  int32_t status = NVREG_OK;
-  reset(nvreg_openKey(parent, path.c_str(), &status));
-  return status;
+  return take(nvreg_openKey, parent, path);
 }
 
 int32_t KeyHandle::create(_NvPolComHandle* parent, std::string const& path) {
+  return take(nvreg_createKey, parent, path);
+}
+
+int32_t KeyHandle::add(_NvPolComHandle* parent, std::string const& path) {
+  return take(nvreg_addKey, parent, path);
+}
+
+int32_t KeyHandle::take(Call call, _NvPolComHandle* parent, std::string const& path) {
   int32_t status = NVREG_OK;
-  reset(nvreg_createKey(parent, path.c_str(), &status));
+  reset(call(parent, path.c_str(), &status));
   return status;
 }
 
@@ -65,13 +71,7 @@ std::string object_path(char const* container, char const* name) {
 [[nodiscard]] int32_t create_filled(_NvPolComHandle* parent, std::string const& path,
                                     std::function<int32_t(_NvPolComHandle*)> const& fill,
                                     KeyHandle& key) {
-  // Making a key makes those above it: without this a deleted parent would come back.
-  int32_t status = check_present(parent);
-  if (status != NVREG_OK) return status;
-  status = KeyHandle().open(parent, path);
-  if (status != NVREG_NOT_FOUND) return status == NVREG_OK ? NVREG_EXISTS : status;
-
-  status = key.create(parent, path);
+  int32_t status = key.add(parent, path);
   if (status != NVREG_OK) return status;
   status = fill(key.get());
   if (status != NVREG_OK) (void)delete_key(parent, path);  // the first failure is the one to tell

@@ -47,11 +47,16 @@ class KeyHandle {
   KeyHandle& operator=(KeyHandle const&) = delete;
 
   [[nodiscard]] int32_t open(_NvPolComHandle* parent, std::string const& path);
+  // Opens the key, too, where there is one.
   [[nodiscard]] int32_t create(_NvPolComHandle* parent, std::string const& path);
+  // NVREG_EXISTS where there is one.
+  [[nodiscard]] int32_t add(_NvPolComHandle* parent, std::string const& path);
   _NvPolComHandle* get() const { return key_; }
   _NvPolComHandle* release();
 
  private:
+  using Call = _NvPolComHandle* (*)(_NvPolComHandle*, char const*, int32_t*);
+  [[nodiscard]] int32_t take(Call call, _NvPolComHandle* parent, std::string const& path);
   void reset(_NvPolComHandle* key);
   _NvPolComHandle* key_ = nullptr;
 };

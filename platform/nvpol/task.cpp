@@ -9,7 +9,6 @@ namespace {
 [[nodiscard]] int32_t add_outcome(_NvPolComHandle* task, char const* name, char const* value) {
   if (!value) return NVREG_BAD_ARGUMENT;
   int32_t status = check_new_object_name(name);
-  if (status == NVREG_OK) status = check_present(task);
   KeyHandle outcomes;
   if (status == NVREG_OK) status = outcomes.create(task, kOutcomes);
   return status == NVREG_OK ? set_text(outcomes.get(), name, value) : status;

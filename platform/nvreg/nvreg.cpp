@@ -1,7 +1,7 @@
 #include "nvreg.h"
 
-#include "addvalue.h"
 #include "connection.h"
+#include "nvreg_add.h"
 #include "port.h"
 #include "regpath.h"
 
@@ -106,9 +106,10 @@ Call call_on(_NvPolComHandle const* key, zeva::wire::Action action) {
 }
 
 [[nodiscard]] int32_t open_key(_NvPolComHandle* parent, char const* path, zeva::wire::Action action,
-                               _NvPolComHandle*& key) {
+                               bool add, _NvPolComHandle*& key) {
   if (!is_key(parent)) return NVREG_BAD_ARGUMENT;
   Call call = call_on(parent, action);
+  call.set_add(add);
   std::string joined;
   int32_t status = set_path(call, path, joined);
   if (status >= 0) status = send(parent, call);
@@ -182,13 +183,19 @@ void nvreg_close(_NvPolComHandle* registry, int32_t* status) {
 
 _NvPolComHandle* nvreg_openKey(_NvPolComHandle* parent, const char* path, int32_t* status) {
   return guarded_handle(status, [&](_NvPolComHandle*& key) {
-    return open_key(parent, path, zeva::wire::OPEN_KEY, key);
+    return open_key(parent, path, zeva::wire::OPEN_KEY, false, key);
   });
 }
 
 _NvPolComHandle* nvreg_createKey(_NvPolComHandle* parent, const char* path, int32_t* status) {
   return guarded_handle(status, [&](_NvPolComHandle*& key) {
-    return open_key(parent, path, zeva::wire::CREATE_KEY, key);
+    return open_key(parent, path, zeva::wire::CREATE_KEY, false, key);
+  });
+}
+
+_NvPolComHandle* nvreg_addKey(_NvPolComHandle* parent, const char* path, int32_t* status) {
+  return guarded_handle(status, [&](_NvPolComHandle*& key) {
+    return open_key(parent, path, zeva::wire::CREATE_KEY, true, key);
   });
 }
 

@@ -24,8 +24,9 @@ Key* find_key(Key& top, std::string_view path) {
   std::string joined;
   int32_t status = join_path(change.key(), change.path(), joined);
   if (status < 0) return status;
-  changes_nothing = find_key(key, change.path()) != nullptr;
-  return NVREG_OK;
+  bool const exists = find_key(key, change.path()) != nullptr;
+  changes_nothing = exists && !change.add();
+  return exists && change.add() ? NVREG_EXISTS : NVREG_OK;
 }
 
 [[nodiscard]] int32_t check_delete(Key const& key, wire::Call const& change) {

@@ -8,6 +8,8 @@
 
 #include <string.h>
 
+#include <atomic>
+#include <barrier>
 #include <set>
 #include <thread>
 
@@ -104,6 +106,31 @@ TEST_F(PolicyLibrary, TwoWhoLengthenAListLoseNoAddress) {
   EXPECT_EQ(NvAddresslist(kPolicy, home_.address()).getaddress("l", addresses), 0);
   EXPECT_EQ(std::set(addresses.begin(), addresses.end()).size(), 2 * kEach);
   EXPECT_EQ(addresses.size(), 2 * kEach);
+}
+
+TEST_F(PolicyLibrary, OneOfTwoMakesAnObject) {
+  constexpr int kObjects = 300;
+  std::atomic<int> made = 0;
+  std::barrier both(2);
+  auto const make = [&] {
+    NvPoRegistry own(home_.address());
+    OpenKey hive(own, kPolicy);
+    _NvPolAddrListAttr const attributes = {};
+    for (int i = 0; i < kObjects; ++i) {
+      int32_t status;
+      both.arrive_and_wait();
+      Handle list =
+          nvpol_createAddrList(hive.get(), std::to_string(i).c_str(), &attributes, &status);
+      EXPECT_EQ(status, list ? NVREG_OK : NVREG_EXISTS);
+      if (!list) continue;
+      ++made;
+      nvpol_closeAddrList(list, &status);
+    }
+  };
+  std::thread other(make);
+  make();
+  other.join();
+  EXPECT_EQ(made, kObjects);
 }
 
 }  // namespace
