@@ -1,6 +1,5 @@
 #include "loader.h"
 
-#include "checksum.h"
 #include "files.h"
 #include "redolog.h"
 #include "snapshot.h"
@@ -45,7 +44,7 @@ Snapshot read(File const& file) {
   } else if (read_snapshot(file.bytes, *root, snapshot.generation, snapshot.why)) {
     snapshot.is_good = true;
     snapshot.is_sealed = is_sealed(file.bytes);
-    snapshot.content = checksum(content_of(file.bytes));
+    snapshot.content = content_checksum(file.bytes);
     snapshot.root = std::move(root);
   }
   return snapshot;
@@ -56,7 +55,7 @@ Snapshot look_at(File const& file) {
   Snapshot snapshot;
   snapshot.is_good = is_intact(file.bytes, snapshot.generation);
   if (!snapshot.is_good) return read(file);
-  snapshot.content = checksum(content_of(file.bytes));
+  snapshot.content = content_checksum(file.bytes);
   return snapshot;
 }
 

@@ -124,9 +124,9 @@ class StringWriter : public pugi::xml_writer {
   std::string text_;
 };
 
-std::string checksum_line(std::string_view bytes) {
+std::string checksum_line(uint32_t checksum) {
   char digits[9];
-  snprintf(digits, sizeof digits, "%08" PRIx32, checksum(bytes));
+  snprintf(digits, sizeof digits, "%08" PRIx32, checksum);
   return std::string(kChecksum) + digits + " -->\n";
 }
 
@@ -314,10 +314,25 @@ bool is_number(char const* text, uint64_t& number) {
          is_number(store.attribute("generation").value(), generation);
 }
 
+// What the last line of a sealed snapshot is about.
+std::string_view without_checksum(std::string_view bytes) {
+  return bytes.substr(0, bytes.rfind(kChecksum));
+}
+
 // Of bytes that are sealed.
 [[nodiscard]] bool fits_checksum(std::string_view bytes) {
-  size_t const last_line = bytes.rfind(kChecksum);
-  return bytes.substr(last_line) == checksum_line(bytes.substr(0, last_line));
+  std::string_view const sealed = without_checksum(bytes);
+  return bytes.substr(sealed.size()) == checksum_line(checksum(sealed));
+}
+
+// The one that its last line says, which has been found to be true, or that of one written by hand.
+uint32_t known_checksum(std::string_view bytes) {
+  std::string_view const sealed = without_checksum(bytes);
+  if (sealed.size() == bytes.size()) return checksum(bytes);
+  char const* const digits = bytes.data() + sealed.size() + kChecksum.size();
+  uint32_t sum = 0;
+  std::from_chars(digits, bytes.data() + bytes.size(), sum, 16);
+  return sum;
 }
 
 }  // namespace
@@ -353,7 +368,7 @@ std::string write_snapshot(Key const& root, uint64_t generation) {
                 pugi::encoding_utf8);
   std::string& text = writer.text();
   if (text.back() != '\n') text += '\n';
-  text += checksum_line(text);
+  text += checksum_line(checksum(text));
   return std::move(text);
 }
 
@@ -370,10 +385,10 @@ bool is_intact(std::string_view bytes, uint64_t& generation) {
   return read_head(head.document_element(), generation);
 }
 
-std::string_view content_of(std::string_view bytes) {
-  bytes = bytes.substr(0, bytes.rfind(kChecksum));
-  size_t const head = bytes.find("<store");
-  return bytes.substr(std::min(bytes.find('>', head), bytes.size()));
+uint32_t content_checksum(std::string_view bytes) {
+  std::string_view const all = without_checksum(bytes);
+  std::string_view const head = all.substr(0, all.find('>', all.find("<store")));
+  return checksum_behind(known_checksum(bytes), checksum(head), all.size() - head.size());
 }
 
 bool read_snapshot(std::string const& bytes, Key& root, uint64_t& generation, std::string& why) {

@@ -23,9 +23,9 @@ namespace zeva {
 // good or not.
 [[nodiscard]] bool is_intact(std::string_view bytes, uint64_t& generation);
 
-// What of a good snapshot's bytes two snapshots of one store have in common: all but generation and
+// The checksum of what two good snapshots of one store have in common: all but generation and
 // checksum.
-[[nodiscard]] std::string_view content_of(std::string_view bytes);
+[[nodiscard]] uint32_t content_checksum(std::string_view bytes);
 
 // Reads a snapshot into an empty root. A file without the checksum line counts as written by hand
 // and is read all the same. On failure: false, `why` says where and what, and the root is unusable.
