@@ -6,6 +6,7 @@
 
 #include <signal.h>
 #include <stdlib.h>
+#include <sys/prctl.h>
 #include <sys/ptrace.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -80,10 +81,16 @@ TEST_F(Service, AStalePidFileDoesNotMatter) {
   other.start();
   RegistryClient others_client(other.address());
   setenv("ZEVA_HOME", home_.path().c_str(), 1);
-  // A number that nobody has, one of somebody else, of another home's server, no number at all.
-  for (std::string const& stale : {std::string("4194999\n"), std::to_string(getpid()) + "\n",
-                                   read_text(other.config("regserver.pid")), std::string("-1\n"),
-                                   std::string("1; exit 0\n"), std::string()}) {
+  pid_t const ended = fork();
+  if (ended == 0) _exit(prctl(PR_SET_NAME, "regserver"));
+  siginfo_t about;
+  ASSERT_EQ(waitid(P_PID, static_cast<id_t>(ended), &about, WEXITED | WNOWAIT), 0);
+  // A number that nobody has, one of somebody else, of another home's server, of one that has ended
+  // and that nobody has waited for, no number at all.
+  for (std::string const& stale :
+       {std::string("4194999\n"), std::to_string(getpid()) + "\n",
+        read_text(other.config("regserver.pid")), std::to_string(ended) + "\n", std::string("-1\n"),
+        std::string("1; exit 0\n"), std::string()}) {
     std::ofstream(home_.config("regserver.pid")) << stale;
     EXPECT_EQ(run("status"), 3) << stale;
     EXPECT_EQ(run("stop"), 0) << stale;
@@ -95,6 +102,7 @@ TEST_F(Service, AStalePidFileDoesNotMatter) {
     EXPECT_EQ(run("start"), 0) << "while the killed one is ending\n" << output_;
     EXPECT_EQ(run("stop"), 0);
   }
+  waitpid(ended, nullptr, 0);
   EXPECT_EQ(others_client.create("still there"), NVREG_OK);
   // The file of a server that has taken its place.
   write_text(other.config("regserver.pid"), "1\n");
