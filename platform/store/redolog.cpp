@@ -51,6 +51,8 @@ std::string_view message_at(std::string_view log, size_t place, uint64_t generat
   wire::Call change;
   bool changes_nothing;
   if (message.empty() || !from_bytes(message, change)) return false;
+  // It was new when it was logged. In a snapshot that was edited since it may be there.
+  if (change.action() == wire::CREATE_KEY) change.clear_add();
   if (check(root, change, changes_nothing) < 0) return false;
   apply(root, change);
   return true;
@@ -126,6 +128,7 @@ bool RedoLog::is_untouched() {
 int RedoLog::append(wire::Call const& change) {
   std::string const record = to_record(generation_, size_, change);
   if (int const error = write_all(file_.get(), record); error != 0) {
+    synced_ = 0;
     // To lengthen a log that somebody has cut would hide that.
     struct stat now;
     off_t const size = static_cast<off_t>(size_);

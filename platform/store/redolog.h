@@ -66,7 +66,7 @@ class RedoLog {
   std::string last_;         // header that was written: the log's or a record's
   uint64_t last_place_ = 0;  // where
   uint64_t size_ = 0;
-  uint64_t synced_ = 0;  // the size at the last sync
+  uint64_t synced_ = 0;  // the size that is on the disk, 0 while that is unknown
   bool healthy_ = false;
 };
 

@@ -34,6 +34,7 @@ zeva::wire::Call create(std::string const& path) {
   zeva::wire::Call call;
   call.set_action(zeva::wire::CREATE_KEY);
   call.set_path(path);
+  call.set_add(true);
   return call;
 }
 
@@ -92,9 +93,9 @@ constexpr char kXml[] = "cFlt_db.xml";
 constexpr char kLog[] = "cFlt_db.xml.redo";
 constexpr char kBak[] = "cFlt_db.xml.bak";
 constexpr size_t kLogHeader = 20;
-constexpr size_t kRecord = 8 + 5;  // of a change that creates a key with a name of one letter
+constexpr size_t kRecord = 8 + 7;  // of a change that creates a key with a name of one letter
 
-// What the shell commands of a case may use; the records stand at bytes 20, 33 and 46.
+// What the shell commands of a case may use; the records stand at bytes 20, 35 and 50.
 constexpr char kShell[] =
     "X=cFlt_db.xml L=$X.redo B=$X.bak; "
     "put() { printf \"$3\" | dd of=$1 bs=1 seek=$2 conv=notrunc 2>/dev/null; }; ";
@@ -108,10 +109,10 @@ struct Case {
 
 constexpr Case kCases[] = {
     {"none", ":", "xabcdef", 0},
-    {"log's last byte changed", "put $L 58 '!'", "xabcde", 1},
-    {"log's second record changed", "put $L 42 '!'", "xabcd", 1},
-    {"log's second length of 4 GiB", "put $L 33 '\\377\\377\\377\\377'", "xabcd", 1},
-    {"log with a record twice", "tail -c 13 $L >r; cat r >>$L", "xabcdef", 1},
+    {"log's last byte changed", "put $L 62 '!'", "xabcde", 1},
+    {"log's second record changed", "put $L 44 '!'", "xabcd", 1},
+    {"log's second length of 4 GiB", "put $L 35 '\\377\\377\\377\\377'", "xabcd", 1},
+    {"log with a record twice", "tail -c 15 $L >r; cat r >>$L", "xabcdef", 1},
     {"log with zeros behind it", "truncate -s 4096 $L", "xabcdef", 1},
     {"log's generation changed", "put $L 9 '!'", "xabc", 1},
     {"log missing", "rm $L", "xabc", 1},
@@ -122,6 +123,7 @@ constexpr Case kCases[] = {
     {"snapshot's checksum changed", "sed -i 's/crc32 ./crc32 -/' $X", "x", 2},
     {"snapshot with more behind it", "echo '<' >>$X", "x", 2},
     {"snapshot torn, another kept aside", "echo >$X.damaged-1; echo '<' >$X", "x", 2},
+    {"snapshot edited", "sed -i '$d; s/<key name=\"a\"/<key name=\"e\"\\/>&/' $X", "xeabcdf", 0},
     {"snapshot missing", "rm $X", "x", 2},
     {"snapshot before damaged", "echo '<' >$B", "xabcdef", 1},
     {"snapshot before changed", "sed -i 's/\"x\"/\"X\"/' $B", "xabcdef", 1},
@@ -130,7 +132,7 @@ constexpr Case kCases[] = {
     {"both snapshots missing", "rm $X $B", nullptr, 0},
     {"snapshot damaged, the others missing", "echo '<' >$X; rm $L $B", nullptr, 0},
     {"snapshot before damaged, the others missing", "echo '<' >$B; rm $L $X", nullptr, 0},
-    {"log with an older record", "head -c 20 $L >r; tail -c 13 older >>r; cp r $L", "xabc", 1},
+    {"log with an older record", "head -c 20 $L >r; tail -c 15 older >>r; cp r $L", "xabc", 1},
     {"a folder for a snapshot", "rm $X; mkdir $X", nullptr, 0},
     {"a pipe for a log", "rm $L; mkfifo $L", nullptr, 0},
     {"a link for a log", "mv $L log; ln -s log $L", nullptr, 0},
