@@ -28,7 +28,8 @@ class Printer {
  public:
   explicit Printer(bool json) : json_(json), terminal_(isatty(STDOUT_FILENO) == 1) {
     // By the block of a disk, a large store takes thousands of calls.
-    if (!terminal_) setvbuf(stdout, nullptr, _IOFBF, size_t{256} << 10);
+    static char buffer[256 << 10];
+    if (!terminal_) setvbuf(stdout, buffer, _IOFBF, sizeof buffer);
   }
 
   // False once standard output takes no more.
