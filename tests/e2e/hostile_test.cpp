@@ -68,8 +68,8 @@ TEST_F(SharedMachine, NobodyElseGetsIn) {
       mv -f /tmp/mine /tmp/migrate_pkg 2>/dev/null && echo has replaced the copy
 .
     stranger '> /tmp/mine'; mkdir /tmp/migrate
-    stranger 'cd /tmp/migrate; until [ -e /mnt/work/ended ]; do . /mnt/work/attack; done' > taken &
-    until stranger '[ -e /tmp/migrate ]'; do :; done
+    stranger 'cd /tmp/migrate; > /tmp/in; until [ -e /mnt/work/ended ]; do . /mnt/work/attack; done' > taken &
+    until [ -e /tmp/in ]; do :; done; rm /tmp/in
     for command in rc4 tar md5sum ps rm; do wrap $command <<'.'
       $real "$@"; status=$?
       cd /tmp/migrate
@@ -156,7 +156,7 @@ TEST_F(SharedMachine, ACommandOfAnEndedRunIsWaitedFor) {
       rm -f pipe; mkfifo pipe; $ZEVA_HOME/bin/migration/zeva-migrate pipe log > output & pid=$!
       until ps -e | grep -q ' cp$'; do sleep 0.02; done; kill -$signal $pid; wait
       rm log; migrate pkg log > output; echo $?
-      (sleep 0.1; : > pipe) & migrate nope log > output; echo $?)");
+      (sleep 0.1; : > pipe) & $ZEVA_HOME/bin/migration/zeva-migrate nope log > output; echo $?)");
     EXPECT_EQ(next.output, "237\n255\n") << signal;
     EXPECT_THAT(box_.log(),
                 Contains("Error [217]: a command of an ended migration is still running."));

@@ -316,8 +316,8 @@ TEST_F(Migration, TerminationEndsItAtOnceWithoutCleanUp) {
     auto run = box_.run("signal=" + std::string(name) + R"(
       rm -f log
       $ZEVA_HOME/bin/migration/zeva-migrate pkg /mnt/work/log > output & pid=$!
-      until S99Reg status > /dev/null; do sleep 0.1; done; sleep 1
-      kill -$signal $pid; wait $pid; echo $?; ps -e | grep -c regserver)");
+      until S99Reg status > /dev/null || ! kill -0 $pid; do sleep 0.1; done; sleep 1
+      kill -$signal $pid; wait $pid; echo $?; ps -e | grep -c regserver; S99Reg stop)");
     EXPECT_EQ(run.output, "156\n1\n");
     EXPECT_EQ(box_.result(), result_text(-100));
     EXPECT_EQ(box_.log().size(), 6u);

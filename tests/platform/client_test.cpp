@@ -151,8 +151,9 @@ TEST_F(Client, ComesByTheSocketOrByThePort) {
 
 // A server that has proved itself may take any time over a call.
 TEST_F(Client, WaitsForAnAnswerWithoutEnd) {
+  int const before = sockets_waiting(0);
   RegistryClient client(home_.address());
-  EXPECT_EQ(sockets_waiting(0), 1);
+  EXPECT_EQ(sockets_waiting(0), before + 1);
 }
 
 TEST_F(Client, OpenSaysWhyNot) {

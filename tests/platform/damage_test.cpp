@@ -46,9 +46,6 @@ std::string names(zeva::Key const& root) {
 
 class Damage : public testing::Test {
  protected:
-  Damage() { alarm(60); }  // ends one that waits for ever
-  ~Damage() override { alarm(0); }
-
   std::unique_ptr<zeva::Store> open() {
     notes_.clear();
     why_.clear();

@@ -134,9 +134,8 @@ TEST_F(Service, StartSaysWhyNot) {
   ASSERT_EQ(run("start"), 0) << output_;
   std::string const running = pid();
   fs::remove(home_.config("regserver.pid"));
-  int const other = socket(AF_INET, SOCK_STREAM, 0);
-  set_settings("CFILTER_REGSERVER_PORT=" + std::to_string(bind_to_loopback(other)) + "\n");
-  close(other);
+  zeva::Descriptor const other(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  set_settings("CFILTER_REGSERVER_PORT=" + std::to_string(bind_to_loopback(other.get())) + "\n");
   EXPECT_EQ(run("start"), 1) << "one server for a store";
   EXPECT_NE(output_.find("another server has it open"), std::string::npos) << output_;
   std::ofstream(home_.config("regserver.pid")) << running;

@@ -15,6 +15,8 @@ int bind_to_loopback(int socket) {
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   socklen_t size = sizeof address;
+  int const on = 1;
+  setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
   auto* any = reinterpret_cast<sockaddr*>(&address);
   if (bind(socket, any, size) < 0 || getsockname(socket, any, &size) < 0)
     throw std::runtime_error("no free port on the loopback address");
@@ -29,29 +31,16 @@ ScratchHome::ScratchHome() {
   fs::copy(SERVICE_FOLDER "/factory.xml", config("factory.xml"));
   if (fs::exists(CATALOGUE_FOLDER)) fs::create_symlink(CATALOGUE_FOLDER, config("zevautilerr"));
   setenv("ZEVA_HOME", path().c_str(), 1);
-  take_port();
+  folder_.write("bin/migration/RegSvrCfg.ini",
+                "[CFILTER_REGSERVER]\nCFILTER_REGSERVER_PORT=" + std::to_string(port_) + "\n");
 }
 
 ScratchHome::~ScratchHome() {
   kill();
 }
 
-void ScratchHome::take_port() {
-  int const socket = ::socket(AF_INET, SOCK_STREAM, 0);
-  port_ = bind_to_loopback(socket);
-  close(socket);
-  folder_.write("bin/migration/RegSvrCfg.ini",
-                "[CFILTER_REGSERVER]\nCFILTER_REGSERVER_PORT=" + std::to_string(port_) + "\n");
-}
-
 void ScratchHome::start() {
-  // Somebody else may have taken the port since it was found free.
-  for (int attempt = 0; attempt < 5; ++attempt) {
-    if (try_start()) return;
-    if (reports().find("Address already in use") == std::string::npos) break;
-    take_port();
-  }
-  throw std::runtime_error("regserver does not start: " + reports());
+  if (!try_start()) throw std::runtime_error("regserver does not start: " + reports());
 }
 
 bool ScratchHome::try_start() {

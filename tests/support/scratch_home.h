@@ -7,13 +7,16 @@
 //   NvPoRegistry registry(home.address());
 #pragma once
 
+#include "descriptor.h"
 #include "scratch_folder.h"
 
+#include <sys/socket.h>
 #include <sys/types.h>
 
 #include <string>
 
-// Binds a socket to a free port of the loopback address, and returns its number.
+// Binds a socket to a free port of the loopback address, and returns its number. Until the socket
+// is closed nobody gets the port but who asks for it by number, as a server does.
 int bind_to_loopback(int socket);
 
 class ScratchHome {
@@ -50,11 +53,11 @@ class ScratchHome {
   [[nodiscard]] std::string reports() const;
 
  private:
-  void take_port();
   [[nodiscard]] bool wait_until_ready();
   int end(int signal);
 
   ScratchFolder folder_;
-  int port_ = 0;
+  zeva::Descriptor socket_{::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)};  // holds the port
+  int port_ = bind_to_loopback(socket_.get());
   pid_t server_ = 0;
 };
