@@ -51,8 +51,9 @@ std::string_view message_at(std::string_view log, size_t place, uint64_t generat
   wire::Call change;
   bool changes_nothing;
   if (message.empty() || !from_bytes(message, change)) return false;
-  // It was new when it was logged. In a snapshot that was edited since it may be there.
-  if (change.action() == wire::CREATE_KEY) change.clear_add();
+  // That it was new was found when it was logged. In a snapshot that was edited since it may be
+  // there.
+  change.clear_add();
   if (check(root, change, changes_nothing) < 0) return false;
   apply(root, change);
   return true;
