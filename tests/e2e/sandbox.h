@@ -1,7 +1,7 @@
 // A machine of its own for a test of the installed commands: a home at the standard place, a /tmp,
 // a process list and a network that nobody else sees. Scripts in it start in a work folder that
-// holds "export", a copy of the example, and "key", the package key; what they have
-// started is killed when they end, but may not be gone yet when the next one begins.
+// holds "export", a copy of the example, and "key", the package key; what they have started
+// is killed when they end, but may not be gone yet when the next one begins.
 #pragma once
 
 #include "scratch_folder.h"

@@ -3,8 +3,6 @@
 #include "run_log.h"
 #include "runlog.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 
 namespace fs = std::filesystem;
