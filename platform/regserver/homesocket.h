@@ -1,5 +1,5 @@
 // config/regserver.socket below the home: where clients of the server's own user and root come in,
-// in two thirds of the time that the loopback address takes.
+// in three quarters of the time that the loopback address takes.
 #pragma once
 
 #include <asio/local/stream_protocol.hpp>
